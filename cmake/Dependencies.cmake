@@ -1,0 +1,6 @@
+# Third-party libraries. Each has one owner among the targets, which links it PRIVATE.
+
+find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)

@@ -1,0 +1,37 @@
+# What every target is compiled with, and where its result lies. The build tree mirrors an install, so that
+# a program finds its companions relative to itself in both.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+include(GNUInstallDirs)
+set(FERRIN_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR}/ferrin-relay)
+set(FERRIN_DATADIR ${CMAKE_INSTALL_DATADIR}/ferrin-relay)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(ferrin_warnings INTERFACE)
+target_compile_options(ferrin_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wimplicit-fallthrough -Wcast-qual)
+
+if(FERRIN_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# ferrin_library(NAME SOURCE...): one static library per folder. Headers are included from the root, by folder:
+# "core/Locations.h".
+function(ferrin_library name)
+  add_library(${name} STATIC ${ARGN})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ferrin_warnings)
+endfunction()

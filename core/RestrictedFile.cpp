@@ -1,0 +1,105 @@
+#include "core/RestrictedFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+
+#include "core/FileDescriptor.h"
+
+namespace ferrin::core {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A writer needs milliseconds; a temporary this old belongs to one that was killed.
+constexpr std::chrono::minutes abandonedAfter{10};
+
+std::string temporaryPrefix(const fs::path& url) { return "." + url.filename().string() + ".new-"; }
+
+/// Best effort: what can't be looked at or removed now is left for the next write.
+void removeAbandonedTemporaries(const fs::path& url) {
+  std::error_code ignored;
+  const std::string prefix = temporaryPrefix(url);
+  const auto oldest = fs::file_time_type::clock::now() - abandonedAfter;
+  for (fs::directory_iterator entry(url.parent_path(), ignored), end; !ignored && entry != end;
+       entry.increment(ignored)) {
+    if (!entry->path().filename().string().starts_with(prefix)) continue;
+    std::error_code unknownAge;
+    if (fs::last_write_time(entry->path(), unknownAge) < oldest && !unknownAge)
+      fs::remove(entry->path(), unknownAge);
+  }
+}
+
+/// The new content beside its target; gone with this object unless it has taken the target's place.
+class Temporary {
+ public:
+  explicit Temporary(const fs::path& url)
+      : target(url), name((url.parent_path() / (temporaryPrefix(url) + "XXXXXX")).string()) {
+    file.reset(mkostemp(name.data(), O_CLOEXEC));  // 0600 from the start
+    if (!file.valid()) throwErrno(target);
+  }
+  Temporary(const Temporary&) = delete;
+  Temporary& operator=(const Temporary&) = delete;
+  ~Temporary() {
+    if (!replaced) unlink(name.c_str());
+  }
+
+  void write(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
+      if (count >= 0) {
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+      } else if (errno != EINTR) {
+        throwErrno(target);
+      }
+    }
+    if (fsync(file.get()) != 0) throwErrno(target);
+    if (close(file.release()) != 0) throwErrno(target);
+  }
+
+  void takePlaceOfTarget() {
+    if (rename(name.c_str(), target.c_str()) != 0) throwErrno(target);
+    replaced = true;
+  }
+
+ private:
+  const fs::path& target;
+  std::string name;
+  FileDescriptor file;
+  bool replaced = false;
+};
+
+/// Makes the rename last through a power cut. A file system that can't do it has replaced the file all the
+/// same.
+void syncFolder(const fs::path& folder) {
+  const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor.valid()) fsync(descriptor.get());
+}
+
+}  // namespace
+
+void replaceRestricted(const fs::path& url, std::string_view bytes) {
+  removeAbandonedTemporaries(url);
+  Temporary temporary(url);
+  temporary.write(bytes);
+  temporary.takePlaceOfTarget();
+  if (chmod(url.c_str(), S_IRUSR | S_IWUSR) != 0) throwErrno(url);
+  syncFolder(url.parent_path());
+}
+
+void writeRestricted(const fs::path& url, std::string_view text) {
+  makeFolders(url.parent_path());
+  replaceRestricted(url, std::string(text) + '\n');
+}
+
+void makeFolders(const fs::path& folder) {
+  fs::create_directories(folder);
+  if (!fs::is_directory(folder)) {
+    throw fs::filesystem_error("create folder", folder, std::make_error_code(std::errc::not_a_directory));
+  }
+}
+
+}  // namespace ferrin::core

@@ -1,0 +1,55 @@
+#include "tests/support/TemporaryFolder.h"
+
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace ferrin::tests {
+
+namespace fs = std::filesystem;
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (fs::temp_directory_path() / "ferrin-test-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder: " + name);
+  folder = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  for (fs::recursive_directory_iterator entry(folder, ignored), end; entry != end; entry.increment(ignored)) {
+    if (entry->is_directory(ignored)) fs::permissions(entry->path(), fs::perms::owner_all, ignored);
+  }
+  fs::remove_all(folder, ignored);
+}
+
+std::string contentOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return "<none>";
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void put(const fs::path& file, std::string_view content) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+mode_t modeOf(const fs::path& file) {
+  struct stat status {};
+  return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
+}
+
+AsOrdinaryUser::AsOrdinaryUser() : before(geteuid()) {
+  constexpr uid_t nobody = 65534;
+  if (before == 0 && seteuid(nobody) != 0) throw std::runtime_error("can't become another user");
+}
+
+AsOrdinaryUser::~AsOrdinaryUser() {
+  if (seteuid(before) != 0) std::abort();
+}
+
+}  // namespace ferrin::tests

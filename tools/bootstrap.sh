@@ -1,0 +1,84 @@
+# Sourced by ./run and ./test: finds out what is missing on this machine and installs it.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+build_packages=(
+  ca-certificates ccache cmake g++ ninja-build pkg-config
+  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev nlohmann-json3-dev
+)
+demo_packages=(curl libnss-wrapper runit)
+test_packages=(clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux)
+
+say() { printf '%s\n' "$*"; }
+fail() {
+  printf '%s\n' "$*" >&2
+  exit 1
+}
+
+# as_root COMMAND...: as it is for root, through sudo for anybody else.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    fail "not root, and sudo is not installed: can't run $*"
+  fi
+}
+
+missing_packages() {
+  local package
+  for package in "$@"; do
+    # A program that came another way than by its package serves as well.
+    case "$package" in
+      nodejs) command -v node >/dev/null && continue ;;
+      npm) command -v npm >/dev/null && continue ;;
+    esac
+    dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || printf '%s\n' "$package"
+  done
+}
+
+install_debian_packages() {
+  local missing log
+  mapfile -t missing < <(missing_packages "$@")
+  [ ${#missing[@]} -eq 0 ] && return
+  say "Installing ${#missing[@]} packages: ${missing[*]}"
+  log=$(mktemp)
+  if ! { as_root apt-get update -q &&
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"; } \
+    >"$log" 2>&1; then
+    tail -n 20 "$log" >&2
+    fail "Packages could not be installed; the whole output is in $log"
+  fi
+  rm -f "$log"
+}
+
+# install_packages PACKAGE...: Debian's by name; on macOS what the Brewfile lists.
+install_packages() {
+  case "$(uname -s)" in
+    Darwin)
+      command -v brew >/dev/null || fail "Homebrew is missing: install it first, then run this again"
+      brew bundle check --file "$root/Brewfile" >/dev/null || brew bundle install --file "$root/Brewfile" ||
+        fail "brew could not install what the Brewfile lists"
+      ;;
+    *)
+      command -v apt-get >/dev/null || fail "neither apt-get nor Homebrew here: install what tools/bootstrap.sh lists"
+      install_debian_packages "$@"
+      ;;
+  esac
+}
+
+# build PRESET [CMAKE_OPTION...]: configures when needed and builds, showing the compiler's progress.
+build() {
+  local preset=$1
+  shift
+  say "Building $preset"
+  local log="$root/build/$preset-configure.log"
+  mkdir -p "$root/build"
+  (cd "$root" && cmake --preset "$preset" "$@") >"$log" 2>&1 || {
+    tail -n 30 "$log" >&2
+    fail "$preset could not be configured"
+  }
+  (cd "$root" && cmake --build --preset "$preset") || fail "$preset could not be built"
+}
