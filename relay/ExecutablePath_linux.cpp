@@ -1,0 +1,7 @@
+#include "relay/Resources.h"
+
+namespace ferrin::relay {
+
+std::filesystem::path executablePath() { return std::filesystem::read_symlink("/proc/self/exe"); }
+
+}  // namespace ferrin::relay

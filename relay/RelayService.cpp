@@ -1,0 +1,84 @@
+#include "relay/RelayService.h"
+
+#include "core/LauncherError.h"
+#include "core/RestrictedFile.h"
+#include "core/Text.h"
+#include "core/TextFile.h"
+
+namespace ferrin::relay {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The script on its way to its place; gone with this object.
+class StagedScript {
+ public:
+  StagedScript(const fs::path& resource, const fs::path& target) : staged(target.string() + ".installing") {
+    core::replaceRestricted(staged, core::readBytes(resource));
+    fs::permissions(staged, fs::perms::owner_all);
+  }
+  StagedScript(const StagedScript&) = delete;
+  StagedScript& operator=(const StagedScript&) = delete;
+  ~StagedScript() {
+    std::error_code ignored;
+    fs::remove(staged, ignored);
+  }
+
+  /// A link, unlike a renaming, never replaces what appeared there meanwhile.
+  void takePlaceOf(const fs::path& target) const { fs::create_hard_link(staged, target); }
+
+ private:
+  const fs::path staged;
+};
+
+/// As an installed script is never refreshed, a half-written one would stay for good: it appears whole or not
+/// at all.
+void installScript(const fs::path& resource, const fs::path& target) {
+  if (fs::exists(target)) return;
+  if (!fs::exists(resource)) throw core::LauncherError(2, "找不到内置代理");
+  core::makeFolders(target.parent_path());
+  StagedScript(resource, target).takePlaceOf(target);
+}
+
+std::string upstreamURL(const fs::path& file) {
+  std::string url = core::canonicalURL(core::readText(file));
+  if (url.empty()) throw core::LauncherError(3, "第三方 URL 为空或格式无效");
+  return url;
+}
+
+void demand(const CommandResult& result) {
+  if (result.status != 0) throw core::LauncherError(result.status, result.output);
+}
+
+}  // namespace
+
+std::vector<std::string> relayCommandLine(const core::Locations& locations, std::string_view upstream) {
+  return {locations.proxyURL.string(),
+          "--host",
+          "127.0.0.1",
+          "--port",
+          std::to_string(core::port),
+          "--upstream",
+          std::string(upstream),
+          "--api-key-file",
+          locations.upstreamKeyFile.string(),
+          "--timeout",
+          "600"};
+}
+
+void installAndStartService(const core::Locations& locations, ServiceManager& services,
+                            const fs::path& proxyResource) {
+  installScript(proxyResource, locations.proxyURL);
+  const std::string upstream = upstreamURL(locations.upstreamURLFile);
+  services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL});
+  services.bootout(core::serviceLabel);  // fails, harmlessly, where the relay is not loaded
+  demand(services.bootstrap(core::serviceLabel));
+  demand(services.kickstart(core::serviceLabel));
+}
+
+void stopServices(ServiceManager& services) {
+  services.bootout(core::serviceLabel);
+  services.bootout(core::localServiceLabel);
+}
+
+}  // namespace ferrin::relay

@@ -1,0 +1,161 @@
+#include "relay/RunitManager.h"
+
+#include <chrono>
+#include <functional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "core/RestrictedFile.h"
+#include "core/TextFile.h"
+#include "relay/ProgramCheck.h"
+
+namespace ferrin::relay {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// How long sv waits for a service that is to start or stop; at the end it kills. The relay needs 4 s at
+/// most.
+constexpr const char* svWaitSeconds = "7";
+/// For what takes runsv milliseconds, on a machine under heavy load.
+constexpr std::chrono::seconds supervisorDeadline{5};
+constexpr std::chrono::milliseconds pollInterval{10};
+
+bool holdsWithinDeadline(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + supervisorDeadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(pollInterval);
+  }
+  return true;
+}
+
+/// One word for sh, whatever it holds.
+std::string quotedForShell(std::string_view word) {
+  std::string result = "'";
+  for (const char character : word) {
+    if (character == '\0') throw std::invalid_argument("run script: an argument holds a NUL character");
+    result += character == '\'' ? R"('\'')" : std::string{character};
+  }
+  return result + "'";
+}
+
+/// One word of a desktop entry's Exec line: quoted there, then escaped once more as every string of the
+/// format.
+std::string quotedForDesktopEntry(std::string_view word) {
+  std::string result = "\"";
+  for (const char character : word) {
+    switch (character) {
+      case '\\':
+        result += R"(\\\\)";
+        break;
+      case '"':
+      case '`':
+      case '$':
+        result += R"(\\)" + std::string{character};
+        break;
+      case '%':
+        result += "%%";
+        break;
+      case '\n':
+        result += R"(\n)";
+        break;
+      default:
+        result += character;
+    }
+  }
+  return result + '"';
+}
+
+std::string pidIn(const fs::path& serviceFolder) {
+  try {
+    return core::readBytes(serviceFolder / "supervise" / "pid");
+  } catch (const std::system_error&) {
+    return "";
+  }
+}
+
+bool isSupervised(const CommandResult& status) {
+  return status.output.starts_with("run:") || status.output.starts_with("down:") ||
+         status.output.starts_with("finish:");
+}
+
+}  // namespace
+
+std::string runScript(const ServiceDefinition& definition) {
+  std::string script = "#!/bin/sh\numask 077\n";
+  script += "mkdir -p " + quotedForShell(definition.logFile.parent_path().string()) + "\n";
+  script += "exec >>" + quotedForShell(definition.logFile.string()) + " 2>&1 </dev/null\n";
+  script += "exec";
+  for (const std::string& word : definition.commandLine) script += " " + quotedForShell(word);
+  return script + "\n";
+}
+
+std::string autostartEntry(const fs::path& runsv, const fs::path& serviceFolder) {
+  return "[Desktop Entry]\n"
+         "Type=Application\n"
+         "Name=Ferrin third-party relay\n"
+         "NoDisplay=true\n"
+         "Exec=" +
+         quotedForDesktopEntry(runsv.string()) + " " + quotedForDesktopEntry(serviceFolder.string()) + "\n";
+}
+
+RunitManager::RunitManager(fs::path homeDirectory, fs::path programFolder)
+    : home(std::move(homeDirectory)), programs(std::move(programFolder)) {}
+
+fs::path RunitManager::serviceFolder(std::string_view label) const {
+  return home / ".local" / "share" / "ferrin-relay" / "sv" / label;
+}
+
+CommandResult RunitManager::sv(const std::string& command, std::string_view label) const {
+  return run((programs / "sv").string(), {"-w", svWaitSeconds, command, serviceFolder(label).string()});
+}
+
+void RunitManager::define(const ServiceDefinition& definition) {
+  const fs::path folder = serviceFolder(definition.label);
+  core::makeFolders(folder);
+  core::replaceRestricted(folder / "run", runScript(definition));
+  fs::permissions(folder / "run", fs::perms::owner_all);
+  const fs::path autostart = home / ".config" / "autostart" / (definition.label + ".desktop");
+  core::makeFolders(autostart.parent_path());
+  core::replaceRestricted(autostart, autostartEntry(programs / "runsv", folder));
+  definedProgram = definition.commandLine.front();
+}
+
+CommandResult RunitManager::bootout(std::string_view label) { return sv("force-shutdown", label); }
+
+CommandResult RunitManager::bootstrap(std::string_view label) {
+  if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
+  const CommandResult started = runDetached((programs / "runsv").string(), {serviceFolder(label).string()});
+  return started.status == 0 ? awaitSupervisor(label) : started;
+}
+
+CommandResult RunitManager::kickstart(std::string_view label) {
+  const std::string pidBefore = pidIn(serviceFolder(label));
+  const CommandResult restarted = sv("force-restart", label);
+  return restarted.status == 0 ? awaitOtherPid(label, pidBefore) : restarted;
+}
+
+bool RunitManager::isRunning(std::string_view label) {
+  return sv("status", label).output.starts_with("run:");
+}
+
+CommandResult RunitManager::awaitSupervisor(std::string_view label) const {
+  CommandResult status;
+  const bool supervised = holdsWithinDeadline([&] { return isSupervised(status = sv("status", label)); });
+  return supervised ? CommandResult{} : CommandResult{1, status.output};
+}
+
+/// sv can be back before the old process is gone.
+CommandResult RunitManager::awaitOtherPid(std::string_view label, const std::string& pidBefore) const {
+  const bool changed = holdsWithinDeadline([&] {
+    const std::string pid = pidIn(serviceFolder(label));
+    return !pid.empty() && pid != pidBefore;
+  });
+  if (changed) return {};
+  return {1, serviceFolder(label).string() + ": the service was not started again"};
+}
+
+}  // namespace ferrin::relay

@@ -1,0 +1,142 @@
+#include "relay/SystemdManager.h"
+
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+#include <utility>
+
+#include "core/RestrictedFile.h"
+#include "relay/ProgramCheck.h"
+
+namespace ferrin::relay {
+namespace {
+
+constexpr const char* envProgram = "/usr/bin/env";
+
+std::string unitName(std::string_view label) { return std::string(label) + ".service"; }
+
+std::string escaped(char character) {
+  switch (character) {
+    case '\\':
+      return R"(\\)";
+    case '"':
+      return R"(\")";
+    case '\n':
+      return R"(\n)";
+    case '\t':
+      return R"(\t)";
+    case '%':
+      return "%%";
+    default:
+      break;
+  }
+  if (static_cast<unsigned char>(character) >= 0x20) return {character};
+  std::array<char, 5> code{};
+  std::snprintf(code.data(), code.size(), "\\x%02x", static_cast<unsigned>(character));
+  return code.data();
+}
+
+/// One word of a command line, whatever it holds.
+std::string quotedWord(std::string_view word) {
+  std::string result = "\"";
+  for (const char character : word) {
+    if (character == '\0') throw std::invalid_argument("unit: an argument holds a NUL character");
+    result += escaped(character);
+  }
+  return result + '"';
+}
+
+/// A path that stands alone behind "=": it is not unquoted, and ends with its line.
+std::string plainPath(const std::filesystem::path& path) {
+  std::string result;
+  for (const char character : path.string()) {
+    if (static_cast<unsigned char>(character) < 0x20) {
+      throw std::invalid_argument("unit: the log file's path holds a control character");
+    }
+    result += character == '%' ? "%%" : std::string{character};
+  }
+  return result;
+}
+
+/// The colon keeps "$" from being taken for a variable.
+std::string execStart(const std::vector<std::string>& commandLine) {
+  std::string line = ":";
+  for (const std::string& word : commandLine) line += (line.size() > 1 ? " " : "") + quotedWord(word);
+  return line;
+}
+
+}  // namespace
+
+std::string systemdUnit(const ServiceDefinition& definition) {
+  const std::string log = plainPath(definition.logFile);
+  return "[Unit]\n"
+         "Description=Ferrin third-party relay\n"
+         "StartLimitIntervalSec=0\n"
+         "\n"
+         "[Service]\n"
+         "Type=exec\n"
+         "ExecStart=" +
+         execStart(definition.commandLine) +
+         "\n"
+         "Restart=always\n"
+         "RestartSec=1\n"
+         "TimeoutStartSec=10\n"
+         "TimeoutStopSec=5\n"
+         "StandardOutput=append:" +
+         log +
+         "\n"
+         "StandardError=append:" +
+         log +
+         "\n"
+         "UMask=0077\n"
+         "NoNewPrivileges=yes\n"
+         "RestrictAddressFamilies=AF_UNIX AF_INET AF_INET6 AF_NETLINK\n"
+         "RestrictNamespaces=yes\n"
+         "RestrictRealtime=yes\n"
+         "RestrictSUIDSGID=yes\n"
+         "LockPersonality=yes\n"
+         "SystemCallArchitectures=native\n"
+         "MemoryDenyWriteExecute=yes\n"
+         "\n"
+         "[Install]\n"
+         "WantedBy=default.target\n";
+}
+
+SystemdManager::SystemdManager(std::filesystem::path homeDirectory, std::filesystem::path runtimeFolder,
+                               std::string systemctlProgram)
+    : home(std::move(homeDirectory)),
+      runtime(std::move(runtimeFolder)),
+      program(std::move(systemctlProgram)) {}
+
+/// This process may have been started outside a session, from cron say, where the variable is not set.
+CommandResult SystemdManager::systemctl(std::vector<std::string> arguments) const {
+  std::vector<std::string> all{"XDG_RUNTIME_DIR=" + runtime.string(), program, "--user", "--quiet"};
+  all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
+  return run(envProgram, all);
+}
+
+void SystemdManager::define(const ServiceDefinition& definition) {
+  const auto unit = home / ".config" / "systemd" / "user" / unitName(definition.label);
+  core::makeFolders(unit.parent_path());
+  core::replaceRestricted(unit, systemdUnit(definition));
+  core::makeFolders(definition.logFile.parent_path());
+  definedProgram = definition.commandLine.front();
+}
+
+CommandResult SystemdManager::bootout(std::string_view label) { return systemctl({"stop", unitName(label)}); }
+
+CommandResult SystemdManager::bootstrap(std::string_view label) {
+  if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
+  if (const CommandResult reloaded = systemctl({"daemon-reload"}); reloaded.status != 0) return reloaded;
+  return systemctl({"enable", "--now", unitName(label)});
+}
+
+CommandResult SystemdManager::kickstart(std::string_view label) {
+  return systemctl({"restart", unitName(label)});
+}
+
+bool SystemdManager::isRunning(std::string_view label) {
+  return systemctl({"is-active", unitName(label)}).status == 0;
+}
+
+}  // namespace ferrin::relay

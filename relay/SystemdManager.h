@@ -1,0 +1,40 @@
+#pragma once
+// The systemd user manager.
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "relay/ServiceManager.h"
+
+namespace ferrin::relay {
+
+/// The service's unit file. Throws std::invalid_argument for a value that a unit can't hold.
+std::string systemdUnit(const ServiceDefinition& definition);
+
+/// Definitions are ~/.config/systemd/user/LABEL.service; the log's folder is made with them, as a service
+/// whose log can't be opened is not started. A bootout leaves the unit enabled: the next login starts it
+/// again.
+class SystemdManager : public ServiceManager {
+ public:
+  /// `runtimeFolder` is the user's XDG_RUNTIME_DIR, where the manager listens.
+  SystemdManager(std::filesystem::path homeDirectory, std::filesystem::path runtimeFolder,
+                 std::string systemctlProgram = "/usr/bin/systemctl");
+
+  void define(const ServiceDefinition& definition) override;
+  CommandResult bootout(std::string_view label) override;
+  CommandResult bootstrap(std::string_view label) override;
+  CommandResult kickstart(std::string_view label) override;
+  bool isRunning(std::string_view label) override;
+
+ private:
+  CommandResult systemctl(std::vector<std::string> arguments) const;
+
+  const std::filesystem::path home;
+  const std::filesystem::path runtime;
+  const std::string program;
+  std::filesystem::path definedProgram;
+};
+
+}  // namespace ferrin::relay
