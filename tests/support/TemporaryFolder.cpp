@@ -28,8 +28,9 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string contentOf(const fs::path& file) {
+  std::error_code ignored;
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) return "<none>";
+  if (!stream || fs::is_directory(file, ignored)) return "<none>";
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
