@@ -7,7 +7,9 @@
 namespace ferrin::agentconfig {
 namespace {
 
-std::string assignmentTo(std::string_view key) { return "(?m)^\\Q" + std::string(key) + "\\E\\s*=\\s*.*"; }
+// The white space is possessive: what it has taken is never given back, since no equals sign is among it and
+// any rest of a line will do. An expression that may give it back spends its time on long runs.
+std::string assignmentTo(std::string_view key) { return "(?m)^\\Q" + std::string(key) + "\\E\\s*+=\\s*+.*"; }
 
 }  // namespace
 
