@@ -8,22 +8,6 @@
 
 namespace ferrin::relay {
 
-LauncherState::Subscription::Subscription(std::weak_ptr<std::map<int, Observer>> owner, int number)
-    : observers(std::move(owner)), key(number) {}
-
-LauncherState::Subscription::Subscription(Subscription&& other) noexcept
-    : observers(std::move(other.observers)), key(other.key) {}
-
-LauncherState::Subscription& LauncherState::Subscription::operator=(Subscription&& other) noexcept {
-  std::swap(observers, other.observers);
-  std::swap(key, other.key);
-  return *this;
-}
-
-LauncherState::Subscription::~Subscription() {
-  if (const auto all = observers.lock()) all->erase(key);
-}
-
 LauncherState::LauncherState(const core::Locations& places, ServiceManager& manager)
     : locations(places), services(manager), running(detectRunningState(places, manager)) {}
 
@@ -38,22 +22,12 @@ void LauncherState::setRunning(bool nowRunning) {
   }
 }
 
-LauncherState::Subscription LauncherState::subscribe(Observer observer) {
-  observers->emplace(++lastKey, std::move(observer));
-  return {observers, lastKey};
+LauncherState::Subscription LauncherState::subscribe(std::function<void(bool)> observer) {
+  return observers.add(std::move(observer));
 }
 
-/// Observers may come and go while they are told, so each is looked up again by its key.
 void LauncherState::assign(bool nowRunning) {
-  if (std::exchange(running, nowRunning) == nowRunning) return;
-  const auto all = observers;
-  const int newest = lastKey;
-  for (auto next = all->begin(); next != all->end() && next->first <= newest;) {
-    const int key = next->first;
-    const Observer observer = next->second;
-    observer(nowRunning);
-    next = all->upper_bound(key);
-  }
+  if (std::exchange(running, nowRunning) != nowRunning) observers.notify(nowRunning);
 }
 
 }  // namespace ferrin::relay

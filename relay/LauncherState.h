@@ -2,10 +2,9 @@
 // The one answer to "does the relay run?" that the window and the menu bar share.
 
 #include <functional>
-#include <map>
-#include <memory>
 
 #include "core/Locations.h"
+#include "core/Observers.h"
 #include "relay/ServiceManager.h"
 
 namespace ferrin::relay {
@@ -13,25 +12,7 @@ namespace ferrin::relay {
 /// Every call, and every call-back, is on one thread: the user interface's.
 class LauncherState {
  public:
-  using Observer = std::function<void(bool isRunning)>;
-
-  /// Ends its observation when it goes; it may outlive the state. An empty one observes nothing.
-  class Subscription {
-   public:
-    Subscription() = default;
-    Subscription(Subscription&& other) noexcept;
-    Subscription& operator=(Subscription&& other) noexcept;
-    Subscription(const Subscription&) = delete;
-    Subscription& operator=(const Subscription&) = delete;
-    ~Subscription();
-
-   private:
-    friend class LauncherState;
-    Subscription(std::weak_ptr<std::map<int, Observer>> owner, int number);
-
-    std::weak_ptr<std::map<int, Observer>> observers;
-    int key = 0;
-  };
+  using Subscription = core::Subscription;
 
   /// Asks detectRunningState at once, which blocks.
   LauncherState(const core::Locations& locations, ServiceManager& services);
@@ -45,8 +26,8 @@ class LauncherState {
   /// nothing: the state is the new one all the same.
   void setRunning(bool nowRunning);
 
-  /// `observer` is told of each change after it has taken effect. It may end subscriptions, its own included.
-  [[nodiscard]] Subscription subscribe(Observer observer);
+  /// `observer` is told of each change after it has taken effect.
+  Subscription subscribe(std::function<void(bool isRunning)> observer);
 
  private:
   void assign(bool nowRunning);
@@ -54,8 +35,7 @@ class LauncherState {
   const core::Locations& locations;
   ServiceManager& services;
   bool running;
-  int lastKey = 0;
-  std::shared_ptr<std::map<int, Observer>> observers = std::make_shared<std::map<int, Observer>>();
+  core::Observers<bool> observers;
 };
 
 }  // namespace ferrin::relay
