@@ -69,6 +69,20 @@ install_packages() {
   esac
 }
 
+# install_node_packages FOLDER: what its lock file lists, unless exactly that is there already.
+install_node_packages() {
+  local folder=$root/$1 log
+  cmp -s "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json" && return
+  say "Installing the Node packages of $1"
+  log=$(mktemp)
+  (cd "$folder" && npm ci) >"$log" 2>&1 || {
+    tail -n 20 "$log" >&2
+    fail "npm could not install the packages of $1; the whole output is in $log"
+  }
+  cp "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json"
+  rm -f "$log"
+}
+
 # build PRESET [CMAKE_OPTION...]: configures when needed and builds, showing the compiler's progress.
 build() {
   local preset=$1
