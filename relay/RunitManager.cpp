@@ -19,8 +19,8 @@ namespace fs = std::filesystem;
 /// How long sv waits for a service that is to start or stop; at the end it kills. The relay needs 4 s at
 /// most.
 constexpr const char* svWaitSeconds = "7";
-/// For what takes runsv milliseconds, on a machine under heavy load.
-constexpr std::chrono::seconds supervisorDeadline{5};
+/// runsv needs milliseconds to begin; for a restart, the time the relay takes to end and one second more.
+constexpr std::chrono::seconds supervisorDeadline{10};
 constexpr std::chrono::milliseconds pollInterval{10};
 
 bool holdsWithinDeadline(const std::function<bool()>& condition) {
@@ -127,8 +127,11 @@ void RunitManager::define(const ServiceDefinition& definition) {
 CommandResult RunitManager::bootout(std::string_view label) { return sv("force-shutdown", label); }
 
 CommandResult RunitManager::bootstrap(std::string_view label) {
-  if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
-  const CommandResult started = runDetached((programs / "runsv").string(), {serviceFolder(label).string()});
+  const fs::path runsv = programs / "runsv";
+  for (const fs::path& program : {definedProgram, runsv}) {
+    if (const auto reason = reasonNotExecutable(program)) return {126, *reason};
+  }
+  const CommandResult started = runDetached(runsv.string(), {serviceFolder(label).string()});
   return started.status == 0 ? awaitSupervisor(label) : started;
 }
 

@@ -58,8 +58,14 @@ std::string plainPath(const std::filesystem::path& path) {
   return result;
 }
 
-/// The colon keeps "$" from being taken for a variable.
+/// The colon keeps "$" from being taken for a variable. systemd takes any argument, but not any program: it
+/// refuses the unit at start, without a reason, so the reason is given here.
 std::string execStart(const std::vector<std::string>& commandLine) {
+  const std::string& program = commandLine.front();
+  if (program.find_first_of("\"'\\\x7f") != std::string::npos) {
+    throw std::invalid_argument(program +
+                                ": systemd starts no program with a quote or a backslash in its path");
+  }
   std::string line = ":";
   for (const std::string& word : commandLine) line += (line.size() > 1 ? " " : "") + quotedWord(word);
   return line;

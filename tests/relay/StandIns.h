@@ -1,0 +1,50 @@
+#pragma once
+// Programs that stand in for those that can't be had in a test: launchctl off macOS, and a relay that needs
+// no port.
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ferrin::tests {
+
+/// Writes `content` to `file` and lets its owner execute it.
+void putProgram(const std::filesystem::path& file, std::string_view content);
+
+/// Records every call. Succeeds without a word, unless told otherwise for a subcommand.
+class StandInLaunchctl {
+ public:
+  explicit StandInLaunchctl(const std::filesystem::path& folder);
+
+  const std::string& path() const { return program; }
+  /// `answer` is a piece of sh, with the call's arguments: "echo no such service; exit 113".
+  void answer(const std::string& subcommand, std::string_view answer) const;
+  /// One line per call, arguments joined by "|".
+  std::vector<std::string> calls() const;
+
+ private:
+  std::string program;
+};
+
+/// Records what it is started with, writes a line to each of its streams, and then waits to be ended.
+class StandInRelay {
+ public:
+  explicit StandInRelay(const std::filesystem::path& file);
+
+  const std::filesystem::path& path() const { return program; }
+  /// Of the latest start.
+  std::vector<std::string> arguments() const;
+  /// Every start's process, in order.
+  std::vector<pid_t> starts() const;
+
+ private:
+  std::filesystem::path program;
+};
+
+bool isAlive(pid_t process);
+std::vector<std::string> linesOf(const std::filesystem::path& file);
+
+}  // namespace ferrin::tests
