@@ -16,15 +16,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// How long sv waits for a service that is to start or stop; at the end it kills. The relay needs 4 s at
-/// most.
-constexpr const char* svWaitSeconds = "7";
-/// runsv needs milliseconds to begin; for a restart, the time the relay takes to end and one second more.
-constexpr std::chrono::seconds supervisorDeadline{10};
+/// How long a service may take to end before it is killed. The relay needs 4 s at most.
+constexpr std::chrono::seconds endDeadline{7};
+/// How long a killed service may take to be started again, or runsv to begin; runsv needs a second at most.
+constexpr std::chrono::seconds startDeadline{5};
 constexpr std::chrono::milliseconds pollInterval{10};
 
-bool holdsWithinDeadline(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + supervisorDeadline;
+bool holdsWithin(std::chrono::seconds timeout, const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(pollInterval);
@@ -109,8 +108,9 @@ fs::path RunitManager::serviceFolder(std::string_view label) const {
   return home / ".local" / "share" / "ferrin-relay" / "sv" / label;
 }
 
-CommandResult RunitManager::sv(const std::string& command, std::string_view label) const {
-  return run((programs / "sv").string(), {"-w", svWaitSeconds, command, serviceFolder(label).string()});
+CommandResult RunitManager::sv(std::vector<std::string> order, std::string_view label) const {
+  order.push_back(serviceFolder(label).string());
+  return run((programs / "sv").string(), order);
 }
 
 void RunitManager::define(const ServiceDefinition& definition) {
@@ -124,7 +124,9 @@ void RunitManager::define(const ServiceDefinition& definition) {
   definedProgram = definition.commandLine.front();
 }
 
-CommandResult RunitManager::bootout(std::string_view label) { return sv("force-shutdown", label); }
+CommandResult RunitManager::bootout(std::string_view label) {
+  return sv({"-w", std::to_string(endDeadline.count()), "force-shutdown"}, label);
+}
 
 CommandResult RunitManager::bootstrap(std::string_view label) {
   const fs::path runsv = programs / "runsv";
@@ -135,30 +137,35 @@ CommandResult RunitManager::bootstrap(std::string_view label) {
   return started.status == 0 ? awaitSupervisor(label) : started;
 }
 
+/// sv's own "restart" can be back before the old process is gone, and looks only every half second.
 CommandResult RunitManager::kickstart(std::string_view label) {
   const std::string pidBefore = pidIn(serviceFolder(label));
-  const CommandResult restarted = sv("force-restart", label);
-  return restarted.status == 0 ? awaitOtherPid(label, pidBefore) : restarted;
+  for (const char* order : {"up", "term"}) {
+    if (CommandResult sent = sv({order}, label); sent.status != 0) return sent;
+  }
+  if (hasOtherPid(label, pidBefore, endDeadline)) return {};
+  sv({"kill"}, label);
+  if (hasOtherPid(label, pidBefore, startDeadline)) return {};
+  return {1, serviceFolder(label).string() + ": the service was not started again"};
 }
 
 bool RunitManager::isRunning(std::string_view label) {
-  return sv("status", label).output.starts_with("run:");
+  return sv({"status"}, label).output.starts_with("run:");
 }
 
 CommandResult RunitManager::awaitSupervisor(std::string_view label) const {
   CommandResult status;
-  const bool supervised = holdsWithinDeadline([&] { return isSupervised(status = sv("status", label)); });
+  const bool supervised =
+      holdsWithin(startDeadline, [&] { return isSupervised(status = sv({"status"}, label)); });
   return supervised ? CommandResult{} : CommandResult{1, status.output};
 }
 
-/// sv can be back before the old process is gone.
-CommandResult RunitManager::awaitOtherPid(std::string_view label, const std::string& pidBefore) const {
-  const bool changed = holdsWithinDeadline([&] {
+bool RunitManager::hasOtherPid(std::string_view label, const std::string& pidBefore,
+                               std::chrono::seconds timeout) const {
+  return holdsWithin(timeout, [&] {
     const std::string pid = pidIn(serviceFolder(label));
     return !pid.empty() && pid != pidBefore;
   });
-  if (changed) return {};
-  return {1, serviceFolder(label).string() + ": the service was not started again"};
 }
 
 }  // namespace ferrin::relay

@@ -1,6 +1,7 @@
 #pragma once
 // runit's supervisor, run by the user: for Linux systems without a systemd user manager.
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -33,10 +34,9 @@ class RunitManager : public ServiceManager {
 
  private:
   std::filesystem::path serviceFolder(std::string_view label) const;
-  /// Every command but "status" waits at most a few seconds for the service.
-  CommandResult sv(const std::string& command, std::string_view label) const;
+  CommandResult sv(std::vector<std::string> order, std::string_view label) const;
   CommandResult awaitSupervisor(std::string_view label) const;
-  CommandResult awaitOtherPid(std::string_view label, const std::string& pidBefore) const;
+  bool hasOtherPid(std::string_view label, const std::string& pidBefore, std::chrono::seconds timeout) const;
 
   const std::filesystem::path home;
   const std::filesystem::path programs;

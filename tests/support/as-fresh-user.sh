@@ -11,7 +11,7 @@ skip() {
 
 [ "$(id -u)" -eq 0 ] || skip "only root can make a user's control group"
 [ -x /lib/systemd/systemd ] || skip "systemd is not installed"
-exec 9>/run/lock/ferrin-fresh-user
+exec 9</run # one at a time: runs share the mark of a booted machine
 flock 9
 
 uid=$((200000 + $$))
@@ -37,7 +37,7 @@ clean_up() {
     find "$group" -depth -type d -exec rmdir {} +
   done
   rm -rf "$folder"
-  [ -z "$made_booted_mark" ] || rmdir /run/systemd/system
+  [ -z "$made_booted_mark" ] || rmdir -p --ignore-fail-on-non-empty /run/systemd/system
 }
 trap clean_up EXIT
 
