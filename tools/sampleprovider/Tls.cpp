@@ -63,7 +63,7 @@ void write(X509& certificate, const std::filesystem::path& path) {
 }
 
 void useSelfMade(ssl::context& context, const std::filesystem::path& written) {
-  const Key key(EVP_EC_gen("P-256"));
+  const Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
   check(key != nullptr);
   const Certificate certificate = selfSigned(*key);
   check(SSL_CTX_use_certificate(context.native_handle(), certificate.get()) == 1 &&
