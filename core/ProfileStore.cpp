@@ -96,6 +96,10 @@ void saveProfiles(const ProviderProfiles& profiles, const Locations& locations) 
   replaceRestricted(locations.profilesFile, bytes);
 }
 
+std::filesystem::path keyFileURL(const ProviderProfile& profile, const Locations& locations) {
+  return locations.secretDirectory / std::filesystem::path(profile.keyFile).relative_path();
+}
+
 void sortByName(ProviderProfiles& profiles) {
   const NameOrder before;
   std::stable_sort(profiles.begin(), profiles.end(),

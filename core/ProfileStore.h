@@ -1,6 +1,7 @@
 #pragma once
 // The file that holds the provider profiles, without their keys.
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,10 @@ ProviderProfiles loadProfiles(const Locations& locations);
 /// UTF-8 is refused (illegal_byte_sequence) before anything is touched on disk; every other text comes back
 /// as it was.
 void saveProfiles(const ProviderProfiles& profiles, const Locations& locations);
+
+/// Where the profile's key lies: always below the secrets folder's own path, unless the name climbs with
+/// "..".
+std::filesystem::path keyFileURL(const ProviderProfile& profile, const Locations& locations);
 
 /// Sorts by name for the user's locale; profiles whose names compare the same keep their order.
 void sortByName(ProviderProfiles& profiles);

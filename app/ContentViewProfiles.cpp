@@ -1,0 +1,83 @@
+// The actions of the main window that save and load profiles.
+
+#include <exception>
+
+#include "app/ContentRules.h"
+#include "app/ContentView.h"
+#include "core/LauncherError.h"
+#include "core/RestrictedFile.h"
+#include "core/Text.h"
+#include "core/TextFile.h"
+
+namespace ferrin::app {
+
+void ContentView::loadSavedConfiguration() {
+  profiles = core::loadProfiles(with.locations);
+  upstreamURL = core::canonicalURL(
+      core::readSavedText(with.locations.upstreamURLFile, with.locations.legacyUpstreamURLFile));
+}
+
+void ContentView::loadProfile(const std::string& id) {
+  const auto profile = profileWithID(profiles, id);
+  if (!profile) return;
+  profileName = profile->name;
+  upstreamURL = profile->url;
+  model = profile->model;
+  apiKey = "";
+  status = "Loaded " + profile->name + ". The key is stored securely.";
+}
+
+std::string ContentView::resolvedKey(const std::optional<core::ProviderProfile>& profile) const {
+  if (std::string typed = core::trimmed(apiKey.get()); !typed.empty()) return typed;
+  if (profile) {
+    std::string stored = core::trimmed(core::readText(core::keyFileURL(*profile, with.locations)));
+    if (!stored.empty()) return stored;
+  }
+  return core::trimmed(
+      core::readSavedText(with.locations.upstreamKeyFile, with.locations.legacyUpstreamKeyFile));
+}
+
+void ContentView::saveProfile() {
+  const std::string selectedBefore = selectedProfileID;
+  isSaving = true;
+  try {
+    saveForm();
+  } catch (const std::exception& error) {
+    status = "Error: " + core::localizedDescription(error);
+  }
+  isSaving = false;
+  if (selectedProfileID.get() != selectedBefore) loadProfile(selectedProfileID);
+}
+
+void ContentView::saveForm() {
+  const std::string name = core::trimmed(profileName.get());
+  const std::string url = core::canonicalURL(upstreamURL.get());
+  const std::string trimmedModel = core::trimmed(model.get());
+  if (name.empty() || url.empty() || trimmedModel.empty()) {
+    status = "Error: profile name, URL and model are required";
+    return;
+  }
+  const auto edited = selectedProfile();
+  const std::string key = resolvedKey(edited);
+  if (key.empty()) {
+    status = "Error: enter the API key once before saving";
+    return;
+  }
+  const core::UUID id = edited ? edited->id() : core::UUID::random();
+  store({id, name, url, trimmedModel, "provider-key-" + id.text() + ".token"}, key);
+  selectedProfileID = id.text();
+  apiKey = "";
+  status = "Saved profile " + name;
+}
+
+void ContentView::store(const core::ProviderProfile& profile, const std::string& key) {
+  core::writeRestricted(core::keyFileURL(profile, with.locations), key);
+  core::ProviderProfiles updated = profiles;
+  std::erase_if(updated, [&profile](const auto& other) { return other.id() == profile.id(); });
+  updated.push_back(profile);
+  core::sortByName(updated);
+  profiles = std::move(updated);
+  core::saveProfiles(profiles, with.locations);
+}
+
+}  // namespace ferrin::app

@@ -1,0 +1,40 @@
+#pragma once
+// One piece of a view's state.
+
+#include <functional>
+#include <utility>
+
+#include "core/Observers.h"
+
+namespace ferrin::app {
+
+/// Assigning a different value tells the view's observers, then calls `whenChanged` with it. Assigning the
+/// value that it holds does nothing.
+template <typename Value>
+class Field {
+ public:
+  using WhenChanged = std::function<void(const Value&)>;
+
+  Field(core::Observers<>& viewObservers, Value initial, WhenChanged then = {})
+      : observers(viewObservers), value(std::move(initial)), whenChanged(std::move(then)) {}
+  Field(const Field&) = delete;
+
+  const Value& get() const { return value; }
+  operator const Value&() const { return value; }
+
+  Field& operator=(const Field&) = delete;
+  Field& operator=(Value next) {
+    if (next == value) return *this;
+    value = std::move(next);
+    observers.notify();
+    if (whenChanged) whenChanged(value);
+    return *this;
+  }
+
+ private:
+  core::Observers<>& observers;
+  Value value;
+  const WhenChanged whenChanged;
+};
+
+}  // namespace ferrin::app

@@ -1,0 +1,67 @@
+#include "app/ContentRules.h"
+
+#include <gtest/gtest.h>
+
+namespace ferrin::app {
+namespace {
+
+TEST(StatusColour, isRedForOneBeginningOnly) {
+  EXPECT_EQ(statusColour("失败：x"), StatusColour::red);
+  for (const char* status : {"", "Error: enter a model name", "恢复失败", " 失败", "失"}) {
+    EXPECT_EQ(statusColour(status), StatusColour::secondary) << status;
+  }
+}
+
+TEST(RelayButton, followsStateAndWork) {
+  EXPECT_EQ(relayButton(false, false), (RelayButton{{"Apply and start", true}, RelayAction::apply}));
+  EXPECT_EQ(relayButton(false, true), (RelayButton{{"Applying...", false}, RelayAction::apply}));
+  EXPECT_EQ(relayButton(true, false), (RelayButton{{"Stop relay", true}, RelayAction::stop}));
+  EXPECT_EQ(relayButton(true, true), (RelayButton{{"Stop relay", false}, RelayAction::stop}));
+}
+
+TEST(SendButton, needsSomethingVisibleToSend) {
+  EXPECT_EQ(sendButton(false, "x"), (Button{"Send to provider", true}));
+  EXPECT_EQ(sendButton(false, " \n\u3000"), (Button{"Send to provider", false}));
+  EXPECT_EQ(sendButton(true, "x"), (Button{"Sending...", false}));
+  EXPECT_FALSE(showsResponse(""));
+  EXPECT_TRUE(showsResponse(" "));
+}
+
+TEST(PickerEntries, startWithTheOneThatIsNoProfile) {
+  const auto id = *core::UUID::parse("3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73");
+  const core::ProviderProfiles profiles{{id, "%@ &Work", "u", "m", "k"}};
+  EXPECT_EQ(pickerEntries(profiles),
+            (std::vector<PickerEntry>{{"Current profile", ""}, {"%@ &Work", id.text()}}));
+  EXPECT_EQ(profileWithID(profiles, id.text()), profiles[0]);
+  EXPECT_FALSE(profileWithID(profiles, "3f2a9c1e-7b44-4d0a-9e61-2c5b8a0f1d73"));
+  EXPECT_FALSE(profileWithID(profiles, ""));
+}
+
+TEST(ReasonNotToApply, isTheFirstOfUrlKeyAndModel) {
+  const std::string url = "Error: enter a complete http:// or https:// URL";
+  const std::string key = "Error: enter the provider API key";
+  const std::string model = "Error: enter a model name";
+  struct Row {
+    std::string url, key, model, reason;
+  };
+  const Row rows[] = {
+      {"", "", "", url},
+      {"ftp://h", "", "", url},
+      {"HTTPS://h", "k", "m", url},
+      {"provider.example/v1", "k", "m", url},
+      {"http:", "k", "m", url},
+      {"https:/h", "k", "m", url},
+      {"http://h/%", "k", "m", url},
+      {"http:///v1", "k", "m", "none"},
+      {"http://h", "", "", key},
+      {"http://h", "k", "", model},
+      {"http://127.0.0.1:1/v1", "k", "m", "none"},
+      {"https://h", "k", "m", "none"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(reasonNotToApply(row.url, row.key, row.model).value_or("none"), row.reason) << row.url;
+  }
+}
+
+}  // namespace
+}  // namespace ferrin::app
