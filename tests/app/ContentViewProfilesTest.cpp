@@ -29,8 +29,14 @@ std::string saved(TestApplication& app, const std::string& name, const std::stri
 TEST(SaveProfile, storesTheFormAndSelectsIt) {
   TestApplication app;
   app.fill(" Work\n", "  " + typedURL + "/  ", " sk-1\n", " m ");
+  Trace statuses;
+  const auto subscription = app.view->subscribe([&] {
+    if (statuses.empty() || statuses.back() != app.view->status.get()) statuses.push_back(app.view->status);
+  });
   app.view->saveProfile();
   const std::string id = app.view->selectedProfileID;
+  EXPECT_EQ(statuses,
+            (Trace{"Relay is stopped", "Saved profile Work", "Loaded Work. The key is stored securely."}));
   EXPECT_EQ(
       app.files(),
       (FileTree{{".ferrin/secrets/" + keyName(id), "0600 sk-1\n"},
