@@ -7,7 +7,9 @@
 
 #include "providertest/AnswerText.h"
 #include "providertest/DirectRequest.h"
+#include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/ScriptedServer.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::providertest {
 namespace {
@@ -26,8 +28,8 @@ std::future<HttpResult> sent(HttpClient& client, HttpRequest request) {
   return promise->get_future();
 }
 
-HttpResult resultOf(HttpRequest request) {
-  CurlClient client;
+HttpResult resultOf(HttpRequest request, const std::filesystem::path& trusted = {}) {
+  CurlClient client(trusted);
   auto future = sent(client, std::move(request));
   if (future.wait_for(60s) != std::future_status::ready)
     return {.error = "no completion", .status = {}, .body = {}};
@@ -138,6 +140,21 @@ TEST(CurlClient, followsRedirectsWithoutGivingTheKeyToAnotherServer) {
     EXPECT_EQ(count(third, "sk-secret"), 0U) << row.status;
     EXPECT_EQ(third.ends_with(request.body), row.hasBody) << row.status;
   }
+}
+
+TEST(CurlClient, asksTheSampleProvider) {
+  const tests::RunningProvider provider("sk-secret");
+  const std::string url = provider.baseURL() + "/responses";
+  EXPECT_EQ(answerText(resultOf(*directRequest(url, "sk-secret", "m", "说 \"so\"\n🚀"))), "说 \"so\"\n🚀");
+  EXPECT_EQ(answerText(resultOf(*directRequest(url, "sk-other", "m", "p"))), "请求失败：HTTP 401");
+}
+
+TEST(CurlClient, talksOnlyToAServerItTrusts) {
+  const tests::TemporaryFolder folder;
+  const tests::RunningProvider provider("sk-secret", folder / "certificate.pem");
+  const HttpRequest request = requestTo(provider.baseURL() + "/responses");
+  EXPECT_EQ(answerText(resultOf(request, folder / "certificate.pem")), "p");
+  EXPECT_EQ(answerText(resultOf(request)), "请求失败：SSL certificate problem: self-signed certificate");
 }
 
 TEST(CurlClient, goesThroughTheProxyOfTheEnvironment) {
