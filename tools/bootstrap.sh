@@ -7,7 +7,7 @@ build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
   libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev nlohmann-json3-dev
 )
-demo_packages=(curl libnss-wrapper runit)
+demo_packages=(curl iproute2 libnss-wrapper runit)
 test_packages=(clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux)
 
 say() { printf '%s\n' "$*"; }
