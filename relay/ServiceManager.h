@@ -36,7 +36,8 @@ class ServiceManager {
   /// harmlessly, where there is no such service.
   virtual CommandResult bootout(std::string_view label) = 0;
 
-  /// Takes up the definition last written for `label` and starts it. The output of a failure is for a person.
+  /// Takes up the definition that this object has last written, for `label`, and starts it. The output of a
+  /// failure is for a person.
   virtual CommandResult bootstrap(std::string_view label) = 0;
 
   /// Ends the running instance, if any, and starts it again; returns once the old one is gone.

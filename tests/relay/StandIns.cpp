@@ -43,8 +43,10 @@ StandInRelay::StandInRelay(const fs::path& file) : program(file) {
 printf '%s\0' "$0" "$@" >"$0.arguments.$$" && mv "$0.arguments.$$" "$0.arguments"
 echo "started with $# arguments"
 echo "complaint" >&2
+trap 'echo "asked to end"; exit 0' TERM
+mkfifo "$0.never.$$"
 echo $$ >>"$0.starts"
-exec sleep infinity
+read -r _ <>"$0.never.$$"
 )");
 }
 
