@@ -88,8 +88,12 @@ std::string runScript(const ServiceDefinition& definition) {
   script += "mkdir -p " + quotedForShell(definition.logFile.parent_path().string()) + "\n";
   script += "exec >>" + quotedForShell(definition.logFile.string()) + " 2>&1 </dev/null\n";
   script += "exec";
-  for (const std::string& word : definition.commandLine) script += " " + quotedForShell(word);
-  return script + "\n";
+  for (const std::string& word : definition.commandLine) {
+    script += ' ';
+    script += quotedForShell(word);
+  }
+  script += '\n';
+  return script;
 }
 
 std::string autostartEntry(const fs::path& runsv, const fs::path& serviceFolder) {

@@ -67,7 +67,10 @@ std::string execStart(const std::vector<std::string>& commandLine) {
                                 ": systemd starts no program with a quote or a backslash in its path");
   }
   std::string line = ":";
-  for (const std::string& word : commandLine) line += (line.size() > 1 ? " " : "") + quotedWord(word);
+  for (const std::string& word : commandLine) {
+    if (line.size() > 1) line += ' ';
+    line += quotedWord(word);
+  }
   return line;
 }
 

@@ -81,6 +81,7 @@ TYPED_TEST_P(ServiceManagerContract, startsTheProgramWithExactlyItsArguments) {
   const std::string log = tests::contentOf(this->definition().logFile);
   EXPECT_NE(log.find("started with 24 arguments\n"), std::string::npos) << log;
   EXPECT_NE(log.find("complaint\n"), std::string::npos) << log;
+  EXPECT_EQ(tests::modeOf(this->definition().logFile), 0600U);
 }
 
 TYPED_TEST_P(ServiceManagerContract, reinstallReplacesTheRunningService) {
