@@ -23,7 +23,12 @@ std::vector<std::string> linesOf(const fs::path& file) {
   return lines;
 }
 
-bool isAlive(pid_t process) { return kill(process, 0) == 0; }
+bool isAlive(pid_t process) {
+  const bool exists = kill(process, 0) == 0;
+  const bool waitedFor =
+      contentOf("/proc/" + std::to_string(process) + "/stat").find(") Z ") != std::string::npos;
+  return exists && !waitedFor;  // an ended process exists until its parent has seen the end
+}
 
 StandInLaunchctl::StandInLaunchctl(const fs::path& folder) : program((folder / "launchctl").string()) {
   putProgram(program, R"(#!/bin/sh
