@@ -7,7 +7,7 @@
 
 namespace ferrin::tests {
 
-/// Path below `folder` to mode and content, such as "0600 running\n"; folders themselves are left out.
+/// Path below `folder` to mode and content, such as "0600 running\n", of all that is a plain file.
 using FileTree = std::map<std::string, std::string>;
 
 FileTree filesBelow(const std::filesystem::path& folder);

@@ -1,7 +1,8 @@
 #!/bin/bash
-# as-fresh-user.sh PROGRAM [ARGUMENT...]: runs PROGRAM as a user of its own, with a private HOME, XDG_RUNTIME_DIR and
-# control group, all of it gone afterwards with every process started there; systemd --user can be started in it. The
-# exit status is PROGRAM's; 77, with the reason, where this machine doesn't let us.
+# as-fresh-user.sh [--with FILE] PROGRAM [ARGUMENT...]: runs PROGRAM as a user of its own, with a private HOME,
+# XDG_RUNTIME_DIR and control group, all of it gone afterwards with every process started there; systemd --user can be
+# started in it. A copy of FILE lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason,
+# where this machine doesn't let us.
 set -euo pipefail
 
 skip() {
@@ -13,6 +14,12 @@ skip() {
 [ -x /lib/systemd/systemd ] || skip "systemd is not installed"
 exec 9</run # one at a time: runs share the mark of a booted machine
 flock 9
+
+companion=
+if [ "$1" = --with ]; then
+  companion=$2
+  shift 2
+fi
 
 uid=$((200000 + $$))
 if [ -d /sys/fs/cgroup/systemd ]; then
@@ -51,6 +58,7 @@ if [ ! -d /run/systemd/system ]; then # what systemd --user takes for a machine 
 fi
 chmod 755 "$folder"
 mkdir -m 700 "$folder/home" "$folder/runtime"
+[ -z "$companion" ] || cp "$companion" "$folder/"
 cp "$1" "$folder/program" # the build tree may be closed to other users
 chown -R "$uid:$uid" "$folder/home" "$folder/runtime"
 shift
