@@ -3,166 +3,27 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <mutex>
-#include <new>
 #include <stdexcept>
-#include <string_view>
 #include <thread>
 #include <utility>
 
-#include "providertest/SystemProxy.h"
-#include "providertest/URLComponents.h"
+#include "providertest/CurlTransfer.h"
+#include "providertest/RequestCheck.h"
 
 namespace ferrin::providertest {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct FreeEasy {
-  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
-};
 struct FreeMulti {
   void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-};
-struct FreeList {
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
 void setUpLibrary() {
   static const CURLcode outcome = curl_global_init(CURL_GLOBAL_DEFAULT);
   if (outcome != CURLE_OK) throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(outcome));
 }
-
-/// libcurl would take a URL without a scheme for http, and send the key in the clear.
-bool isWebURL(std::string_view url) {
-  const auto components = parseURL(url);
-  if (!components || !components->host || components->host->empty()) return false;
-  std::string scheme = components->scheme;
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(),
-                 [](unsigned char c) { return std::tolower(c); });
-  return scheme == "http" || scheme == "https";
-}
-
-/// A line break would begin another header.
-bool fitsInHeader(std::string_view value) {
-  return std::none_of(value.begin(), value.end(),
-                      [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; });
-}
-
-/// Why a request is not even tried; nothing for one that can be.
-std::optional<std::string> reasonToRefuse(const HttpRequest& request) {
-  if (!isWebURL(request.url)) return "unsupported URL";
-  for (const HttpHeader& header : request.headers) {
-    if (!fitsInHeader(header.value))
-      return header.name + ": line breaks and control characters can't be sent";
-  }
-  return std::nullopt;
-}
-
-/// One request on its way. Stays where it was made: libcurl holds its address.
-class Transfer {
- public:
-  Transfer(HttpRequest sent, HttpClient::Completion whenDone)
-      : request(std::move(sent)), completion(std::move(whenDone)) {}
-  Transfer(const Transfer&) = delete;
-  Transfer& operator=(const Transfer&) = delete;
-
-  /// The handle that performs the request; null without memory for one.
-  CURL* prepare(const std::string& trustedCertificates) {
-    easy.reset(curl_easy_init());
-    if (easy == nullptr) return nullptr;
-    setRequest();
-    setRules(trustedCertificates);
-    setCallbacks();
-    lastActivity = Clock::now();
-    return easy.get();
-  }
-
-  CURL* handle() const { return easy.get(); }
-  const HttpRequest& sentRequest() const { return request; }
-  Clock::time_point deadline() const { return lastActivity + request.timeout; }
-
-  void finish(CURLcode outcome) {
-    if (outcome == CURLE_OK) {
-      long status = 0;
-      curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
-      completion({.error = std::nullopt, .status = static_cast<int>(status), .body = std::move(body)});
-    } else {
-      fail(reason.front() != '\0' ? reason.data() : curl_easy_strerror(outcome));
-    }
-  }
-  void fail(std::string why) { completion({.error = std::move(why), .status = std::nullopt, .body = {}}); }
-
- private:
-  template <typename Value>
-  void set(CURLoption option, Value value) {
-    curl_easy_setopt(easy.get(), option, value);
-  }
-
-  void setRequest() {
-    set(CURLOPT_URL, request.url.c_str());
-    set(CURLOPT_POST, 1L);
-    set(CURLOPT_POSTFIELDS, request.body.data());
-    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-    curl_slist* lines = curl_slist_append(nullptr, "Expect:");  // no waiting for a leave to send a long body
-    for (const HttpHeader& header : request.headers) {
-      lines = curl_slist_append(lines, (header.name + ": " + header.value).c_str());
-    }
-    headers.reset(lines);
-    set(CURLOPT_HTTPHEADER, headers.get());
-  }
-
-  void setRules(const std::string& trustedCertificates) {
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_FOLLOWLOCATION, 1L);
-    set(CURLOPT_MAXREDIRS, 20L);
-    set(CURLOPT_ACCEPT_ENCODING, "");
-    set(CURLOPT_NOSIGNAL, 1L);
-    set(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
-    if (!trustedCertificates.empty()) set(CURLOPT_CAINFO, trustedCertificates.c_str());
-    if (const auto proxy = systemProxy(request.url)) set(CURLOPT_PROXY, proxy->c_str());
-  }
-
-  void setCallbacks() {
-    set(CURLOPT_PRIVATE, this);
-    set(CURLOPT_ERRORBUFFER, reason.data());
-    set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
-    set(CURLOPT_WRITEDATA, this);
-    set(CURLOPT_NOPROGRESS, 0L);
-    set(CURLOPT_XFERINFOFUNCTION, &Transfer::notice);
-    set(CURLOPT_XFERINFODATA, this);
-  }
-
-  static std::size_t receive(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    try {
-      static_cast<Transfer*>(transfer)->body.append(bytes, size * count);
-      return size * count;
-    } catch (const std::bad_alloc&) {
-      return CURL_WRITEFUNC_ERROR;
-    }
-  }
-
-  static int notice(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
-    auto* self = static_cast<Transfer*>(transfer);
-    if (const auto moved = std::pair(received, sent); moved != self->moved) {
-      self->moved = moved;
-      self->lastActivity = Clock::now();
-    }
-    return 0;
-  }
-
-  HttpRequest request;
-  HttpClient::Completion completion;
-  std::string body;
-  std::array<char, CURL_ERROR_SIZE> reason{};
-  std::pair<curl_off_t, curl_off_t> moved{0, 0};
-  Clock::time_point lastActivity;
-  std::unique_ptr<curl_slist, FreeList> headers;
-  std::unique_ptr<CURL, FreeEasy> easy;
-};
 
 }  // namespace
 
@@ -184,7 +45,7 @@ class CurlClient::Worker {
     thread.join();
   }
 
-  void add(std::unique_ptr<Transfer> transfer) {
+  void add(std::unique_ptr<CurlTransfer> transfer) {
     {
       const std::lock_guard lock(mutex);
       incoming.push_back(std::move(transfer));
@@ -193,7 +54,7 @@ class CurlClient::Worker {
   }
 
  private:
-  using Transfers = std::vector<std::unique_ptr<Transfer>>;
+  using Transfers = std::vector<std::unique_ptr<CurlTransfer>>;
 
   void work() {
     while (startIncoming()) {
@@ -222,10 +83,10 @@ class CurlClient::Worker {
     return true;
   }
 
-  void start(std::unique_ptr<Transfer> transfer) {
+  void start(std::unique_ptr<CurlTransfer> transfer) {
     if (auto refusal = reasonToRefuse(transfer->sentRequest())) return transfer->fail(*std::move(refusal));
-    CURL* easy = transfer->prepare(trustedCertificates);
-    if (easy == nullptr || curl_multi_add_handle(multi.get(), easy) != CURLM_OK) {
+    transfer->prepare(trustedCertificates);
+    if (transfer->handle() == nullptr || curl_multi_add_handle(multi.get(), transfer->handle()) != CURLM_OK) {
       return transfer->fail("out of memory");
     }
     running.push_back(std::move(transfer));
@@ -250,7 +111,7 @@ class CurlClient::Worker {
     }
   }
 
-  std::unique_ptr<Transfer> take(CURL* easy) {
+  std::unique_ptr<CurlTransfer> take(CURL* easy) {
     const auto found = std::find_if(running.begin(), running.end(),
                                     [easy](const auto& transfer) { return transfer->handle() == easy; });
     auto transfer = std::move(*found);
@@ -283,7 +144,7 @@ CurlClient::CurlClient(const std::filesystem::path& trustedCertificates) {
 CurlClient::~CurlClient() = default;
 
 void CurlClient::send(HttpRequest request, Completion completion) {
-  worker->add(std::make_unique<Transfer>(std::move(request), std::move(completion)));
+  worker->add(std::make_unique<CurlTransfer>(std::move(request), std::move(completion)));
 }
 
 }  // namespace ferrin::providertest

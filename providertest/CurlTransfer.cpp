@@ -1,0 +1,110 @@
+#include "providertest/CurlTransfer.h"
+
+#include <curl/curl.h>
+
+#include <new>
+
+#include "providertest/SystemProxy.h"
+
+namespace ferrin::providertest {
+
+static_assert(sizeof(std::array<char, 256>) >= CURL_ERROR_SIZE);
+
+void CurlTransfer::FreeEasy::operator()(void* handle) const { curl_easy_cleanup(handle); }
+
+void CurlTransfer::FreeHeaders::operator()(void* list) const {
+  curl_slist_free_all(static_cast<curl_slist*>(list));
+}
+
+CurlTransfer::CurlTransfer(HttpRequest sent, HttpClient::Completion whenDone)
+    : request(std::move(sent)), completion(std::move(whenDone)) {}
+
+CurlTransfer::~CurlTransfer() = default;
+
+void CurlTransfer::prepare(const std::string& trustedCertificates) {
+  easy.reset(curl_easy_init());
+  if (easy == nullptr) return;
+  setRequest();
+  setHeaders();
+  setRules(trustedCertificates);
+  setCallbacks();
+  lastActivity = std::chrono::steady_clock::now();
+}
+
+void CurlTransfer::finish(int outcome) {
+  if (outcome != CURLE_OK) {
+    return fail(reason.front() != '\0' ? reason.data() : curl_easy_strerror(static_cast<CURLcode>(outcome)));
+  }
+  long status = 0;
+  curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+  completion({.error = std::nullopt, .status = static_cast<int>(status), .body = std::move(body)});
+}
+
+void CurlTransfer::fail(std::string why) {
+  completion({.error = std::move(why), .status = std::nullopt, .body = {}});
+}
+
+void CurlTransfer::setRequest() {
+  curl_easy_setopt(easy.get(), CURLOPT_URL, request.url.c_str());
+  curl_easy_setopt(easy.get(), CURLOPT_POST, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, request.body.data());
+  curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+}
+
+void CurlTransfer::setHeaders() {
+  curl_slist* lines = curl_slist_append(nullptr, "Expect:");  // no waiting for a leave to send a long body
+  for (const HttpHeader& header : request.headers) {
+    lines = curl_slist_append(lines, (header.name + ": " + header.value).c_str());
+  }
+  headers.reset(lines);
+  curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, lines);
+}
+
+void CurlTransfer::setRules(const std::string& trustedCertificates) {
+  curl_easy_setopt(easy.get(), CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy.get(), CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_MAXREDIRS, 20L);
+  curl_easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");
+  curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
+  if (!trustedCertificates.empty()) curl_easy_setopt(easy.get(), CURLOPT_CAINFO, trustedCertificates.c_str());
+  if (const auto proxy = systemProxy(request.url))
+    curl_easy_setopt(easy.get(), CURLOPT_PROXY, proxy->c_str());
+}
+
+void CurlTransfer::setCallbacks() {
+  const curl_write_callback receive = [](char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    const bool taken = static_cast<CurlTransfer*>(transfer)->take(bytes, size * count);
+    return taken ? size * count : CURL_WRITEFUNC_ERROR;
+  };
+  const curl_xferinfo_callback progress = [](void* transfer, curl_off_t, curl_off_t received, curl_off_t,
+                                             curl_off_t sent) {
+    static_cast<CurlTransfer*>(transfer)->note(received, sent);
+    return 0;
+  };
+  curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, reason.data());
+  curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, receive);
+  curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(easy.get(), CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy.get(), CURLOPT_XFERINFOFUNCTION, progress);
+  curl_easy_setopt(easy.get(), CURLOPT_XFERINFODATA, this);
+}
+
+bool CurlTransfer::take(const char* bytes, std::size_t count) {
+  try {
+    body.append(bytes, count);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void CurlTransfer::note(std::int64_t received, std::int64_t sent) {
+  const std::pair now(received, sent);
+  if (now == moved) return;
+  moved = now;
+  lastActivity = std::chrono::steady_clock::now();
+}
+
+}  // namespace ferrin::providertest

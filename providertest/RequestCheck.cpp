@@ -1,0 +1,39 @@
+#include "providertest/RequestCheck.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+#include "providertest/URLComponents.h"
+
+namespace ferrin::providertest {
+namespace {
+
+/// libcurl would take a URL without a scheme for http, and send the key in the clear.
+bool isWebURL(std::string_view url) {
+  const auto components = parseURL(url);
+  if (!components || !components->host || components->host->empty()) return false;
+  std::string scheme = components->scheme;
+  std::transform(scheme.begin(), scheme.end(), scheme.begin(),
+                 [](unsigned char c) { return std::tolower(c); });
+  return scheme == "http" || scheme == "https";
+}
+
+/// A line break would begin another header.
+bool fitsInHeader(std::string_view value) {
+  return std::none_of(value.begin(), value.end(),
+                      [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; });
+}
+
+}  // namespace
+
+std::optional<std::string> reasonToRefuse(const HttpRequest& request) {
+  if (!isWebURL(request.url)) return "unsupported URL";
+  for (const HttpHeader& header : request.headers) {
+    if (!fitsInHeader(header.value))
+      return header.name + ": line breaks and control characters can't be sent";
+  }
+  return std::nullopt;
+}
+
+}  // namespace ferrin::providertest
