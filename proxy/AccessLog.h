@@ -1,0 +1,63 @@
+#pragma once
+// The relay's log: one line per exchange and per trouble, on standard output.
+
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "proxy/LogFile.h"
+
+namespace ferrin::proxy {
+
+/// How an exchange ended.
+enum class Ending { complete, truncated, clientGone, refused };
+/// Where its upstream connection came from.
+enum class UpstreamUse { none, fresh, reused };
+
+/// One exchange as the log tells it: no query, no header, no body, no key.
+struct ExchangeRecord {
+  std::string method;
+  std::string path;  ///< without the query
+  int status = 0;    ///< 0 when no answer was begun
+  std::uint64_t bytesIn = 0;
+  std::uint64_t bytesOut = 0;
+  std::optional<std::chrono::milliseconds> first;  ///< until the answer's first byte went out
+  std::chrono::milliseconds total{};
+  UpstreamUse upstream = UpstreamUse::none;
+  Ending ending = Ending::complete;
+  std::string cause;  ///< why it didn't end well, if so
+};
+
+/// The line, without its time stamp and line feed. Bytes of the path that are not printable ASCII come out as
+/// \xNN.
+std::string formatted(const ExchangeRecord& record);
+/// "2026-11-21T01:02:03.456Z".
+std::string timestamp(std::chrono::system_clock::time_point when);
+
+/// Collects lines and writes them once in a turn of the event loop. What is left is written when it goes.
+class AccessLog {
+ public:
+  AccessLog(boost::asio::io_context& context, int descriptor) : loop(context), file(descriptor) {}
+  AccessLog(const AccessLog&) = delete;
+  AccessLog& operator=(const AccessLog&) = delete;
+  ~AccessLog() { flush(); }
+
+  void exchange(const ExchangeRecord& record) { add(formatted(record)); }
+  /// Something that is not an exchange.
+  void note(std::string_view text) { add(text); }
+  /// A line as it stands, written at once.
+  void announce(std::string_view line);
+
+ private:
+  void add(std::string_view text);
+  void flush();
+
+  boost::asio::io_context& loop;
+  LogFile file;
+  std::string pending;
+};
+
+}  // namespace ferrin::proxy

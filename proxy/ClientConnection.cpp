@@ -1,0 +1,181 @@
+#include "proxy/ClientConnection.h"
+
+#include <utility>
+
+#include "proxy/Guard.h"
+#include "proxy/Health.h"
+
+namespace ferrin::proxy {
+namespace {
+
+using tcp = boost::asio::ip::tcp;
+
+tcp::endpoint endpointOf(const tcp::socket& socket, bool remote) {
+  boost::system::error_code gone;
+  return remote ? socket.remote_endpoint(gone) : socket.local_endpoint(gone);
+}
+
+}  // namespace
+
+ClientConnection::ClientConnection(Services& shared, tcp::socket connected)
+    : services(shared),
+      peer(endpointOf(connected, true)),
+      local(endpointOf(connected, false)),
+      client(std::move(connected)),
+      limit([this] { client.stream.socket().interrupt(); }) {}
+
+void ClientConnection::stopIfIdle() {
+  if (exchange == nullptr) client.stream.socket().interrupt();
+}
+
+void ClientConnection::abandon() {
+  if (exchange != nullptr) {
+    exchange->abandon("the relay is stopping");
+  } else {
+    client.stream.socket().interrupt();
+  }
+}
+
+Task<> ClientConnection::serve() {
+  AfterAnswer after = AfterAnswer::keep;
+  while (after == AfterAnswer::keep && !services.stopping) {
+    const HeadResult head = co_await readHead();
+    if (head == HeadResult::gone) co_return;
+    if (head == HeadResult::complete) {
+      after = co_await answer();
+    } else {
+      const bool large = head == HeadResult::tooLarge;
+      after = co_await refuseUnreadable(large ? RelayError::headersTooLarge : RelayError::badRequest);
+    }
+  }
+  co_await endAfter(after);
+}
+
+Task<> ClientConnection::turnAway() {
+  services.log.note("refused a connection: " + std::to_string(maxConnections) + " are open");
+  const AfterAnswer after =
+      co_await sendWhole(relayAnswer(RelayError::tooManyConnections, true, false), true);
+  co_await endAfter(after);
+}
+
+/// Reads until client.pending begins with a whole head, whose size is headSize then.
+Task<ClientConnection::HeadResult> ClientConnection::readHead() {
+  std::size_t searched = 0;
+  limit.start(client.pending.empty() ? services.limits.idleClient : services.limits.head);
+  for (;;) {
+    // An empty line before a request is to be ignored (RFC 9112, section 2.2).
+    while (client.pending.starts_with("\r\n")) client.pending.erase(0, 2);
+    headSize = endOfHead(client.pending, searched);
+    if (headSize == malformedHead) co_return HeadResult::malformed;
+    if (headSize > maxHeadBytes || (headSize == 0 && client.pending.size() > maxHeadBytes)) {
+      co_return HeadResult::tooLarge;
+    }
+    if (headSize != 0) break;
+    searched = client.pending.size();
+    const IoResult got = co_await readSome(client.stream, services.block);
+    if (got.status != IoStatus::moved) co_return HeadResult::gone;
+    if (client.pending.empty()) limit.start(services.limits.head);
+    client.pending.append(services.block.data(), got.bytes);
+  }
+  limit.stop();
+  co_return HeadResult::complete;
+}
+
+Task<AfterAnswer> ClientConnection::answer() {
+  RequestHead head;
+  if (!parseRequestHead(std::string_view(client.pending).substr(0, headSize), head)) {
+    co_return co_await refuseUnreadable(RelayError::badRequest);
+  }
+  if (const auto refused = refusalOf(head)) co_return co_await refuse(head, *refused, "");
+  const std::string_view target = splitTarget(head.target).pathAndQuery;
+  if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD")) {
+    co_return co_await answerHealth(head);
+  }
+  const auto mapped = upstreamTarget(services.options.upstream, target);
+  if (!mapped) co_return co_await refuse(head, RelayError::notFound, "");
+  const std::string_view key = services.key.current();
+  if (key.empty()) co_return co_await refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
+  Exchange own(services, client, head, *mapped, key);
+  client.pending.erase(0, headSize);
+  exchange = &own;
+  const AfterAnswer after = co_await own.run();
+  exchange = nullptr;
+  services.log.exchange(own.record());
+  co_return after;
+}
+
+std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
+  if (isSomebodyElse()) return RelayError::forbiddenUser;
+  return refusal(head, services.port);
+}
+
+bool ClientConnection::isSomebodyElse() {
+  if (!somebodyElse) somebodyElse = services.peerUser.isSomebodyElse(peer, local);
+  return *somebodyElse;
+}
+
+/// Whether an answer made here must be the last: the client wants that, or a body follows that nobody reads.
+bool ClientConnection::closesAfter(const RequestHead& head) const {
+  const bool hasBody = !BodyFraming::ofRequest(head).complete();
+  return head.version == 10 || hasBody || head.connectionHas("close") || services.stopping;
+}
+
+Task<AfterAnswer> ClientConnection::refuse(const RequestHead& head, RelayError error, std::string cause) {
+  ExchangeRecord record;
+  record.method = head.method;
+  record.path = withoutQuery(splitTarget(head.target).pathAndQuery);
+  record.status = statusOf(error);
+  record.ending = Ending::refused;
+  record.cause = std::move(cause);
+  services.log.exchange(record);
+  const bool close = closesAfter(head);
+  std::string answer = relayAnswer(error, close, head.method == "HEAD");
+  client.pending.erase(0, headSize);
+  co_return co_await sendWhole(std::move(answer), close);
+}
+
+Task<AfterAnswer> ClientConnection::refuseUnreadable(RelayError error) {
+  ExchangeRecord record;
+  record.method = "-";
+  record.path = "-";
+  record.status = statusOf(error);
+  record.ending = Ending::refused;
+  services.log.exchange(record);
+  co_return co_await sendWhole(relayAnswer(error, true, false), true);
+}
+
+Task<AfterAnswer> ClientConnection::answerHealth(const RequestHead& head) {
+  const bool close = closesAfter(head);
+  const std::string report =
+      healthReport(services.options.upstream.host, services.connections, services.inFlight);
+  std::string answer =
+      jsonAnswer(200, "OK", "Cache-Control: no-store\r\n", report, close, head.method == "HEAD");
+  client.pending.erase(0, headSize);
+  co_return co_await sendWhole(std::move(answer), close);
+}
+
+Task<AfterAnswer> ClientConnection::sendWhole(std::string answer, bool close) {
+  limit.start(services.limits.head);
+  bool sent = client.outbox.send(client.stream, {answer});
+  if (sent) sent = co_await client.outbox.flush(client.stream, limit);
+  limit.stop();
+  if (!sent) co_return AfterAnswer::reset;
+  co_return close ? AfterAnswer::close : AfterAnswer::keep;
+}
+
+/// A connection that is closed while bytes of the client are unread is reset by the system, and the answer
+/// may be lost with it (RFC 9112, section 9.6). So what the client still sends is read for a moment.
+Task<> ClientConnection::endAfter(AfterAnswer after) {
+  if (after == AfterAnswer::reset) {
+    client.stream.socket().reset();
+    co_return;
+  }
+  client.stream.socket().shutdownSending();
+  limit.start(services.limits.linger);
+  for (;;) {
+    const IoResult got = co_await readSome(client.stream, services.block);
+    if (got.status != IoStatus::moved) co_return;
+  }
+}
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,60 @@
+#pragma once
+// A client's connection from its first byte to its last: request after request.
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/intrusive/list.hpp>
+#include <optional>
+#include <string>
+
+#include "proxy/Client.h"
+#include "proxy/Exchange.h"
+#include "proxy/Heads.h"
+#include "proxy/Services.h"
+#include "proxy/Task.h"
+
+namespace ferrin::proxy {
+
+class ClientConnection
+    : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
+ public:
+  ClientConnection(Services& shared, boost::asio::ip::tcp::socket connected);
+  ClientConnection(const ClientConnection&) = delete;
+  ClientConnection& operator=(const ClientConnection&) = delete;
+
+  /// Serves requests until the connection ends or there is to be no other one.
+  Task<> serve();
+  /// Says that there are too many connections, and ends.
+  Task<> turnAway();
+
+  /// Ends the connection if no request is under way.
+  void stopIfIdle();
+  /// Ends it, request or not.
+  void abandon();
+
+ private:
+  enum class HeadResult { complete, tooLarge, malformed, gone };
+
+  Task<HeadResult> readHead();
+  Task<AfterAnswer> answer();
+  Task<AfterAnswer> forward(const RequestHead& head, std::size_t headSize);
+  Task<AfterAnswer> refuse(const RequestHead& head, RelayError error, std::string cause);
+  Task<AfterAnswer> refuseUnreadable(RelayError error);
+  Task<AfterAnswer> answerHealth(const RequestHead& head);
+  Task<AfterAnswer> sendWhole(std::string answer, bool close);
+  Task<> endAfter(AfterAnswer after);
+
+  std::optional<RelayError> refusalOf(const RequestHead& head);
+  bool isSomebodyElse();
+  bool closesAfter(const RequestHead& head) const;
+
+  Services& services;
+  boost::asio::ip::tcp::endpoint peer;
+  boost::asio::ip::tcp::endpoint local;
+  Client client;
+  Deadline limit;
+  std::optional<bool> somebodyElse;
+  Exchange* exchange = nullptr;
+  std::size_t headSize = 0;
+};
+
+}  // namespace ferrin::proxy

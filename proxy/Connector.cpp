@@ -1,0 +1,100 @@
+#include "proxy/Connector.h"
+
+#include <boost/asio/ip/address.hpp>
+#include <utility>
+
+#include "proxy/AddressRace.h"
+
+namespace ferrin::proxy {
+using tcp = boost::asio::ip::tcp;
+
+/// A name being looked up. The system can't be interrupted in that, so a cancelled one is left to itself.
+struct Connector::Lookup {
+  Signal finished;
+  bool over = false;
+  boost::system::error_code error;
+  tcp::resolver::results_type results;
+
+  void finish() {
+    over = true;
+    finished.announce();
+  }
+};
+
+Task<Connected> Connector::open() {
+  Deadline limit([this] {
+    timedOut = true;
+    cancel();
+  });
+  limit.start(limits.connect);
+  Connected result;
+  Endpoints endpoints = co_await resolve(result.problem);
+  if (!endpoints.empty() && !cancelled) {
+    AddressRace addresses(loop, limits, interleaved(endpoints));
+    race = &addresses;
+    auto socket = co_await addresses.run();
+    race = nullptr;
+    result.problem = addresses.problem();
+    if (socket) {
+      limit.start(limits.connect);
+      result = co_await secure(std::move(*socket));
+    }
+  }
+  if (cancelled) result.stream.reset();
+  if (timedOut) result.problem = "no connection in time";
+  if (result.problem.empty() && !result.stream) result.problem = "cancelled";
+  co_return result;
+}
+
+void Connector::cancel() {
+  cancelled = true;
+  if (lookup) {
+    std::exchange(lookup, nullptr)->finish();
+  } else if (race != nullptr) {
+    race->cancel();
+  } else if (handshaking != nullptr) {
+    handshaking->interrupt();
+  }
+}
+
+Task<Endpoints> Connector::resolve(std::string& problem) {
+  boost::system::error_code notAnAddress;
+  const auto address = boost::asio::ip::make_address(upstream.host, notAnAddress);
+  if (!notAnAddress) co_return Endpoints{{address, upstream.port}};
+  const auto own = std::make_shared<Lookup>();
+  resolver.async_resolve(upstream.host, std::to_string(upstream.port), tcp::resolver::numeric_service,
+                         [own](const boost::system::error_code& error, tcp::resolver::results_type results) {
+                           if (own->over) return;
+                           own->error = error;
+                           own->results = std::move(results);
+                           own->finish();
+                         });
+  lookup = own;
+  co_await own->finished.wait();
+  lookup = nullptr;
+  Endpoints endpoints;
+  for (const auto& entry : own->results) endpoints.push_back(entry.endpoint());
+  if (own->error) problem = own->error.message();
+  co_return endpoints;
+}
+
+Task<Connected> Connector::secure(tcp::socket socket) {
+  Connected result;
+  if (!upstream.secure) {
+    result.stream = std::make_unique<PlainStream>(std::move(socket));
+    co_return result;
+  }
+  try {
+    co_await tls.ready();
+    auto stream = std::make_unique<TlsStream>(std::move(socket), tls, upstream.host);
+    handshaking = &stream->socket();
+    if (!cancelled) result.problem = co_await stream->handshake();
+    handshaking = nullptr;
+    if (result.problem.empty()) result.stream = std::move(stream);
+  } catch (const std::exception& error) {
+    result.problem = error.what();
+  }
+  co_return result;
+}
+
+}  // namespace ferrin::proxy

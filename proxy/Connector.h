@@ -1,0 +1,56 @@
+#pragma once
+// New connections to the upstream: the name is looked up each time, its addresses are raced, TLS is agreed
+// on.
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <memory>
+#include <string>
+
+#include "proxy/AddressRace.h"
+#include "proxy/Limits.h"
+#include "proxy/Stream.h"
+#include "proxy/Task.h"
+#include "proxy/Tls.h"
+#include "proxy/UpstreamURL.h"
+
+namespace ferrin::proxy {
+
+/// What connecting came to: a stream, or why not.
+struct Connected {
+  std::unique_ptr<Stream> stream;
+  std::string problem;
+};
+
+/// One attempt to connect. cancel() ends it, whatever it is waiting for, at once or in the next turn of the
+/// event loop; it may resume the coroutine that awaits open(). The object stays until open() is done.
+class Connector {
+ public:
+  Connector(boost::asio::io_context& context, TimeLimits& timeLimits, TlsContext& tlsContext,
+            const UpstreamURL& url)
+      : loop(context), limits(timeLimits), tls(tlsContext), upstream(url), resolver(context) {}
+  Connector(const Connector&) = delete;
+  Connector& operator=(const Connector&) = delete;
+
+  Task<Connected> open();
+  void cancel();
+
+ private:
+  struct Lookup;
+  Task<Endpoints> resolve(std::string& problem);
+  Task<Connected> secure(boost::asio::ip::tcp::socket socket);
+
+  boost::asio::io_context& loop;
+  TimeLimits& limits;
+  TlsContext& tls;
+  const UpstreamURL& upstream;
+  boost::asio::ip::tcp::resolver resolver;
+  // What is waited for at the moment: one of these at most.
+  std::shared_ptr<Lookup> lookup;
+  AddressRace* race = nullptr;
+  Socket* handshaking = nullptr;
+  bool cancelled = false;
+  bool timedOut = false;
+};
+
+}  // namespace ferrin::proxy

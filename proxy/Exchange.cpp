@@ -1,0 +1,380 @@
+#include "proxy/Exchange.h"
+
+#include <openssl/crypto.h>
+
+#include <array>
+#include <charconv>
+#include <utility>
+
+#include "proxy/Guard.h"
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr std::string_view goAhead = "HTTP/1.1 100 Continue\r\n\r\n";
+constexpr std::string_view lastChunk = "0\r\n\r\n";
+
+/// Answers to a WebSocket request that a client must see as they are; all others tell it to use HTTP.
+bool passesToWebSocketClient(int status) { return status == 401 || status == 403 || status == 429; }
+
+std::string chunkHead(std::size_t size) {
+  std::array<char, 2 * sizeof size> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), size, 16).ptr;
+  return std::string(digits.data(), end) + "\r\n";
+}
+
+std::chrono::milliseconds since(Clock::time_point start) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+}
+
+}  // namespace
+
+Exchange::Exchange(Services& shared, Client& from, const RequestHead& head, std::string_view target,
+                   std::string_view key)
+    : services(shared),
+      client(from),
+      headRequest(head.method == "HEAD"),
+      clientVersion(head.version),
+      clientKeeps(head.version == 11 && !head.connectionHas("close")),
+      sendContinue(expectsContinue(head)),
+      webSocket(asksForWebSocket(head)),
+      requestBody(BodyFraming::ofRequest(head)),
+      silence([this] { fail(RelayError::upstreamTimeout, "no byte for too long"); }),
+      recheck([this] { lookForClient(); }) {
+  recorded.method = head.method;
+  recorded.path = withoutQuery(splitTarget(head.target).pathAndQuery);
+  appendUpstreamHead(outgoing, head, services.options.upstream, target, key);
+  ++services.inFlight;
+}
+
+Exchange::~Exchange() {
+  OPENSSL_cleanse(outgoing.data(), outgoing.size());
+  --services.inFlight;
+}
+
+Task<AfterAnswer> Exchange::run() {
+  silence.start(services.limits.silence);
+  watchClient();
+  if (sendContinue && !requestBody.complete() && client.pending.empty()) sendToClient({goAhead});
+  bool begun = co_await openUpstream();
+  if (begun) begun = co_await receiveAnswerHead();
+  if (begun) co_await forwardBody();
+  co_await stopFeeding();
+  co_return co_await finish();
+}
+
+/// Ends everything that the exchange waits for. Connecting comes last, as it may end the exchange at once.
+void Exchange::fail(std::optional<RelayError> error, std::string cause) {
+  if (!failure) failure = Failure{error, std::move(cause)};
+  client.stream.socket().interrupt();
+  if (upstream) upstream->socket().interrupt();
+  if (connector != nullptr) connector->cancel();
+}
+
+// ---- The client's presence
+
+/// From here on a client that goes away ends the exchange, even though nobody reads from it.
+void Exchange::watchClient() {
+  client.stream.socket().watch([this] { lookForClient(); });
+}
+
+/// Something came from the client, or came some time ago and still waits unread.
+void Exchange::lookForClient() {
+  if (peerHasClosed(client.stream.socket().descriptor())) {
+    clientHasGone();
+  } else {
+    recheck.start(services.limits.recheck);
+  }
+}
+
+// ---- Towards the upstream
+
+Task<bool> Exchange::openUpstream() {
+  if (failure) co_return false;
+  upstream = services.pool.take();
+  recorded.upstream = upstream ? UpstreamUse::reused : UpstreamUse::fresh;
+  if (!upstream) {
+    const bool connected = co_await connect();
+    if (!connected) co_return false;
+  }
+  co_return co_await sendRequest();
+}
+
+Task<bool> Exchange::connect() {
+  Connector attempt(services.loop, services.limits, services.tls, services.options.upstream);
+  connector = &attempt;
+  Connected connected = co_await attempt.open();
+  connector = nullptr;
+  upstream = std::move(connected.stream);
+  recorded.upstream = UpstreamUse::fresh;
+  if (!upstream) fail(RelayError::upstreamUnreachable, "connect: " + connected.problem);
+  co_return !failure;
+}
+
+/// Sends the head and what is there of the body. A kept connection that takes nothing of it has died in its
+/// sleep, and only then a fresh one is tried: a request is never sent twice.
+Task<bool> Exchange::sendRequest() {
+  const std::string_view body = bufferedBody();
+  if (failure) co_return false;
+  bool taken = upload.send(*upstream, {outgoing, body});
+  if (!taken && recorded.upstream == UpstreamUse::reused && !upload.anyTaken()) {
+    const bool connected = co_await connect();
+    if (!connected) co_return false;
+    taken = upload.send(*upstream, {outgoing, body});
+  }
+  client.pending.erase(0, body.size());
+  OPENSSL_cleanse(outgoing.data(), outgoing.size());
+  std::string().swap(outgoing);
+  if (!taken) fail(RelayError::upstreamClosed, "send: " + upload.failureReason());
+  if (taken && !(requestBody.complete() && upload.empty())) feeder.start(feed());
+  co_return taken;
+}
+
+std::string_view Exchange::bufferedBody() {
+  const auto step = requestBody.follow(client.pending);
+  if (!step.valid) fail(RelayError::badRequest, "the body's chunks are malformed");
+  return std::string_view(client.pending).substr(0, step.belonging);
+}
+
+/// Forwards the request's body, at the speed at which the upstream takes it.
+Task<> Exchange::feed() {
+  client.stream.socket().unwatch();
+  recheck.start(services.limits.recheck);
+  while (!failure) {
+    if (!upload.empty()) {
+      const bool flushed = co_await upload.flush(*upstream, silence);
+      if (!flushed) co_return;  // an answer may have been sent all the same; that side finds out
+    }
+    if (requestBody.complete()) break;
+    if (client.pending.empty()) {
+      const IoResult got = co_await readSome(client.stream, services.block);
+      if (!feedBlock(got)) co_return;
+    } else {
+      const std::string_view body = bufferedBody();
+      if (failure || !upload.send(*upstream, {body})) co_return;
+      client.pending.erase(0, body.size());
+    }
+  }
+  recheck.stop();
+  if (!failure) watchClient();
+}
+
+bool Exchange::feedBlock(const IoResult& got) {
+  if (got.status != IoStatus::moved) {
+    if (got.status != IoStatus::interrupted) clientEnded();
+    return false;
+  }
+  silence.renew();
+  const std::string_view bytes(services.block.data(), got.bytes);
+  const auto step = requestBody.follow(bytes);
+  client.pending.append(bytes.substr(step.belonging));
+  if (!step.valid) fail(RelayError::badRequest, "the body's chunks are malformed");
+  return step.valid && upload.send(*upstream, {bytes.substr(0, step.belonging)});
+}
+
+void Exchange::clientEnded() {
+  if (!tunnel) return clientHasGone();
+  tunnelEnded = true;
+  upstream->socket().interrupt();
+}
+
+// ---- Towards the client
+
+/// Reads up to the final answer's head and begins to forward that answer. False when there is none.
+Task<bool> Exchange::receiveAnswerHead() {
+  while (!failure) {
+    if (!client.outbox.empty()) {
+      const bool flushed = co_await client.outbox.flush(client.stream, silence);
+      if (!flushed) clientHasGone();
+    }
+    const std::size_t end = endOfHead(held, searched);
+    if (end != 0) {
+      if (!takeHead(end)) break;
+      if (answerBody) co_return true;
+      continue;
+    }
+    searched = held.size();
+    const bool more = co_await readMoreHead();
+    if (!more) break;
+  }
+  co_return false;
+}
+
+Task<bool> Exchange::readMoreHead() {
+  if (held.size() > maxHeadBytes) {
+    fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
+    co_return false;
+  }
+  const IoResult got = co_await readSome(*upstream, services.block);
+  if (got.status == IoStatus::moved) {
+    silence.renew();
+    held.append(services.block.data(), got.bytes);
+    co_return true;
+  }
+  if (got.status != IoStatus::interrupted) {
+    fail(RelayError::upstreamClosed,
+         got.reason.empty() ? "closed before an answer" : "receive: " + got.reason);
+  }
+  co_return false;
+}
+
+/// Takes the head that ends at `end` from what is held: passes an informational one on, begins the answer
+/// with another one.
+bool Exchange::takeHead(std::size_t end) {
+  AnswerHead head;
+  if (end == malformedHead || !parseAnswerHead(std::string_view(held).substr(0, end), head)) {
+    fail(RelayError::upstreamInvalid, "the answer's head is malformed");
+    return false;
+  }
+  const std::string_view rest = std::string_view(held).substr(end);
+  if (head.status == 101 && webSocket) return beginTunnel(head, rest);
+  if (head.status >= 200) return beginAnswer(head, rest);
+  services.head.clear();
+  appendInformationalHead(services.head, head);
+  held.erase(0, end);
+  searched = 0;
+  if (head.status == 101) {
+    fail(RelayError::upstreamInvalid, "the upstream switched protocols unasked");
+    return false;
+  }
+  return clientVersion == 10 ||
+         sendToClient({services.head});  // HTTP/1.0 knows none (RFC 9110, section 15.2)
+}
+
+bool Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
+  if (webSocket && !passesToWebSocketClient(head.status)) {
+    fail(RelayError::upgradeRequired, "WebSocket answered with status " + std::to_string(head.status));
+    return false;
+  }
+  answerBody = BodyFraming::ofAnswer(head, headRequest ? "HEAD" : "");
+  form = bodyForm(answerBody->kind(), clientVersion);
+  upstreamKeeps = head.version == 11 && !head.connectionHas("close") && !webSocket;
+  closeAfter = !clientKeeps || services.stopping;
+  recorded.status = head.status;
+  recorded.first = since(started);
+  services.head.clear();
+  appendClientHead(services.head, head, form, closeAfter);
+  return forward(rest, services.head);
+}
+
+bool Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
+  tunnel = true;
+  closeAfter = true;
+  recorded.status = head.status;
+  recorded.first = since(started);
+  answerBody = BodyFraming::tunnel();
+  requestBody = BodyFraming::tunnel();
+  services.head.clear();
+  appendInformationalHead(services.head, head);
+  if (!feeder.running()) feeder.start(feed());
+  return forward(rest, services.head);
+}
+
+/// Sends `head` and what of `bytes` belongs to the answer, in the client's form.
+bool Exchange::forward(std::string_view bytes, std::string_view head) {
+  std::string payload;
+  const auto step = answerBody->follow(bytes, form == BodyForm::bare ? &payload : nullptr);
+  const std::string_view own = bytes.substr(0, step.belonging);
+  if (step.belonging < bytes.size()) upstreamKeeps = false;  // nobody asked for what follows
+  const bool sent = form == BodyForm::bare ? sendToClient({head, payload})
+                    : form == BodyForm::chunked && !own.empty()
+                        ? sendToClient({head, chunkHead(own.size()), own, "\r\n"})
+                        : sendToClient({head, own});
+  if (!step.valid) fail(RelayError::upstreamInvalid, "the answer's chunks are malformed");
+  return sent && step.valid;
+}
+
+bool Exchange::sendToClient(std::initializer_list<std::string_view> pieces) {
+  const bool sent = client.outbox.send(client.stream, pieces);
+  if (!sent) clientHasGone();
+  return sent;
+}
+
+/// Forwards the answer's body, at the speed at which the client takes it.
+Task<> Exchange::forwardBody() {
+  std::string().swap(held);
+  while (!failure) {
+    if (!client.outbox.empty()) {
+      const bool flushed = co_await client.outbox.flush(client.stream, silence);
+      if (!flushed) {
+        clientHasGone();
+        break;
+      }
+    }
+    if (answerBody->complete()) break;
+    const IoResult got = co_await readSome(*upstream, services.block);
+    if (got.status != IoStatus::moved) {
+      if (upstreamEnded(got)) break;
+      continue;
+    }
+    silence.renew();
+    forward({services.block.data(), got.bytes}, "");
+  }
+}
+
+/// The upstream's connection gave no bytes. True when nothing more is to be done for the client.
+bool Exchange::upstreamEnded(const IoResult& got) {
+  if (failure || tunnelEnded || tunnel) return true;
+  const bool whole = got.status == IoStatus::end && answerBody->kind() == BodyFraming::Kind::untilClose;
+  upstreamKeeps = false;
+  if (!whole) {
+    fail(RelayError::upstreamClosed, got.reason.empty() ? "closed in mid-answer" : "receive: " + got.reason);
+    return true;
+  }
+  answerBody->endHere();
+  if (form == BodyForm::chunked) sendToClient({lastChunk});
+  return false;
+}
+
+// ---- The end
+
+Task<> Exchange::stopFeeding() {
+  client.stream.socket().unwatch();
+  recheck.stop();
+  if (feeder.running()) {
+    client.stream.socket().interrupt();
+    upstream->socket().interrupt();
+  }
+  co_await feeder.join();
+  client.stream.socket().unwatch();
+  recheck.stop();
+}
+
+Task<AfterAnswer> Exchange::finish() {
+  AfterAnswer after = closeAfter || !requestBody.complete() ? AfterAnswer::close : AfterAnswer::keep;
+  if (failure) {
+    after = co_await answerFailure();
+  } else if (upstreamKeeps && requestBody.complete() && upload.empty() && answerBody->complete()) {
+    services.pool.keep(std::move(upstream));
+  }
+  silence.stop();
+  recorded.bytesIn = requestBody.contentBytes();
+  recorded.bytesOut = answerBody ? answerBody->contentBytes() : 0;
+  recorded.total = since(started);
+  co_return after;
+}
+
+/// Tells the client, as far as that can still be done.
+Task<AfterAnswer> Exchange::answerFailure() {
+  recorded.cause = failure->cause;
+  if (!failure->error) {
+    recorded.ending = Ending::clientGone;
+    co_return AfterAnswer::reset;
+  }
+  if (answerBody) {
+    recorded.ending = Ending::truncated;
+    co_return AfterAnswer::reset;
+  }
+  const bool close = !clientKeeps || !requestBody.complete() || services.stopping;
+  recorded.ending = Ending::refused;
+  recorded.status = statusOf(*failure->error);
+  recorded.first = since(started);
+  silence.start(services.limits.silence);
+  const std::string answer = relayAnswer(*failure->error, close, headRequest);
+  bool sent = client.outbox.send(client.stream, {answer});
+  if (sent) sent = co_await client.outbox.flush(client.stream, silence);
+  if (!sent) co_return AfterAnswer::reset;
+  co_return close ? AfterAnswer::close : AfterAnswer::keep;
+}
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,114 @@
+#pragma once
+// One request to the upstream and its answer. The answer's side runs in run(); while there is a request body
+// to forward, a second coroutine does that. Whatever ends an exchange early goes through fail(), which ends
+// all its waits.
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "proxy/AccessLog.h"
+#include "proxy/Client.h"
+#include "proxy/Connector.h"
+#include "proxy/Framing.h"
+#include "proxy/HeadRewriting.h"
+#include "proxy/Heads.h"
+#include "proxy/RelayError.h"
+#include "proxy/Services.h"
+#include "proxy/Task.h"
+
+namespace ferrin::proxy {
+
+/// What happens to a client's connection after an answer.
+enum class AfterAnswer {
+  keep,   ///< it may carry another request
+  close,  ///< it ends; what the client still sends is of no use
+  reset,  ///< it is aborted, so that what it got is not taken for a whole answer
+};
+
+class Exchange {
+ public:
+  /// `head` and `target`, where it goes at the upstream, are used up here. What belongs to the request's body
+  /// is taken from client.pending, from its front.
+  Exchange(Services& shared, Client& from, const RequestHead& head, std::string_view target,
+           std::string_view key);
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+  ~Exchange();
+
+  Task<AfterAnswer> run();
+  /// Ends it early, for `cause`. From the event loop, at any time during run().
+  void abandon(const std::string& cause) { fail(RelayError::upstreamClosed, cause); }
+
+  const ExchangeRecord& record() const { return recorded; }
+
+ private:
+  struct Failure {
+    std::optional<RelayError> error;  ///< none when the client has gone
+    std::string cause;
+  };
+
+  void fail(std::optional<RelayError> error, std::string cause);
+  void clientHasGone() { fail(std::nullopt, ""); }
+
+  void watchClient();
+  void lookForClient();
+
+  Task<bool> openUpstream();
+  Task<bool> connect();
+  Task<bool> sendRequest();
+  std::string_view bufferedBody();
+
+  Task<> feed();
+  bool feedBlock(const IoResult& got);
+  void clientEnded();
+
+  Task<bool> receiveAnswerHead();
+  Task<bool> readMoreHead();
+  bool takeHead(std::size_t end);
+  bool beginAnswer(const AnswerHead& head, std::string_view rest);
+  bool beginTunnel(const AnswerHead& head, std::string_view rest);
+  bool forward(std::string_view bytes, std::string_view head);
+  bool sendToClient(std::initializer_list<std::string_view> pieces);
+  Task<> forwardBody();
+  bool upstreamEnded(const IoResult& got);
+
+  Task<> stopFeeding();
+  Task<AfterAnswer> finish();
+  Task<AfterAnswer> answerFailure();
+
+  Services& services;
+  Client& client;
+  ExchangeRecord recorded;
+  Clock::time_point started = Clock::now();
+
+  bool headRequest;
+  int clientVersion;
+  bool clientKeeps;
+  bool sendContinue;
+  bool webSocket;
+  std::string outgoing;  ///< the upstream's request head, key included; wiped once it is sent
+  BodyFraming requestBody;
+
+  std::unique_ptr<Stream> upstream;
+  Outbox upload;
+  bool upstreamKeeps = false;
+  Connector* connector = nullptr;
+
+  std::string held;  ///< of the upstream's answer, while its head is incomplete
+  std::size_t searched = 0;
+  std::optional<BodyFraming> answerBody;
+  BodyForm form = BodyForm::asReceived;
+  bool closeAfter = false;
+  bool tunnel = false;
+  bool tunnelEnded = false;
+
+  std::optional<Failure> failure;
+  SideTask feeder;
+  Deadline silence;
+  Deadline recheck;
+};
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,57 @@
+#include "proxy/Guard.h"
+
+#include <array>
+#include <charconv>
+
+namespace ferrin::proxy {
+namespace {
+
+namespace http = boost::beast::http;
+
+bool isPort(std::string_view text, std::uint16_t port) {
+  std::uint16_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() && value == port;
+}
+
+/// Without a port, an authority means port 80 (RFC 9110, section 4.2.1).
+bool namesThisRelay(std::string_view authority, std::uint16_t port) {
+  for (const std::string_view name : {"127.0.0.1", "localhost", "[::1]"}) {
+    if (authority.size() < name.size() || !sameIgnoringCase(authority.substr(0, name.size()), name)) continue;
+    const std::string_view rest = authority.substr(name.size());
+    if (rest.empty()) return port == 80;
+    if (rest.front() == ':') return isPort(rest.substr(1), port);
+  }
+  return false;
+}
+
+/// None of these is a field that Beast knows, but for Origin.
+bool isFromWebPage(const RequestHead& head) {
+  for (const HeadField& field : head.fields) {
+    if (sameIgnoringCase(field.name, "Origin")) return true;
+    if (sameIgnoringCase(field.name, "Sec-Fetch-Site") && !sameIgnoringCase(field.value, "none")) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+Target splitTarget(std::string_view target) {
+  constexpr std::string_view scheme = "http://";
+  if (target.size() < scheme.size() || !sameIgnoringCase(target.substr(0, scheme.size()), scheme))
+    return {"", target};
+  target.remove_prefix(scheme.size());
+  const std::size_t path = std::min(target.find_first_of("/?"), target.size());
+  return {target.substr(0, path), target.substr(path)};
+}
+
+std::optional<RelayError> refusal(const RequestHead& head, std::uint16_t port) {
+  const std::string_view authority = splitTarget(head.target).authority;
+  const auto host = head.value(http::field::host);
+  if (!host || !namesThisRelay(*host, port)) return RelayError::forbiddenHost;
+  if (!authority.empty() && !namesThisRelay(authority, port)) return RelayError::forbiddenHost;
+  if (isFromWebPage(head)) return RelayError::forbiddenOrigin;
+  return std::nullopt;
+}
+
+}  // namespace ferrin::proxy

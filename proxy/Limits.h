@@ -1,0 +1,41 @@
+#pragma once
+// Every time limit and size limit of the relay, in one place.
+
+#include <chrono>
+#include <cstddef>
+
+#include "proxy/Deadlines.h"
+
+namespace ferrin::proxy {
+
+inline constexpr std::size_t maxConnections = 1024;
+/// One read: what is forwarded at once, and the most that is kept per direction and stream.
+inline constexpr std::size_t blockBytes = 64 * 1024;
+
+/// The lists of all limits by their length.
+struct TimeLimits {
+  TimeLimits(Deadlines& deadlines, std::chrono::seconds silenceLimit)
+      : silence(deadlines, silenceLimit),
+        head(deadlines, std::chrono::seconds(30)),
+        idleClient(deadlines, std::chrono::seconds(75)),
+        idleUpstream(deadlines, std::chrono::seconds(20)),
+        connect(deadlines, std::chrono::seconds(10)),
+        nextAddress(deadlines, std::chrono::milliseconds(250)),
+        recheck(deadlines, std::chrono::milliseconds(400)),
+        linger(deadlines, std::chrono::seconds(2)),
+        drain(deadlines, std::chrono::seconds(4)) {}
+
+  DeadlineList silence;     ///< no byte in either direction of an exchange
+  DeadlineList head;        ///< from a request head's first byte to its last
+  DeadlineList idleClient;  ///< a client's connection between requests
+  DeadlineList
+      idleUpstream;      ///< a connection kept for the next request; servers close theirs later than this
+  DeadlineList connect;  ///< to be connected; and again for TLS
+  DeadlineList
+      nextAddress;       ///< before the next address is tried as well (RFC 8305, "Connection Attempt Delay")
+  DeadlineList recheck;  ///< between looks at whether a client whose bytes wait unread is still there
+  DeadlineList linger;   ///< to read on after an early answer, so that it isn't lost in a reset
+  DeadlineList drain;    ///< for exchanges to end after SIGTERM
+};
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,55 @@
+#include "proxy/LogFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+namespace ferrin::proxy {
+namespace {
+
+/// The newer half of the file, from the start of a line.
+std::string newerHalf(int descriptor, off_t size) {
+  std::string bytes(static_cast<std::size_t>(size - size / 2), '\0');
+  const ssize_t count = pread(descriptor, bytes.data(), bytes.size(), size / 2);
+  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  const std::size_t lineEnd = bytes.find('\n');
+  return lineEnd == std::string::npos ? std::string() : bytes.substr(lineEnd + 1);
+}
+
+void writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void LogFile::write(std::string_view lines) {
+  makeRoomFor(lines.size());
+  writeAll(output, lines);
+}
+
+void LogFile::makeRoomFor(std::size_t bytes) {
+  struct stat status {};
+  if (fstat(output, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (static_cast<std::size_t>(status.st_size) + bytes <= maxBytes) return;
+  const int file = reopened(output);
+  if (file < 0) return;
+  const std::string kept = newerHalf(file, status.st_size);
+  if (ftruncate(file, 0) == 0) {
+    lseek(file, 0, SEEK_SET);
+    writeAll(file, kept);
+    lseek(output, 0, SEEK_END);
+  }
+  close(file);
+}
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,30 @@
+#pragma once
+// A log that never outgrows its limit: where it is a regular file, the older half goes first.
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string_view>
+
+namespace ferrin::proxy {
+
+class LogFile {
+ public:
+  static constexpr std::size_t maxBytes = 10 * 1024 * 1024;
+
+  /// Writes to `descriptor`, which stays the caller's.
+  explicit LogFile(int descriptor) : output(descriptor) {}
+
+  /// Appends whole lines. What can't be written (a full disk, a closed pipe) is lost; nobody could be told.
+  void write(std::string_view lines);
+
+ private:
+  void makeRoomFor(std::size_t bytes);
+
+  int output;
+};
+
+/// A second descriptor of the file behind `descriptor`, for reading and writing; negative when there is none.
+int reopened(int descriptor);
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,35 @@
+#pragma once
+// The answers that the relay makes itself when it can't or won't forward.
+
+#include <string>
+#include <string_view>
+
+namespace ferrin::proxy {
+
+enum class RelayError {
+  badRequest,
+  forbiddenHost,
+  forbiddenOrigin,
+  forbiddenUser,
+  notFound,
+  upgradeRequired,
+  headersTooLarge,
+  upstreamUnreachable,
+  upstreamClosed,
+  upstreamInvalid,
+  apiKeyUnavailable,
+  tooManyConnections,
+  upstreamTimeout,
+};
+
+int statusOf(RelayError error);
+
+/// The whole answer: head with `X-Ferrin-Relay: error`, and the error object in the provider's shape. `close`
+/// says that the connection ends with it; `headOnly` leaves the body out, as for HEAD.
+std::string relayAnswer(RelayError error, bool close, bool headOnly);
+
+/// Head and body of a JSON answer of the relay's own. `fields` are complete lines.
+std::string jsonAnswer(int status, std::string_view reason, std::string_view fields, std::string_view body,
+                       bool close, bool headOnly);
+
+}  // namespace ferrin::proxy

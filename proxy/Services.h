@@ -1,0 +1,54 @@
+#pragma once
+// What all connections of one relay share. Everything runs on the event loop's one thread.
+
+#include <array>
+#include <boost/asio/io_context.hpp>
+#include <cstddef>
+#include <string>
+
+#include "proxy/AccessLog.h"
+#include "proxy/Deadlines.h"
+#include "proxy/KeyFile.h"
+#include "proxy/Limits.h"
+#include "proxy/Options.h"
+#include "proxy/PeerUser.h"
+#include "proxy/Tls.h"
+#include "proxy/UpstreamPool.h"
+
+namespace ferrin::proxy {
+
+struct Services {
+  Services(boost::asio::io_context& context, const Options& given, int logDescriptor)
+      : loop(context),
+        options(given),
+        log(context, logDescriptor),
+        deadlines(context),
+        limits(deadlines, given.timeout),
+        key(given.apiKeyFile),
+        tls(context),
+        pool(limits) {}
+  Services(const Services&) = delete;
+  Services& operator=(const Services&) = delete;
+
+  boost::asio::io_context& loop;
+  const Options& options;
+  AccessLog log;
+  Deadlines deadlines;
+  TimeLimits limits;
+  KeyFile key;
+  PeerUser peerUser;
+  TlsContext tls;
+  UpstreamPool pool;
+
+  std::uint16_t port = 0;       ///< where the relay listens
+  std::size_t connections = 0;  ///< of clients
+  std::size_t inFlight = 0;     ///< requests being forwarded
+  bool stopping = false;        ///< no connection is kept for another request
+
+  /// What is being read right now, by whichever stream reads: nobody may count on it across a wait.
+  std::array<char, blockBytes> block{};
+  /// A head that is being written, likewise.
+  std::string head;
+};
+
+}  // namespace ferrin::proxy

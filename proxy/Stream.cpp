@@ -1,0 +1,115 @@
+#include "proxy/Stream.h"
+
+#include <openssl/crypto.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr std::size_t maxPieces = 4;
+
+IoResult failure(int error) {
+  if (error == EAGAIN || error == EWOULDBLOCK) return {IoStatus::blocked};
+  return {IoStatus::failed, 0, std::generic_category().message(error)};
+}
+
+}  // namespace
+
+Task<IoResult> readSome(Stream& stream, std::span<char> into) {
+  for (;;) {
+    IoResult result = stream.read(into);
+    if (result.status != IoStatus::blocked) co_return result;
+    const Wake wake = co_await stream.readable();
+    if (wake == Wake::interrupted) co_return IoResult{IoStatus::interrupted};
+  }
+}
+
+bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces) {
+  IoResult result{IoStatus::blocked};
+  if (kept.empty()) result = stream.write(std::span(pieces.begin(), pieces.size()));
+  if (result.status == IoStatus::failed) {
+    reason = std::move(result.reason);
+    return false;
+  }
+  // A blocked TLS record may have gone in part, so only a clean failure counts as nothing taken.
+  taken = true;
+  std::size_t sent = result.bytes;
+  for (std::string_view piece : pieces) {
+    const std::size_t skipped = std::min(sent, piece.size());
+    sent -= skipped;
+    kept.append(piece.substr(skipped));
+  }
+  return true;
+}
+
+Task<bool> Outbox::flush(Stream& stream, Deadline& silence) {
+  std::size_t offset = 0;
+  while (offset < kept.size()) {
+    const Wake wake = co_await stream.writable();
+    if (wake == Wake::interrupted) co_return false;
+    const std::string_view rest = std::string_view(kept).substr(offset);
+    IoResult result = stream.write(std::span(&rest, 1));
+    if (result.status == IoStatus::failed) {
+      reason = std::move(result.reason);
+      co_return false;
+    }
+    if (result.bytes > 0) silence.renew();
+    offset += result.bytes;
+  }
+  wipe();
+  co_return true;
+}
+
+void Outbox::wipe() {
+  OPENSSL_cleanse(kept.data(), kept.size());
+  std::string().swap(kept);
+}
+
+IoResult PlainStream::read(std::span<char> into) {
+  if (drained) return {IoStatus::blocked};
+  for (;;) {
+    const ssize_t count = recv(connection.descriptor(), into.data(), into.size(), 0);
+    if (count < 0 && errno == EINTR) continue;
+    drained = count < static_cast<ssize_t>(into.size());
+    if (count < 0) return failure(errno);
+    if (count == 0) return {IoStatus::end};
+    return {IoStatus::moved, static_cast<std::size_t>(count)};
+  }
+}
+
+IoResult PlainStream::write(std::span<const std::string_view> pieces) {
+  std::array<iovec, maxPieces> vectors{};
+  std::size_t count = 0;
+  for (std::string_view piece : pieces.first(std::min(pieces.size(), maxPieces))) {
+    vectors.at(count++) = {const_cast<char*>(piece.data()), piece.size()};
+  }
+  msghdr message{};
+  message.msg_iov = vectors.data();
+  message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
+  for (;;) {
+    const ssize_t sent = sendmsg(connection.descriptor(), &message, MSG_NOSIGNAL);
+    if (sent >= 0) return {IoStatus::moved, static_cast<std::size_t>(sent)};
+    if (errno != EINTR) return failure(errno);
+  }
+}
+
+Task<Wake> PlainStream::readable() {
+  const Wake wake = co_await connection.readable();
+  drained = false;
+  co_return wake;
+}
+
+Task<Wake> PlainStream::writable() { co_return co_await connection.writable(); }
+
+bool PlainStream::quiet() {
+  char byte = 0;
+  return recv(connection.descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 &&
+         (errno == EAGAIN || errno == EWOULDBLOCK);
+}
+
+}  // namespace ferrin::proxy

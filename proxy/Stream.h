@@ -1,0 +1,94 @@
+#pragma once
+// Bytes in and out of one connection, plain or through TLS, without waiting: what can't be done now says so.
+
+#include <boost/asio/ip/tcp.hpp>
+#include <cstddef>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "proxy/Deadlines.h"
+#include "proxy/Socket.h"
+#include "proxy/Task.h"
+
+namespace ferrin::proxy {
+
+enum class IoStatus {
+  moved,        ///< at least one byte was read or written
+  blocked,      ///< nothing now; wait for the socket
+  end,          ///< reading only: the other side ended its stream in the proper way
+  failed,       ///< the connection is broken
+  interrupted,  ///< a wait was ended by Socket::interrupt
+};
+
+struct IoResult {
+  IoStatus status;
+  std::size_t bytes = 0;
+  std::string reason{};  ///< why it failed, for the log; never anything that was sent
+};
+
+class Stream {
+ public:
+  explicit Stream(boost::asio::ip::tcp::socket connected) : connection(std::move(connected)) {}
+  virtual ~Stream() = default;
+
+  Socket& socket() { return connection; }
+
+  /// Reads what is there, up to the size of `into`.
+  virtual IoResult read(std::span<char> into) = 0;
+  /// Writes as much of `pieces`, in order, as is taken now.
+  virtual IoResult write(std::span<const std::string_view> pieces) = 0;
+  /// Waits until reading is worth a try.
+  virtual Task<Wake> readable() = 0;
+  /// Waits until writing is worth a try.
+  virtual Task<Wake> writable() = 0;
+  /// Whether nothing has come in since the last answer and the other side is still there: fit for another
+  /// request.
+  virtual bool quiet() = 0;
+
+ protected:
+  Socket connection;
+};
+
+/// Waits for bytes and reads them into `into`, which is not touched before there are any: it may be shared by
+/// all streams as long as what was read is used up before the next wait.
+Task<IoResult> readSome(Stream& stream, std::span<char> into);
+
+/// What a stream still has to send, kept only while the other side doesn't take it.
+class Outbox {
+ public:
+  /// Writes `pieces`, behind what is kept already, and keeps what isn't taken now. False when the connection
+  /// is broken.
+  bool send(Stream& stream, std::initializer_list<std::string_view> pieces);
+  bool empty() const { return kept.empty(); }
+  /// Waits until all that is kept has been taken, renewing `silence` with every byte. False when the
+  /// connection is broken or the wait was interrupted.
+  Task<bool> flush(Stream& stream, Deadline& silence);
+  /// Whether any byte may have been taken since this object was made.
+  bool anyTaken() const { return taken; }
+  const std::string& failureReason() const { return reason; }
+  /// Forgets everything, bytes in memory included.
+  void wipe();
+
+ private:
+  std::string kept;
+  std::string reason;
+  bool taken = false;
+};
+
+class PlainStream : public Stream {
+ public:
+  using Stream::Stream;
+  IoResult read(std::span<char> into) override;
+  IoResult write(std::span<const std::string_view> pieces) override;
+  Task<Wake> readable() override;
+  Task<Wake> writable() override;
+  bool quiet() override;
+
+ private:
+  bool drained =
+      true;  ///< the last read took all there was, so that another one would only cost a system call
+};
+
+}  // namespace ferrin::proxy

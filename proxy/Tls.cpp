@@ -1,0 +1,222 @@
+#include "proxy/Tls.h"
+
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
+#include <array>
+#include <boost/asio/ip/address.hpp>
+#include <boost/asio/post.hpp>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+#include "proxy/TrustStore.h"
+
+namespace ferrin::proxy {
+namespace {
+
+std::string libraryError() {
+  const unsigned long code = ERR_get_error();
+  ERR_clear_error();
+  const char* reason = code == 0 ? nullptr : ERR_reason_error_string(code);
+  return reason == nullptr ? "TLS failure" : reason;
+}
+
+std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
+  std::unique_ptr<SSL_CTX, FreeTls> context(SSL_CTX_new(TLS_client_method()));
+  if (!context) throw std::runtime_error(libraryError());
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
+  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
+                                      SSL_MODE_RELEASE_BUFFERS);
+  SSL_CTX_set_read_ahead(context.get(), 1);  // a record's header and body in one system call
+  SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+  SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+  if (!trustSystemRoots(context.get())) throw std::runtime_error("no trusted roots: " + libraryError());
+  return context;
+}
+
+/// One contiguous record out of a few small pieces, so that a head and its body travel together.
+std::string_view gathered(std::span<const std::string_view> pieces, std::array<char, 16384>& buffer) {
+  std::size_t size = 0;
+  for (std::string_view piece : pieces) {
+    const std::size_t count = std::min(piece.size(), buffer.size() - size);
+    std::memcpy(buffer.data() + size, piece.data(), count);
+    size += count;
+  }
+  return {buffer.data(), size};
+}
+
+}  // namespace
+
+TlsContext::~TlsContext() {
+  if (loader.joinable()) loader.join();
+}
+
+void TlsContext::load() {
+  loader = std::thread([this] {
+    std::shared_ptr<SSL_CTX> made;
+    std::string problem;
+    try {
+      made = makeSettings();
+    } catch (const std::exception& error) {
+      problem = error.what();
+    }
+    boost::asio::post(loop, [this, made = std::move(made), problem]() mutable {
+      if (made) SSL_CTX_up_ref(made.get());
+      loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), std::move(problem));
+    });
+  });
+}
+
+void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem) {
+  settings = std::move(finished);
+  failure = std::move(problem);
+  if (settings) {
+    SSL_CTX_set_app_data(settings.get(), this);
+    SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
+  }
+  for (const auto waiter : std::exchange(waiting, {})) waiter.resume();
+}
+
+Task<> TlsContext::ready() {
+  struct Loaded {
+    bool await_ready() const { return context.settings || !context.failure.empty(); }
+    void await_suspend(std::coroutine_handle<> waiter) { context.waiting.push_back(waiter); }
+    void await_resume() const {}
+    TlsContext& context;
+  };
+  co_await Loaded{*this};
+  if (!settings) throw std::runtime_error(failure);
+}
+
+int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
+  auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+  self->lastSession.reset(session);
+  return 1;
+}
+
+std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, int descriptor) {
+  std::unique_ptr<SSL, FreeTls> ssl(SSL_new(settings.get()));
+  if (!ssl) throw std::runtime_error(libraryError());
+  boost::system::error_code notAnAddress;
+  boost::asio::ip::make_address(host, notAnAddress);
+  if (notAnAddress) {
+    SSL_set_tlsext_host_name(ssl.get(), host.c_str());  // RFC 6066: names only, never addresses
+    SSL_set1_host(ssl.get(), host.c_str());
+  } else {
+    X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl.get()), host.c_str());
+  }
+  SSL_set_fd(ssl.get(), descriptor);
+  if (lastSession) SSL_set_session(ssl.get(), lastSession.get());
+  return ssl;
+}
+
+TlsStream::TlsStream(boost::asio::ip::tcp::socket connected, TlsContext& context, const std::string& host)
+    : Stream(std::move(connected)), ssl(context.connection(host, connection.descriptor())) {}
+
+TlsStream::~TlsStream() {
+  ERR_clear_error();
+  SSL_shutdown(ssl.get());  // announces the end if that can be sent now; nobody waits for the answer
+  ERR_clear_error();
+}
+
+Task<std::string> TlsStream::handshake() {
+  for (;;) {
+    ERR_clear_error();
+    const int result = SSL_connect(ssl.get());
+    if (result == 1) co_return std::string();
+    IoResult io = outcome(result);
+    const long verified = SSL_get_verify_result(ssl.get());
+    if (verified != X509_V_OK) co_return std::string(X509_verify_cert_error_string(verified));
+    if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
+    if (io.status == IoStatus::failed) co_return std::move(io.reason);
+    const Wake wake = co_await awaitWanted();
+    if (wake == Wake::interrupted) co_return std::string("interrupted");
+  }
+}
+
+/// What the library's last call on this connection came to, when it moved nothing.
+IoResult TlsStream::outcome(int result) {
+  const int systemError = errno;
+  wanted = SSL_get_error(ssl.get(), result);
+  switch (wanted) {
+    case SSL_ERROR_WANT_READ:
+    case SSL_ERROR_WANT_WRITE:
+      return {IoStatus::blocked};
+    case SSL_ERROR_ZERO_RETURN:
+      return {IoStatus::end};
+    case SSL_ERROR_SYSCALL:
+      return {IoStatus::failed, 0, std::generic_category().message(systemError)};
+    default:
+      return {IoStatus::failed, 0, libraryError()};
+  }
+}
+
+IoResult TlsStream::read(std::span<char> into) {
+  if (drained) return {IoStatus::blocked};
+  ERR_clear_error();
+  std::size_t total = 0;
+  while (total < into.size()) {
+    std::size_t count = 0;
+    const int result = SSL_read_ex(ssl.get(), into.data() + total, into.size() - total, &count);
+    if (result != 1) {
+      if (total > 0) break;  // the reason comes again with the next call
+      IoResult io = outcome(result);
+      drained = io.status == IoStatus::blocked;
+      return io;
+    }
+    total += count;
+    drained = SSL_has_pending(ssl.get()) == 0;
+    if (drained) break;
+  }
+  wanted = SSL_ERROR_WANT_READ;
+  return {IoStatus::moved, total};
+}
+
+IoResult TlsStream::write(std::span<const std::string_view> pieces) {
+  std::array<char, 16384> buffer;
+  const std::string_view bytes = pieces.size() == 1 ? pieces.front() : gathered(pieces, buffer);
+  if (bytes.empty()) return {IoStatus::moved, 0};
+  IoResult result = writeRecords(bytes);
+  if (pieces.size() > 1) OPENSSL_cleanse(buffer.data(), bytes.size());
+  return result;
+}
+
+IoResult TlsStream::writeRecords(std::string_view bytes) {
+  std::size_t total = 0;
+  while (total < bytes.size()) {
+    ERR_clear_error();
+    std::size_t count = 0;
+    const int result = SSL_write_ex(ssl.get(), bytes.data() + total, bytes.size() - total, &count);
+    if (result != 1) {
+      IoResult io = outcome(result);
+      if (io.status == IoStatus::blocked && total > 0) break;
+      return io;
+    }
+    total += count;
+  }
+  return {IoStatus::moved, total};
+}
+
+Task<Wake> TlsStream::awaitWanted() {
+  if (wanted == SSL_ERROR_WANT_WRITE) co_return co_await connection.writable();
+  co_return co_await connection.readable();
+}
+
+Task<Wake> TlsStream::readable() {
+  const Wake wake = co_await connection.readable();
+  drained = false;
+  co_return wake;
+}
+
+Task<Wake> TlsStream::writable() { co_return co_await connection.writable(); }
+
+bool TlsStream::quiet() {
+  char byte = 0;
+  drained = false;
+  return read(std::span(&byte, 1)).status == IoStatus::blocked;
+}
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,78 @@
+#pragma once
+// TLS towards the provider: 1.2 or later, certificate and name always verified against the system's roots.
+
+#include <openssl/ssl.h>
+
+#include <boost/asio/io_context.hpp>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "proxy/Stream.h"
+#include "proxy/Task.h"
+
+namespace ferrin::proxy {
+
+struct FreeTls {
+  void operator()(SSL* ssl) const { SSL_free(ssl); }
+  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  void operator()(SSL_SESSION* session) const { SSL_SESSION_free(session); }
+};
+
+/// The settings and the roots, shared by all connections to the one upstream, and its last session for
+/// resumption. Reading the roots takes tens of milliseconds, so a thread of its own does that after the relay
+/// listens.
+class TlsContext {
+ public:
+  explicit TlsContext(boost::asio::io_context& context) : loop(context) {}
+  TlsContext(const TlsContext&) = delete;
+  TlsContext& operator=(const TlsContext&) = delete;
+  ~TlsContext();
+
+  /// Starts reading the roots. Once.
+  void load();
+  /// Waits until the roots are there. Throws std::runtime_error when they can't be read.
+  Task<> ready();
+
+  /// A client's side for `host`, which is verified (a name, or an address in the certificate), on a connected
+  /// socket.
+  std::unique_ptr<SSL, FreeTls> connection(const std::string& host, int descriptor);
+
+ private:
+  void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
+  static int keepSession(SSL* ssl, SSL_SESSION* session);
+
+  boost::asio::io_context& loop;
+  std::unique_ptr<SSL_CTX, FreeTls> settings;
+  std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
+  std::string failure;
+  std::vector<std::coroutine_handle<>> waiting;
+  std::thread loader;
+};
+
+class TlsStream : public Stream {
+ public:
+  TlsStream(boost::asio::ip::tcp::socket connected, TlsContext& context, const std::string& host);
+  ~TlsStream() override;
+
+  /// Agrees on keys and verifies the other side. The reason when that fails or is interrupted, else empty.
+  Task<std::string> handshake();
+
+  IoResult read(std::span<char> into) override;
+  IoResult write(std::span<const std::string_view> pieces) override;
+  Task<Wake> readable() override;
+  Task<Wake> writable() override;
+  bool quiet() override;
+
+ private:
+  IoResult outcome(int result);
+  IoResult writeRecords(std::string_view bytes);
+  Task<Wake> awaitWanted();
+
+  std::unique_ptr<SSL, FreeTls> ssl;
+  int wanted = SSL_ERROR_WANT_READ;
+  bool drained = false;
+};
+
+}  // namespace ferrin::proxy

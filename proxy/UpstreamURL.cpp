@@ -1,0 +1,59 @@
+#include "proxy/UpstreamURL.h"
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+#include <stdexcept>
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr std::string_view prefix = "/v1";
+
+std::uint16_t portOf(const boost::urls::url_view& url, bool secure) {
+  if (!url.has_port() || url.port().empty()) return secure ? 443 : 80;
+  if (url.port_number() == 0) throw std::invalid_argument("the port is not a number from 1 to 65535");
+  return url.port_number();
+}
+
+std::string withoutTrailingSlashes(std::string path) {
+  while (!path.empty() && path.back() == '/') path.pop_back();
+  return path;
+}
+
+void refuseWhatCantBeKept(const boost::urls::url_view& url) {
+  if (url.scheme() != "http" && url.scheme() != "https")
+    throw std::invalid_argument("the scheme is not http or https");
+  if (!url.has_authority() || url.encoded_host().empty()) throw std::invalid_argument("there is no host");
+  if (url.has_userinfo()) throw std::invalid_argument("a user name or password does not belong in it");
+  if (url.has_query() || url.has_fragment()) throw std::invalid_argument("it ends in a query or a fragment");
+}
+
+}  // namespace
+
+UpstreamURL parseUpstreamURL(std::string_view text) {
+  const auto parsed = boost::urls::parse_uri(boost::core::string_view(text.data(), text.size()));
+  if (!parsed) throw std::invalid_argument("not a URL");
+  const boost::urls::url_view url = *parsed;
+  refuseWhatCantBeKept(url);
+  UpstreamURL upstream;
+  upstream.secure = url.scheme() == "https";
+  upstream.port = portOf(url, upstream.secure);
+  upstream.host = url.host_address();
+  upstream.basePath = withoutTrailingSlashes(std::string(url.encoded_path()));
+  upstream.hostField = std::string(url.encoded_host());
+  if (upstream.port != (upstream.secure ? 443 : 80))
+    upstream.hostField += ":" + std::to_string(upstream.port);
+  upstream.text = text;
+  return upstream;
+}
+
+std::optional<std::string> upstreamTarget(const UpstreamURL& upstream, std::string_view target) {
+  if (!target.starts_with(prefix)) return std::nullopt;
+  const std::string_view rest = target.substr(prefix.size());
+  if (!rest.empty() && rest.front() != '/' && rest.front() != '?') return std::nullopt;
+  std::string mapped = upstream.basePath;
+  if (mapped.empty() && (rest.empty() || rest.front() == '?')) mapped = "/";
+  return mapped.append(rest);
+}
+
+}  // namespace ferrin::proxy

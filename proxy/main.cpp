@@ -1,0 +1,47 @@
+// The relay program: forwards the agent tool's requests to the provider with the stored key.
+
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+#include <csignal>
+#include <iostream>
+#include <vector>
+
+#include "proxy/CoreDumps.h"
+#include "proxy/Options.h"
+#include "proxy/Server.h"
+#include "proxy/Services.h"
+
+namespace {
+
+using namespace ferrin::proxy;
+
+constexpr int failed = 1;
+constexpr int misused = 2;
+
+int relay(const Options& options) {
+  std::signal(SIGPIPE, SIG_IGN);
+  const NoCoreDumps noCoreDumps;
+  // One thread only runs the loop; others (name look-ups, reading roots) post to it.
+  boost::asio::io_context loop(BOOST_ASIO_CONCURRENCY_HINT_UNSAFE_IO);
+  Services services(loop, options, STDOUT_FILENO);
+  Server server(services);
+  server.start();
+  loop.run();
+  return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    const std::vector<std::string_view> given(arguments + 1, arguments + count);
+    return relay(parseOptions(given));
+  } catch (const OptionError& error) {
+    std::cerr << error.what() << '\n';
+    return misused;
+  } catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return failed;
+  }
+}
