@@ -3,7 +3,6 @@
 find_package(Boost 1.81 CONFIG REQUIRED COMPONENTS url)
 find_package(CURL 7.87 REQUIRED)
 find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
-find_package(OpenSSL 3.0 REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(OpenSSL 3 REQUIRED)
 find_package(Threads REQUIRED)

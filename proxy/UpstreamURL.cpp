@@ -7,6 +7,8 @@
 namespace ferrin::proxy {
 namespace {
 
+using Scheme = boost::urls::scheme;
+
 constexpr std::string_view prefix = "/v1";
 
 std::uint16_t portOf(const boost::urls::url_view& url, bool secure) {
@@ -36,7 +38,7 @@ UpstreamURL parseUpstreamURL(std::string_view text) {
   const boost::urls::url_view url = *parsed;
   refuseWhatCantBeKept(url);
   UpstreamURL upstream;
-  upstream.secure = url.scheme() == "https";
+  upstream.secure = url.scheme_id() == Scheme::https;
   upstream.port = portOf(url, upstream.secure);
   upstream.host = url.host_address();
   upstream.basePath = withoutTrailingSlashes(std::string(url.encoded_path()));

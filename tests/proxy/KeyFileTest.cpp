@@ -1,0 +1,57 @@
+#include "proxy/KeyFile.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace ferrin::proxy {
+namespace {
+
+using ferrin::tests::put;
+
+TEST(KeyFile, followsEveryChangeOfTheFile) {
+  const ferrin::tests::TemporaryFolder folder;
+  KeyFile file(folder / "key");
+  EXPECT_EQ(file.current(), "");
+  EXPECT_EQ(file.problem(), (folder / "key").string() + ": No such file or directory");
+  put(folder / "key", " sk-1\r\n");
+  EXPECT_EQ(file.current(), "sk-1");
+  // Same size, same file, within one tick of the file system's clock.
+  for (const char* key : {"sk-2", "sk-3", "sk-4"}) {
+    put(folder / "key", std::string(key) + "\n");
+    EXPECT_EQ(file.current(), key);
+  }
+  std::filesystem::remove(folder / "key");
+  EXPECT_EQ(file.current(), "");
+}
+
+TEST(KeyFile, keepsASettledKeyUntilTheFileIsReplaced) {
+  const ferrin::tests::TemporaryFolder folder;
+  put(folder / "key", "sk-old");
+  KeyFile file(folder / "key");
+  EXPECT_EQ(file.current(), "sk-old");
+  put(folder / "new", "sk-new");
+  std::filesystem::rename(folder / "new", folder / "key");
+  EXPECT_EQ(file.current(), "sk-new");
+}
+
+TEST(KeyFile, refusesWhatCannotBeAKey) {
+  const ferrin::tests::TemporaryFolder folder;
+  KeyFile file(folder / "key");
+  for (const std::string& content :
+       {std::string(" \n"), std::string("sk\nX-Injected: 1"), std::string("a\0b", 3), std::string("a\x7F"),
+        std::string(20'000, 'k')}) {
+    put(folder / "key", content);
+    EXPECT_EQ(file.current(), "");
+    EXPECT_EQ(file.problem().find("sk"), std::string::npos);
+  }
+  std::filesystem::remove(folder / "key");
+  std::filesystem::create_directory(folder / "key");
+  EXPECT_EQ(file.current(), "");
+  EXPECT_EQ(file.problem(), (folder / "key").string() + ": Is a directory");
+}
+
+}  // namespace
+}  // namespace ferrin::proxy

@@ -1,0 +1,116 @@
+#include "tests/proxy/RelayProcess.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/proxy/Peers.h"
+
+namespace ferrin::proxy::tests {
+namespace {
+
+using ferrin::tests::contentOf;
+using ferrin::tests::put;
+
+/// Starts the relay with its output appended to `log`.
+pid_t start(const std::string& program, const std::vector<std::string>& arguments,
+            const std::filesystem::path& log,
+            const std::vector<std::pair<std::string, std::string>>& environment) {
+  std::vector<const char*> list{program.c_str()};
+  for (const std::string& argument : arguments) list.push_back(argument.c_str());
+  list.push_back(nullptr);
+  const pid_t child = fork();
+  if (child != 0) return child;
+  const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  dup2(output, STDOUT_FILENO);
+  dup2(output, STDERR_FILENO);
+  for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+  execv(program.c_str(), const_cast<char* const*>(list.data()));
+  _exit(127);
+}
+
+int statusOf(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+template <typename Condition>
+bool eventually(Condition holds) {
+  for (const auto end = std::chrono::steady_clock::now() + patience;
+       std::chrono::steady_clock::now() < end;) {
+    if (holds()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return holds();
+}
+
+std::uint16_t announcedPort(const std::string& log) {
+  const std::size_t address = log.find("listening on http://127.0.0.1:");
+  return address == std::string::npos ? 0 : static_cast<std::uint16_t>(std::stoul(log.substr(address + 30)));
+}
+
+}  // namespace
+
+std::string request(std::uint16_t port, const std::string& requestLine, const std::string& moreLines,
+                    const std::string& body) {
+  const std::string length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
+  return requestLine + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n" + moreLines + length +
+         "\r\n" + body;
+}
+
+RelayProcess::RelayProcess(const std::string& upstream, const Settings& settings) {
+  if (!settings.key.empty()) put(keyFile(), settings.key);
+  put(logFile(), settings.logContent);
+  child = start(settings.program,
+                {"--host", "127.0.0.1", "--port", "0", "--upstream", upstream, "--api-key-file", keyFile(),
+                 "--timeout", settings.timeout},
+                logFile(), settings.environment);
+  if (!eventually([this] { return log().find("/v1, forwarding to ") != std::string::npos; })) {
+    throw std::runtime_error("the relay did not start: " + log());
+  }
+  number = announcedPort(log());
+}
+
+RelayProcess::~RelayProcess() {
+  if (child < 0) return;
+  kill(child, SIGTERM);
+  EXPECT_EQ(wait(), 0) << log();
+}
+
+std::string RelayProcess::log() const { return contentOf(logFile()); }
+
+bool RelayProcess::logs(const std::string& text) const {
+  return eventually([&] { return log().find(text) != std::string::npos; });
+}
+
+void RelayProcess::signal(int which) const { kill(child, which); }
+
+int RelayProcess::wait() { return statusOf(std::exchange(child, -1)); }
+
+std::size_t RelayProcess::openDescriptors() const {
+  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(child) + "/fd");
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::size_t RelayProcess::residentBytes() const {
+  std::ifstream stream("/proc/" + std::to_string(child) + "/statm");
+  std::size_t total = 0;
+  std::size_t resident = 0;
+  stream >> total >> resident;
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::pair<int, std::string> runRelay(const std::vector<std::string>& arguments) {
+  const ferrin::tests::TemporaryFolder folder;
+  const int status = statusOf(start(FERRIN_RELAY_PROGRAM, arguments, folder / "output", {}));
+  return {status, contentOf(folder / "output")};
+}
+
+}  // namespace ferrin::proxy::tests

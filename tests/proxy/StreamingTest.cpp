@@ -1,0 +1,188 @@
+// Bytes as they come, and exchanges that end before their time.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/proxy/Peers.h"
+#include "tests/proxy/RelayProcess.h"
+
+namespace ferrin::proxy::tests {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+const std::string streamHead =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
+
+class Streaming : public testing::Test {
+ protected:
+  Connection begin() {
+    client.send(relay.request("POST /v1/responses", "", "{}"));
+    Connection side = upstream.accept();
+    side.readAnswer();
+    return side;
+  }
+
+  Upstream upstream;
+  RelayProcess relay{upstream.url()};
+  Connection client{relay.port()};
+};
+
+TEST_F(Streaming, holdsNothingBack) {
+  Connection side = begin();
+  side.send(streamHead);
+  EXPECT_EQ(client.readHead(), streamHead);
+  for (const std::string part : {"a\r\nda", "ta: \xE9", "\xBB\x98\n\r", "\n", "1", "\r", "\n\n", "\r\n"}) {
+    side.send(part);
+    ASSERT_EQ(client.read(part.size()), part);
+  }
+}
+
+TEST_F(Streaming, slowsTheUpstreamToTheReadersSpeedAndKeepsLittle) {
+  Connection slow(relay.port(), 4096);
+  slow.send(relay.request("GET /v1/big"));
+  Connection side = upstream.accept();
+  side.readHead();
+  const std::size_t before = relay.residentBytes();
+  const std::string block(4'000'000, 'x');
+  side.send("HTTP/1.1 200 OK\r\nContent-Length: 40000000\r\n\r\n");
+  std::size_t sent = 0;
+  for (std::size_t taken = 1; taken > 0 && sent < 40'000'000; sent += taken) taken = side.sendSome(block);
+  EXPECT_LT(sent, 40'000'000U);  // what the systems' own buffers hold, and no more
+  EXPECT_LT(relay.residentBytes(), before + 4'000'000);
+  slow.readHead();
+  EXPECT_EQ(slow.read(sent), std::string(sent, 'x'));
+}
+
+TEST_F(Streaming, endsTheUpstreamsPartWithinASecondOfTheClientsLeaving) {
+  struct Row {
+    const char* name;
+    std::string request;
+    std::string answer;
+  };
+  const Row rows[] = {
+      {"before the answer's head", relay.request("POST /v1/a", "", "{}"), ""},
+      {"in the answer's head", relay.request("POST /v1/a", "", "{}"), "HTTP/1.1 200 O"},
+      {"before the first byte", relay.request("POST /v1/a", "", "{}"), streamHead},
+      {"in mid-stream", relay.request("POST /v1/a", "", "{}"), streamHead + "5\r\nhel"},
+      {"in mid-upload", relay.request("POST /v1/a", "Content-Length: 9\r\n") + "part", ""},
+      {"with the next request sent", relay.request("GET /v1/a") + relay.request("GET /v1/b"), ""},
+  };
+  for (const Row& row : rows) {
+    for (const bool byReset : {false, true}) {
+      Connection leaving(relay.port());
+      leaving.send(row.request);
+      Connection side = upstream.accept();
+      side.readHead();
+      side.send(row.answer);
+      if (row.answer.ends_with("\r\n\r\n")) leaving.readHead();
+      byReset ? leaving.reset() : leaving.close();
+      EXPECT_LT(side.timeUntilClosed(), seconds(1)) << row.name << (byReset ? ", reset" : ", closed");
+    }
+  }
+  EXPECT_TRUE(relay.logs("end=client-gone"));
+}
+
+TEST_F(Streaming, endsAStalledUploadWhenTheClientLeaves) {
+  Connection leaving(relay.port());
+  leaving.send(relay.request("POST /v1/up", "Content-Length: 100000000\r\n"));
+  Connection side = upstream.accept();
+  side.readHead();
+  while (leaving.sendSome(std::string(1'000'000, 'x')) > 0) {}
+  leaving.reset();
+  EXPECT_TRUE(relay.logs("end=client-gone"));
+  side.reset();
+}
+
+TEST_F(Streaming, neverShowsABrokenAnswerAsAWholeOne) {
+  struct Row {
+    const char* name;
+    std::string answer;
+    bool reset;
+  };
+  const std::string length = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
+  const Row rows[] = {
+      {"length not reached", length + "12345", false},
+      {"length not reached, reset", length + "12345", true},
+      {"no chunk", streamHead, false},
+      {"within a chunk", streamHead + "5\r\nhel", false},
+      {"after a chunk", streamHead + "5\r\nhello\r\n", false},
+      {"within the last chunk", streamHead + "5\r\nhello\r\n0\r\n", false},
+      {"not a chunk", streamHead + "5\r\nhello\r\nxyz\r\n", false},
+      {"reset without framing", "HTTP/1.1 200 OK\r\n\r\npartial", true},
+  };
+  for (const Row& row : rows) {
+    Connection reader(relay.port());
+    reader.send(relay.request("GET /v1/a"));
+    Connection side = upstream.accept();
+    side.readHead();
+    side.send(row.answer);
+    reader.readHead();
+    row.reset ? side.reset() : side.close();
+    EXPECT_TRUE(reader.readAll().ends_with("<reset>")) << row.name;
+  }
+  EXPECT_TRUE(relay.logs("end=truncated cause=\"closed in mid-answer\""));
+}
+
+TEST_F(Streaming, mapsFailuresBeforeAnAnswer) {
+  struct Row {
+    const char* name;
+    std::string answer;
+    const char* code;
+  };
+  const Row rows[] = {
+      {"closed", "", "upstream_closed"},
+      {"closed in the head", "HTTP/1.1 200 OK\r\nX:", "upstream_closed"},
+      {"not HTTP", "SSH-2.0-OpenSSH_9.2\r\n\r\n", "upstream_invalid"},
+      {"bare line feeds", "HTTP/1.1 200 OK\n\nhi", "upstream_invalid"},
+      {"both framings", "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+       "upstream_invalid"},
+      {"an endless head", "HTTP/1.1 200 OK\r\nX: " + std::string(200'000, 'x'), "upstream_invalid"},
+      {"an unasked switch", "HTTP/1.1 101 Switching Protocols\r\n\r\n", "upstream_invalid"},
+  };
+  for (const Row& row : rows) {
+    client.send(relay.request("POST /v1/a", "", "{}"));
+    Connection side = upstream.accept();
+    side.readAnswer();
+    side.sendSome(row.answer);
+    side.close();
+    const std::string answer = client.readAnswer();
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 502 Bad Gateway\r\n")) << row.name;
+    EXPECT_NE(answer.find(std::string("\"code\":\"") + row.code), std::string::npos) << row.name << answer;
+  }
+}
+
+TEST(Silence, endsAnExchangeOnlyWhenNothingMovesForTooLong) {
+  Upstream upstream;
+  RelayProcess::Settings settings;
+  settings.timeout = "1";
+  const RelayProcess relay(upstream.url(), settings);
+
+  Connection waiting(relay.port());
+  waiting.send(relay.request("GET /v1/a"));
+  Connection silentSide = upstream.accept();
+  const std::string answer = waiting.readAnswer();
+  EXPECT_TRUE(answer.starts_with("HTTP/1.1 504 Gateway Timeout\r\n"));
+  EXPECT_NE(answer.find("\"code\":\"upstream_timeout\""), std::string::npos);
+
+  Connection streaming(relay.port());
+  streaming.send(relay.request("GET /v1/a"));
+  Connection side = upstream.accept();
+  side.readHead();
+  side.send(streamHead);
+  streaming.readHead();
+  for (int beat = 0; beat < 4; ++beat) {
+    EXPECT_TRUE(streaming.silentFor(milliseconds(600)));
+    side.send("1\r\nx\r\n");
+    EXPECT_EQ(streaming.read(6), "1\r\nx\r\n");
+  }
+  const auto time = streaming.timeUntilClosed();
+  EXPECT_GT(time, milliseconds(800));
+  EXPECT_LT(time, milliseconds(2500));
+  EXPECT_TRUE(relay.logs("end=truncated cause=\"no byte for too long\""));
+}
+
+}  // namespace
+}  // namespace ferrin::proxy::tests

@@ -1,0 +1,184 @@
+// How the relay comes by its connections to the upstream, and when it lets go of them.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/proxy/Peers.h"
+#include "tests/proxy/RelayProcess.h"
+#include "tests/proxy/TlsPeer.h"
+
+namespace ferrin::proxy::tests {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+
+/// One request on a new connection of a client, answered by `side`.
+void exchangeOn(const RelayProcess& relay, Connection& side) {
+  Connection client(relay.port());
+  client.send(relay.request("GET /v1/a"));
+  side.readHead();
+  side.send(ok);
+  EXPECT_EQ(client.readAnswer(), ok);
+}
+
+TEST(UpstreamConnection, servesTheRequestsOfSeveralClients) {
+  Upstream upstream;
+  const RelayProcess relay(upstream.url());
+  Connection first(relay.port());
+  first.send(relay.request("GET /v1/a"));
+  Connection side = upstream.accept();
+  side.readHead();
+  side.send(ok);
+  first.readAnswer();
+  exchangeOn(relay, side);
+  exchangeOn(relay, side);
+  EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
+}
+
+TEST(UpstreamConnection, isReplacedWhenItWasClosedInItsSleep) {
+  Upstream upstream;
+  const RelayProcess relay(upstream.url());
+  Connection client(relay.port());
+  for (const std::string ending : {"", "unasked", "HTTP/1.1 408 Request Timeout\r\n\r\n"}) {
+    client.send(relay.request("POST /v1/a", "", "{}"));
+    Connection side = upstream.accept();
+    side.readAnswer();
+    side.send(ok);
+    EXPECT_EQ(client.readAnswer(), ok);
+    side.send(ending);
+    side.close();
+  }
+  client.send(relay.request("POST /v1/a", "", "{}"));
+  EXPECT_TRUE(upstream.accept().readAnswer().ends_with("{}"));
+}
+
+TEST(UpstreamConnection, isNotKeptWhenItsStateIsUnclear) {
+  Upstream upstream;
+  const RelayProcess relay(upstream.url());
+  Connection client(relay.port());
+  for (const std::string answer : {"HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok",
+                                   "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok",
+                                   "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nokHTTP/1.1 200 OK\r\n\r\n"}) {
+    client.send(relay.request("GET /v1/a"));
+    Connection side = upstream.accept();
+    side.readHead();
+    side.send(answer);
+    EXPECT_EQ(client.readAnswer(), ok);
+    EXPECT_LT(side.timeUntilClosed(), seconds(1));
+  }
+}
+
+TEST(UpstreamConnection, neverCarriesARequestTwice) {
+  Upstream upstream;
+  const RelayProcess relay(upstream.url());
+  Connection client(relay.port());
+  client.send(relay.request("GET /v1/a"));
+  Connection side = upstream.accept();
+  side.readHead();
+  side.send(ok);
+  client.readAnswer();
+  client.send(relay.request("POST /v1/spend", "", "{}"));
+  side.readAnswer();
+  side.close();
+  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 502 "));
+  EXPECT_TRUE(upstream.silentFor(milliseconds(200)));
+}
+
+TEST(UpstreamConnection, isOpenedWhileTheBodyStillArrives) {
+  Upstream upstream;
+  const RelayProcess relay(upstream.url());
+  Connection client(relay.port());
+  client.send(relay.request("POST /v1/a", "Content-Length: 2\r\n"));
+  Connection side = upstream.accept();
+  EXPECT_TRUE(side.readHead().starts_with("POST /a "));
+  client.send("hi");
+  EXPECT_EQ(side.read(2), "hi");
+}
+
+TEST(UpstreamConnection, thatIsRefusedGives502AndSaysWhyInTheLog) {
+  const std::string port = std::to_string(unusedPort());
+  struct Row {
+    std::string url;
+    const char* cause;
+  };
+  const Row rows[] = {
+      {"http://127.0.0.1:" + port, "cause=\"connect: 127.0.0.1: Connection refused\""},
+      {"http://no-such-host.invalid", "cause=\"connect: "},
+  };
+  for (const Row& row : rows) {
+    const RelayProcess relay(row.url);
+    Connection client(relay.port());
+    client.send(relay.request("GET /v1/a") + relay.request("GET /v1/b"));
+    for (int count = 0; count < 2; ++count) {
+      const std::string answer = client.readAnswer();
+      EXPECT_TRUE(answer.starts_with("HTTP/1.1 502 Bad Gateway\r\n")) << answer;
+      EXPECT_NE(answer.find("\"code\":\"upstream_unreachable\""), std::string::npos);
+    }
+    EXPECT_TRUE(relay.logs(row.cause)) << relay.log();
+  }
+}
+
+TEST(UpstreamTls, isVerifiedNamedAndResumed) {
+  const Upstream unused;
+  const TlsIdentity identity("localhost");
+  TlsUpstream upstream(identity);
+  RelayProcess::Settings settings;
+  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
+  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()) + "/v1", settings);
+  for (int count = 0; count < 2; ++count) {
+    Connection client(relay.port());
+    client.send(relay.request("POST /v1/a", "Connection: close\r\n", "{}"));
+    const std::string seen =
+        upstream.serveOne("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok");
+    EXPECT_TRUE(seen.starts_with("POST /v1/a HTTP/1.1\r\nHost: localhost:")) << seen;
+    EXPECT_TRUE(client.readAll().ends_with("\r\n\r\nok"));
+    EXPECT_EQ(upstream.serverName(), "localhost");
+    EXPECT_EQ(upstream.resumed(), count == 1);
+  }
+}
+
+TEST(UpstreamTls, refusesWhatItCannotVerify) {
+  struct Row {
+    const char* name;
+    const char* certifiedFor;
+    bool trusted;
+    const char* cause;
+  };
+  const Row rows[] = {
+      {"unknown issuer", "localhost", false, "self-signed certificate"},
+      {"another name", "other.example", true, "hostname mismatch"},
+  };
+  for (const Row& row : rows) {
+    const TlsIdentity identity(row.certifiedFor);
+    const TlsIdentity other("localhost");
+    TlsUpstream upstream(identity);
+    RelayProcess::Settings settings;
+    settings.environment = {{"SSL_CERT_FILE", (row.trusted ? identity : other).certificateFile().string()}};
+    const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
+    Connection client(relay.port());
+    client.send(relay.request("GET /v1/a"));
+    EXPECT_EQ(upstream.serveOne(ok), "") << row.name;
+    EXPECT_NE(client.readAnswer().find("\"code\":\"upstream_unreachable\""), std::string::npos) << row.name;
+    EXPECT_TRUE(relay.logs(row.cause)) << relay.log();
+  }
+}
+
+TEST(UpstreamTls, takesAnEndWithoutFarewellForABreak) {
+  const TlsIdentity identity("localhost");
+  TlsUpstream upstream(identity);
+  RelayProcess::Settings settings;
+  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
+  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
+  Connection client(relay.port());
+  client.send(relay.request("GET /v1/a"));
+  upstream.serveOne("HTTP/1.1 200 OK\r\n\r\npartial", false);
+  EXPECT_TRUE(client.readAll().ends_with("<reset>"));
+  EXPECT_TRUE(relay.logs("end=truncated"));
+}
+
+}  // namespace
+}  // namespace ferrin::proxy::tests
