@@ -24,10 +24,10 @@ std::vector<std::string> linesOf(const fs::path& file) {
 }
 
 bool isAlive(pid_t process) {
-  const bool exists = kill(process, 0) == 0;
-  const bool waitedFor =
-      contentOf("/proc/" + std::to_string(process) + "/stat").find(") Z ") != std::string::npos;
-  return exists && !waitedFor;  // an ended process exists until its parent has seen the end
+  // An ended process is known until its parent has seen the end, which may be while we look.
+  const auto isKnown = [process] { return kill(process, 0) == 0; };
+  const auto state = [process] { return contentOf("/proc/" + std::to_string(process) + "/stat"); };
+  return isKnown() && state().find(") Z ") == std::string::npos && isKnown();
 }
 
 StandInLaunchctl::StandInLaunchctl(const fs::path& folder) : program((folder / "launchctl").string()) {
@@ -44,14 +44,17 @@ void StandInLaunchctl::answer(const std::string& subcommand, std::string_view an
 std::vector<std::string> StandInLaunchctl::calls() const { return linesOf(program + ".calls"); }
 
 StandInRelay::StandInRelay(const fs::path& file) : program(file) {
-  putProgram(program, R"(#!/bin/sh
-printf '%s\0' "$0" "$@" >"$0.arguments.$$" && mv "$0.arguments.$$" "$0.arguments"
-echo "started with $# arguments"
-echo "complaint" >&2
-trap 'echo "asked to end"; exit 0' TERM
-mkfifo "$0.never.$$"
-echo $$ >>"$0.starts"
-read -r _ <>"$0.never.$$"
+  putProgram(program, R"(#!/usr/bin/env -S python3 -ES
+import os, signal, sys
+signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])
+record, process = sys.argv[0] + ".arguments", str(os.getpid())
+with open(record + process, "w") as words: words.writelines(word + "\0" for word in sys.argv)
+os.replace(record + process, record)
+print("started with", len(sys.argv) - 1, "arguments", flush=True)
+print("complaint", file=sys.stderr, flush=True)
+with open(sys.argv[0] + ".starts", "a") as starts: print(process, file=starts)
+signal.sigwait([signal.SIGTERM])
+print("asked to end", flush=True)
 )");
 }
 

@@ -44,6 +44,7 @@ class StandInRelay {
   std::filesystem::path program;
 };
 
+/// A process that has ended and is only waited for is not alive any more.
 bool isAlive(pid_t process);
 std::vector<std::string> linesOf(const std::filesystem::path& file);
 

@@ -2,7 +2,7 @@
 # as-fresh-user.sh [--with FILE] PROGRAM [ARGUMENT...]: runs PROGRAM as a user of its own, with a private HOME,
 # XDG_RUNTIME_DIR and control group, all of it gone afterwards with every process started there; systemd --user can be
 # started in it. A copy of FILE lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason,
-# where this machine doesn't let us.
+# where this machine doesn't let us; 124 after 90 s, so that it is this script that ends it, and cleans up.
 set -euo pipefail
 
 skip() {
@@ -67,6 +67,6 @@ shift
   for group in "${groups[@]}"; do echo "$BASHPID" >"$group/cgroup.procs"; done
   cd "$folder/home"
   exec 9>&-
-  exec setpriv --reuid "$uid" --regid "$uid" --clear-groups \
+  exec timeout --kill-after=5 90 setpriv --reuid "$uid" --regid "$uid" --clear-groups \
     env -i PATH="$PATH" HOME="$folder/home" XDG_RUNTIME_DIR="$folder/runtime" "$folder/program" "$@"
 )
