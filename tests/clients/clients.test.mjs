@@ -6,11 +6,10 @@ import { execFile } from 'node:child_process';
 import { randomBytes } from 'node:crypto';
 import { writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { test } from 'node:test';
 import { promisify } from 'node:util';
 import OpenAI from 'openai';
 
-import { until, withRoute } from './programs.mjs';
+import { test, until, withRoute } from './programs.mjs';
 
 const way = process.env.FERRIN_WAY;
 assert(['direct', 'relay'].includes(way), 'FERRIN_WAY is neither direct nor relay');

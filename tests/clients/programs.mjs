@@ -5,8 +5,12 @@ import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
+import { test as nodeTest } from 'node:test';
 
-export const deadlineMs = 20_000;
+const deadlineMs = 20_000;
+
+/** A test that can't hang. */
+export const test = (claim, body) => nodeTest(claim, { timeout: 3 * deadlineMs }, body);
 
 const providerProgram = process.env.FERRIN_SAMPLE_PROVIDER;
 const relayProgram = process.env.FERRIN_RELAY_PROGRAM;

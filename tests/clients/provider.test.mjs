@@ -9,9 +9,8 @@ import http from 'node:http';
 import https from 'node:https';
 import net from 'node:net';
 import { join } from 'node:path';
-import { test } from 'node:test';
 
-import { until, withProvider } from './programs.mjs';
+import { test, until, withProvider } from './programs.mjs';
 
 const program = process.env.FERRIN_SAMPLE_PROVIDER;
 const body = JSON.stringify({ model: 'm', input: 'x', stream: true });
