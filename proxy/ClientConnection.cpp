@@ -4,6 +4,7 @@
 
 #include "proxy/Guard.h"
 #include "proxy/Health.h"
+#include "proxy/PeerUser.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -110,7 +111,7 @@ std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
 }
 
 bool ClientConnection::isSomebodyElse() {
-  if (!somebodyElse) somebodyElse = services.peerUser.isSomebodyElse(peer, local);
+  if (!somebodyElse) somebodyElse = belongsToSomebodyElse(peer, local);
   return *somebodyElse;
 }
 

@@ -20,6 +20,11 @@ struct Request {
   inet_diag_req_v2 question;
 };
 
+/// The way to the kernel, open for the life of the process.
+struct Netlink {
+  int descriptor = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+};
+
 void copyAddress(const boost::asio::ip::address& address, __be32 (&into)[4]) {
   if (address.is_v4()) {
     const auto bytes = address.to_v4().to_bytes();
@@ -50,17 +55,13 @@ Request questionAbout(const Endpoint& peer, const Endpoint& local) {
 
 }  // namespace
 
-PeerUser::PeerUser() : netlink(socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)) {}
-
-PeerUser::~PeerUser() {
-  if (netlink >= 0) close(netlink);
-}
-
-bool PeerUser::isSomebodyElse(const Endpoint& peer, const Endpoint& local) {
+bool belongsToSomebodyElse(const Endpoint& peer, const Endpoint& local) {
+  static const Netlink netlink;
   const Request request = questionAbout(peer, local);
-  if (send(netlink, &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request)) return true;
+  if (send(netlink.descriptor, &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request))
+    return true;
   alignas(nlmsghdr) std::array<char, 1024> answer{};
-  const ssize_t size = recv(netlink, answer.data(), answer.size(), 0);
+  const ssize_t size = recv(netlink.descriptor, answer.data(), answer.size(), 0);
   if (size < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg)))) return true;
   nlmsghdr header{};
   std::memcpy(&header, answer.data(), sizeof header);

@@ -11,7 +11,6 @@
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
 #include "proxy/Options.h"
-#include "proxy/PeerUser.h"
 #include "proxy/Tls.h"
 #include "proxy/UpstreamPool.h"
 
@@ -36,7 +35,6 @@ struct Services {
   Deadlines deadlines;
   TimeLimits limits;
   KeyFile key;
-  PeerUser peerUser;
   TlsContext tls;
   UpstreamPool pool;
 

@@ -23,7 +23,7 @@ std::string withoutTrailingSlashes(std::string path) {
 }
 
 void refuseWhatCantBeKept(const boost::urls::url_view& url) {
-  if (url.scheme() != "http" && url.scheme() != "https")
+  if (url.scheme_id() != Scheme::http && url.scheme_id() != Scheme::https)
     throw std::invalid_argument("the scheme is not http or https");
   if (!url.has_authority() || url.encoded_host().empty()) throw std::invalid_argument("there is no host");
   if (url.has_userinfo()) throw std::invalid_argument("a user name or password does not belong in it");
