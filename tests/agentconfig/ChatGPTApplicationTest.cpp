@@ -21,7 +21,7 @@ struct Recorder {
 
 TEST(RestartChatGPTApplication, endsItWaitsASecondAndStartsIt) {
   Recorder recorder;
-  const ApplicationCommands commands = chatGPTCommandsOnMacOS();
+  const auto commands = chatGPTCommandsOnMacOS();
   restart(&commands, recorder.run, recorder.pause);
   EXPECT_EQ(recorder.steps, (Steps{"/usr/bin/pkill|-f|/Applications/ChatGPT.app/Contents/", "pause 1000",
                                    "/usr/bin/open|-a|ChatGPT"}));

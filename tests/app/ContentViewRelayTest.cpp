@@ -83,16 +83,6 @@ TEST(Apply, saysWhyItFailedAndLeavesTheStateAlone) {
   FileTree installed = stored;
   installed[script] = "0700 #!/bin/sh\n";
   const Row rows[] = {
-      {"a file in the secrets folder's place",
-       [](TestApplication& app) { put(app.at.secretDirectory, ""); },
-       "Error: ~/.ferrin/secrets: Not a directory",
-       {{".ferrin/secrets", "0644 "}},
-       0},
-      {"a folder in the key file's place",
-       [](TestApplication& app) { put(app.at.upstreamKeyFile / "inside", ""); },
-       "Error: ~/.ferrin/secrets/openai-proxy-upstream.token: Is a directory",
-       {{urlFile, "0600 " + typedURL + "\n"}, {keyFile + "/inside", "0644 "}},
-       0},
       {"no script", [](TestApplication& app) { fs::remove(app.resources / "proxy.py"); },
        "Error: 找不到内置代理", stored, 0},
       {"bootstrap refused",

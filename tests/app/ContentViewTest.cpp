@@ -115,6 +115,8 @@ TEST(SendToProvider, showsTheAnswerOnceItIsBackOnTheMainThread) {
   EXPECT_EQ(app.http.request->url, typedURL + "/responses");
   EXPECT_EQ(app.http.request->headers.at(0), (providertest::HttpHeader{"Authorization", "Bearer sk-1"}));
   EXPECT_EQ(app.http.request->body, R"({"input":" first\nsecond ","model":" m ","stream":false})");
+  EXPECT_EQ(app.http.request->headers.at(1), (providertest::HttpHeader{"Content-Type", "application/json"}));
+  EXPECT_EQ(app.http.request->timeout, std::chrono::seconds(60));
   app.http.complete({.error = std::nullopt, .status = 200, .body = R"({"output_text":"Hello"})"});
   EXPECT_TRUE(app.view->isSending);
   std::string order;

@@ -244,8 +244,6 @@ TEST_F(WholeFlow, losesNothingWhenAStepFails) {
        [&] { view.saveProfile(); }, "Error: ~/.ferrin/secrets/provider-profiles.json: Is a directory"},
       {"apply without the key file", moveAside(key), moveBack(key), [&] { apply(one); },
        "Error: enter the provider API key"},
-      {"apply without a place for the URL", replaceByFolder(at.upstreamURLFile), moveBack(at.upstreamURLFile),
-       [&] { apply(one); }, "Error: ~/.ferrin/secrets/openai-proxy-upstream.url: Is a directory"},
       {"apply without a place for the key", replaceByFolder(at.upstreamKeyFile), moveBack(at.upstreamKeyFile),
        [&] { apply(one); }, "Error: ~/.ferrin/secrets/openai-proxy-upstream.token: Is a directory"},
       {"restore without a configuration", moveAside(at.configURL), moveBack(at.configURL), [&] { restore(); },
