@@ -86,7 +86,8 @@ TEST(ReplaceLine, takesTenMebibytesInASecond) {
       {"blanks and no equals sign", "k" + repeated(" "), "k", "v", "k = \\\"v\\\"\nk" + repeated(" ")},
       {"empty lines and no equals sign", "k" + repeated("\n"), "k", "v", "k = \\\"v\\\"\nk" + repeated("\n")},
   };
-  constexpr std::clock_t limit = 5 * CLOCKS_PER_SEC;  // sanitized, and beside another test; quadratic is minutes
+  constexpr std::clock_t limit =
+      5 * CLOCKS_PER_SEC;  // sanitized, and beside another test; quadratic is minutes
   for (const Row& row : rows) {
     const std::clock_t start = std::clock();
     const std::string result = replaceLine(row.text, row.key, row.value);

@@ -35,8 +35,8 @@ CFTypeID CFNumberGetTypeID();
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 CFTypeID CFStringGetTypeID();
 Boolean CFStringGetCString(CFStringRef text, char* buffer, CFIndex size, CFStringEncoding encoding);
-CFURLRef CFURLCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length, CFStringEncoding encoding,
-                              CFURLRef base);
+CFURLRef CFURLCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length,
+                              CFStringEncoding encoding, CFURLRef base);
 CFLocaleRef CFLocaleCopyCurrent();
 CFLocaleIdentifier CFLocaleGetIdentifier(CFLocaleRef locale);
 }
