@@ -61,6 +61,9 @@ install_packages() {
       command -v brew >/dev/null || fail "Homebrew is missing: install it first, then run this again"
       brew bundle check --file "$root/Brewfile" >/dev/null || brew bundle install --file "$root/Brewfile" ||
         fail "brew could not install what the Brewfile lists"
+      # Homebrew keeps these apart from the system's own.
+      CMAKE_PREFIX_PATH=$(brew --prefix curl):$(brew --prefix icu4c):$(brew --prefix openssl@3)
+      export CMAKE_PREFIX_PATH
       ;;
     *)
       command -v apt-get >/dev/null || fail "neither apt-get nor Homebrew here: install what tools/bootstrap.sh lists"
