@@ -8,6 +8,7 @@ build_packages=(
   libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev nlohmann-json3-dev
 )
 demo_packages=(curl iproute2 libnss-wrapper runit)
+bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux wrk)
 test_packages=(clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux)
 
 say() { printf '%s\n' "$*"; }

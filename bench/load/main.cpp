@@ -28,9 +28,13 @@ constexpr std::uint64_t perMillisecond = 1'000'000;
 constexpr std::uint64_t perSecond = 1'000'000'000;
 constexpr std::uint64_t patience = 20 * perSecond;
 
+/// A request for `path`; for a stream of the sample provider's where the path is that of its answers.
 std::string request(const std::string& path, std::uint16_t port) {
-  return "GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
-         "\r\nAccept: */*\r\nUser-Agent: ferrin-bench-load\r\n\r\n";
+  const bool asks = path.ends_with("/responses");
+  const std::string body = asks ? R"({"model":"m","input":"hello","stream":true})" : "";
+  const std::string length = asks ? "Content-Length: " + std::to_string(body.size()) + "\r\n" : "";
+  return (asks ? "POST " : "GET ") + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
+         "\r\nAccept: */*\r\nUser-Agent: ferrin-bench-load\r\n" + length + "\r\n" + body;
 }
 
 double percentile(std::vector<std::uint64_t>& times, double share) {
