@@ -8,3 +8,7 @@ find_package(OpenSSL 3 REQUIRED)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(libplist REQUIRED IMPORTED_TARGET libplist-2.0>=2.2)
+
+if(FERRIN_GUI)
+  find_package(Qt6 6.4 REQUIRED COMPONENTS Svg Widgets OPTIONAL_COMPONENTS DBus)
+endif()

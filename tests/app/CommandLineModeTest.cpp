@@ -187,8 +187,12 @@ TEST_F(CommandLineMode, isOnlyEnteredByItsFlag) {
   for (const std::vector<std::string>& arguments : std::initializer_list<std::vector<std::string>>{
            {}, {"--apply-reference-config=yes"}, {"apply-reference-config"}}) {
     EXPECT_EQ(user.start(arguments), 1);
-    EXPECT_EQ(user.err(),
-              "ferrin-relay: this build has no window; it can be run with --apply-reference-config\n");
+    // What it would show needs a window, which this build or this environment lacks.
+    const std::string said = user.err();
+    EXPECT_TRUE(
+        said == "ferrin-relay: no display can be used (neither WAYLAND_DISPLAY nor DISPLAY is set)\n" ||
+        said == "ferrin-relay: this build has no window; it can be run with --apply-reference-config\n")
+        << said;
     EXPECT_EQ(user.out(), "");
   }
   EXPECT_FALSE(exists(user.at.upstreamURLFile));

@@ -1,0 +1,44 @@
+#include "app/qt/DesktopShell.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QScopedValueRollback>
+#include <utility>
+
+#include "app/MenuBarControls.h"
+#include "app/qt/Activation.h"
+#include "app/qt/Text.h"
+
+namespace ferrin::qt {
+
+DesktopShell::DesktopShell(std::function<bool()> tray) : hasTrayItem(std::move(tray)) {}
+
+void DesktopShell::activate() { activateApplication(); }
+
+void DesktopShell::openWindow(std::string_view identifier) {
+  if (!window || identifier != app::mainWindow) return;
+  window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+  window->show();
+  window->raise();
+  window->activateWindow();
+}
+
+void DesktopShell::hide() {
+  if (!window) return;
+  if (!hasTrayItem()) return window->showMinimized();
+  window->hide();
+  hideApplication();
+}
+
+void DesktopShell::showAlert(const std::string& description) {
+  const QScopedValueRollback shown(alertIsShown, true);
+  QMessageBox alert(QMessageBox::Warning, fromUTF8(app::menuBarTitle), fromUTF8(description), QMessageBox::Ok,
+                    window && window->isVisible() ? window : nullptr);
+  alert.setTextFormat(Qt::PlainText);
+  activateApplication();
+  alert.exec();
+}
+
+void DesktopShell::terminate() { QCoreApplication::quit(); }
+
+}  // namespace ferrin::qt

@@ -1,0 +1,17 @@
+#pragma once
+// The connection to the display.
+
+#include <QApplication>
+#include <memory>
+#include <string>
+
+namespace ferrin::qt {
+
+/// Where there is no display, says so in one line on standard error and ends the process with status 1:
+/// the toolkit itself would abort. `count` and `arguments` outlive the result.
+std::unique_ptr<QApplication> openDisplay(int& count, char** arguments);
+
+/// Writes one line to standard error.
+void writeError(const std::string& line);
+
+}  // namespace ferrin::qt

@@ -1,0 +1,99 @@
+// Where the system has no controls of its own: the toolkit's plainest style, with our colours and shapes.
+
+#include <QFile>
+#include <QPalette>
+#include <QProxyStyle>
+#include <QStyleFactory>
+
+#include "app/qt/Look.h"
+#include "app/qt/Shades.h"
+
+namespace ferrin::qt {
+namespace {
+
+class Style : public QProxyStyle {
+ public:
+  Style() : QProxyStyle(QStyleFactory::create("Fusion")) {}
+
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* result) const override {
+    switch (hint) {
+      case SH_UnderlineShortcut:
+      case SH_ComboBox_Popup:  // a list below the field, not a menu over it
+        return 0;
+      default:
+        return QProxyStyle::styleHint(hint, option, widget, result);
+    }
+  }
+};
+
+struct Colours {
+  QColor window, field, button, text, accent, accentText, ring;
+};
+
+Colours coloursOf(ColourScheme scheme) {
+  if (scheme == ColourScheme::dark) {
+    return {0x242427, 0x2e2e32, 0x3a3a3f, 0xf1f1f3, 0x2f74e0, 0xffffff, 0xa9c8ff};
+  }
+  return {0xf5f5f6, 0xffffff, 0xffffff, 0x1d1d1f, 0x0a66d6, 0xffffff, 0x063a7d};
+}
+
+void setRole(QPalette& palette, QPalette::ColorRole role, const QColor& colour, const QColor& disabled) {
+  palette.setColor(role, colour);
+  palette.setColor(QPalette::Disabled, role, disabled);
+}
+
+QPalette paletteOf(const Colours& colours) {
+  const QColor faint = blended(colours.text, colours.window, 0.36);
+  QPalette palette(colours.button, colours.window);
+  for (const auto role :
+       {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::ToolTipText}) {
+    setRole(palette, role, colours.text, faint);
+  }
+  palette.setColor(QPalette::Base, colours.field);
+  palette.setColor(QPalette::AlternateBase, colours.window);
+  palette.setColor(QPalette::ToolTipBase, colours.field);
+  palette.setColor(QPalette::PlaceholderText, blended(colours.text, colours.field, 0.45));
+  palette.setColor(QPalette::Highlight, colours.accent);
+  palette.setColor(QPalette::HighlightedText, colours.accentText);
+  palette.setColor(QPalette::Link, colours.accent);
+  return palette;
+}
+
+/// The style sheet with its @names replaced.
+QString styleSheetOf(const Colours& colours, const QPalette& palette) {
+  QFile file(":/look/fusion.qss");
+  if (!file.open(QIODevice::ReadOnly)) return {};
+  QString sheet = QString::fromUtf8(file.readAll());
+  const std::pair<const char*, QColor> names[] = {
+      {"@field", colours.field},
+      {"@button", colours.button},
+      {"@hovered", blended(colours.text, colours.button, 0.05)},
+      {"@pressed", blended(colours.text, colours.button, 0.12)},
+      {"@text", colours.text},
+      {"@faint", palette.color(QPalette::Disabled, QPalette::Text)},
+      {"@fill", quaternaryFill(palette)},
+      {"@stroke", quaternaryStroke(palette)},
+      {"@thumb", blended(colours.text, colours.window, 0.32)},
+      {"@onAccent", colours.accentText},
+      {"@accentHovered", blended(Qt::white, colours.accent, 0.08)},
+      {"@accentPressed", blended(Qt::black, colours.accent, 0.16)},
+      {"@accent", colours.accent},
+      {"@ring", colours.ring},
+  };
+  for (const auto& [name, colour] : names) sheet.replace(name, colour.name());
+  return sheet;
+}
+
+}  // namespace
+
+void setUpLook(QApplication&) { QApplication::setStyle(new Style); }
+
+void setColourScheme(QApplication& application, ColourScheme scheme) {
+  const Colours colours = coloursOf(scheme);
+  const QPalette palette = paletteOf(colours);
+  QApplication::setPalette(palette);
+  application.setStyleSheet(styleSheetOf(colours, palette));
+}
+
+}  // namespace ferrin::qt

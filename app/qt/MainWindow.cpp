@@ -1,0 +1,155 @@
+#include "app/qt/MainWindow.h"
+
+#include <QCloseEvent>
+#include <QLayout>
+#include <QShortcut>
+#include <QSignalBlocker>
+#include <utility>
+
+#include "app/ContentRules.h"
+#include "app/MenuBarControls.h"
+#include "app/qt/Text.h"
+
+namespace ferrin::qt {
+namespace {
+
+/// A text that is there already is left alone, with its cursor and its undo steps.
+void showText(QLineEdit* field, const std::string& text) {
+  const QString wanted = fromUTF8(text);
+  if (field->text() == wanted) return;
+  const QSignalBlocker silently(field);
+  field->setText(wanted);
+  field->setCursorPosition(0);
+}
+
+/// A button that is disabled while it has the focus passes it on, and has it back once it is enabled.
+void showButton(QPushButton* button, const app::Button& wanted) {
+  constexpr const char* hadFocus = "hadFocus";
+  if (button->text() != fromUTF8(wanted.label)) button->setText(fromUTF8(wanted.label));
+  if (button->isEnabled() == wanted.enabled) return;
+  if (!wanted.enabled) button->setProperty(hadFocus, button->hasFocus());
+  button->setEnabled(wanted.enabled);
+  if (wanted.enabled && button->property(hadFocus).toBool()) button->setFocus(Qt::OtherFocusReason);
+}
+
+}  // namespace
+
+MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> whenClosed)
+    : view(contentView), closed(std::move(whenClosed)), controls(layOutMainWindow(*this)) {
+  setWindowTitle(fromUTF8(app::menuBarTitle));
+  setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                 Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+  bindProfile();
+  bindSettings();
+  bindProviderTest();
+  bindRelay();
+  subscription = view.subscribe([this] { render(); });
+  render();
+}
+
+void MainWindow::bindProfile() {
+  connect(controls.picker, &QComboBox::currentIndexChanged, this,
+          [this] { view.selectedProfileID = controls.picker->selectedID(); });
+  connect(controls.profileName, &QLineEdit::textChanged, this,
+          [this](const QString& text) { view.profileName = text.toStdString(); });
+  connect(controls.profileName, &QLineEdit::returnPressed, this, [this] { view.saveProfile(); });
+  connect(controls.saveProfile, &QPushButton::clicked, this, [this] { view.saveProfile(); });
+}
+
+void MainWindow::bindSettings() {
+  connect(controls.upstreamURL, &QLineEdit::textChanged, this,
+          [this](const QString& text) { view.upstreamURL = text.toStdString(); });
+  connect(controls.apiKey, &QLineEdit::textChanged, this,
+          [this](const QString& text) { view.apiKey = text.toStdString(); });
+  connect(controls.model, &QLineEdit::textChanged, this,
+          [this](const QString& text) { view.model = text.toStdString(); });
+  connect(controls.restartChatGPT, &QCheckBox::toggled, this,
+          [this](bool isOn) { view.restartChatGPT = isOn; });
+  for (QLineEdit* field : {controls.upstreamURL, controls.apiKey, controls.model}) applyOnReturn(field);
+}
+
+/// Return in a settings field applies the settings; it never stops a relay that runs.
+void MainWindow::applyOnReturn(QLineEdit* field) {
+  connect(field, &QLineEdit::returnPressed, this, [this] {
+    const auto [button, action] = app::relayButton(view.launcherState.isRunning(), view.isWorking);
+    if (button.enabled && action == app::RelayAction::apply) view.apply();
+  });
+}
+
+void MainWindow::bindProviderTest() {
+  connect(controls.prompt, &QPlainTextEdit::textChanged, this,
+          [this] { view.prompt = controls.prompt->toPlainText().toStdString(); });
+  connect(controls.send, &QPushButton::clicked, this, [this] { view.sendToProvider(); });
+  for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
+    auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | key), controls.prompt);
+    shortcut->setContext(Qt::WidgetShortcut);
+    connect(shortcut, &QShortcut::activated, controls.send, [this] { controls.send->click(); });
+  }
+}
+
+void MainWindow::bindRelay() {
+  connect(controls.relay, &QPushButton::clicked, this, [this] { pressRelayButton(); });
+}
+
+void MainWindow::pressRelayButton() {
+  switch (app::relayButton(view.launcherState.isRunning(), view.isWorking).action) {
+    case app::RelayAction::apply:
+      return view.apply();
+    case app::RelayAction::stop:
+      return view.stop();
+  }
+}
+
+void MainWindow::render() {
+  renderForm();
+  renderProviderTest();
+  renderRelay();
+}
+
+void MainWindow::renderForm() {
+  controls.picker->show(app::pickerEntries(view.profiles), view.selectedProfileID);
+  showText(controls.profileName, view.profileName);
+  showText(controls.upstreamURL, view.upstreamURL);
+  showText(controls.apiKey, view.apiKey);
+  showText(controls.model, view.model);
+  controls.restartChatGPT->setChecked(view.restartChatGPT);
+}
+
+void MainWindow::renderProviderTest() {
+  showButton(controls.send, app::sendButton(view.isSending, view.prompt.get()));
+  if (shownResponse == view.response.get()) return;
+  shownResponse = view.response;
+  controls.response->setPlainText(fromUTF8(shownResponse));
+  controls.responsePanel->setVisible(app::showsResponse(shownResponse));
+}
+
+void MainWindow::renderRelay() {
+  controls.status->show(fromUTF8(view.status.get()), app::statusColour(view.status.get()));
+  showButton(controls.relay, app::relayButton(view.launcherState.isRunning(), view.isWorking).button);
+}
+
+bool MainWindow::event(QEvent* event) {
+  const bool handled = QWidget::event(event);
+  if (event->type() == QEvent::LayoutRequest) fitToContent();
+  return handled;
+}
+
+void MainWindow::fitToContent() {
+  layout()->activate();
+  setFixedSize(mainWindowWidth, layout()->totalSizeHint().height());
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+  if (!event->spontaneous()) {
+    view.appear();
+    fitToContent();
+  }
+  QWidget::showEvent(event);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  event->accept();
+  closed();
+}
+
+}  // namespace ferrin::qt

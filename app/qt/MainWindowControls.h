@@ -1,0 +1,37 @@
+#pragma once
+// What stands in the main window, and where.
+
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+
+#include "app/qt/ProfilePicker.h"
+#include "app/qt/Shapes.h"
+#include "app/qt/StatusLabel.h"
+
+namespace ferrin::qt {
+
+inline constexpr int mainWindowWidth = 520;
+
+/// The controls of one window, which owns them. In the order of the keyboard.
+struct MainWindowControls {
+  ProfilePicker* picker = new ProfilePicker;
+  QLineEdit* profileName = new QLineEdit;
+  QPushButton* saveProfile = new QPushButton("Save profile");
+  QLineEdit* upstreamURL = new QLineEdit;
+  QLineEdit* apiKey = new QLineEdit;
+  QLineEdit* model = new QLineEdit;
+  QCheckBox* restartChatGPT = new QCheckBox("Restart ChatGPT after applying");
+  QPlainTextEdit* prompt = new QPlainTextEdit;
+  QPushButton* send = new QPushButton;
+  QPlainTextEdit* response = new QPlainTextEdit;
+  Panel* responsePanel = new Panel(Panel::Kind::filled, response, 8);
+  StatusLabel* status = new StatusLabel;
+  QPushButton* relay = new QPushButton;
+};
+
+/// Makes the controls and lays them out in `window`, top to bottom. They show nothing yet.
+MainWindowControls layOutMainWindow(QWidget& window);
+
+}  // namespace ferrin::qt

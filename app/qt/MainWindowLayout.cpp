@@ -1,0 +1,157 @@
+// Where the controls of the main window stand, and how each of them behaves by itself.
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+#include <limits>
+
+#include "app/qt/MainWindowControls.h"
+
+namespace ferrin::qt {
+namespace {
+
+constexpr int promptHeight = 84;
+constexpr int responseHeight = 120;
+constexpr int profileNameWidth = 130;
+
+enum class TextSize { headline, title2 };
+
+QLabel* heading(const QString& text, TextSize size) {
+  auto* label = new QLabel(text);
+  QFont font = label->font();
+  font.setWeight(QFont::DemiBold);
+  if (size == TextSize::title2) font.setPointSizeF(font.pointSizeF() * 17 / 13);
+  label->setFont(font);
+  return label;
+}
+
+/// A label that names its field, for screen readers too.
+QLabel* labelFor(QWidget* field, const QString& text) {
+  auto* label = new QLabel(text);
+  label->setTextFormat(Qt::PlainText);
+  label->setBuddy(field);
+  field->setAccessibleName(text);
+  return label;
+}
+
+QHBoxLayout* row() {
+  auto* layout = new QHBoxLayout;
+  layout->setSpacing(8);
+  return layout;
+}
+
+QLayout* profileRow(const MainWindowControls& controls) {
+  controls.profileName->setPlaceholderText("Profile name");
+  controls.profileName->setAccessibleName("Profile name");
+  controls.profileName->setFixedWidth(profileNameWidth);
+  auto* layout = row();
+  layout->addWidget(labelFor(controls.picker, "已保存配置"));
+  layout->addWidget(controls.picker, 1);
+  layout->addWidget(controls.profileName);
+  layout->addWidget(controls.saveProfile);
+  return layout;
+}
+
+/// The key is never shown, and no input method is to learn it.
+void keepSecret(QLineEdit* field) {
+  field->setEchoMode(QLineEdit::Password);
+  field->setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText |
+                             Qt::ImhNoAutoUppercase);
+}
+
+void addSetting(QGridLayout* grid, const QString& name, QLineEdit* field, const QString& placeholder) {
+  const int line = grid->rowCount();
+  field->setPlaceholderText(placeholder);
+  field->setMaxLength(std::numeric_limits<int>::max());
+  grid->addWidget(labelFor(field, name), line, 0);
+  grid->addWidget(field, line, 1);
+}
+
+QLayout* settingsGrid(const MainWindowControls& controls) {
+  auto* grid = new QGridLayout;
+  grid->setHorizontalSpacing(16);
+  grid->setVerticalSpacing(14);
+  addSetting(grid, "Provider URL", controls.upstreamURL, "https://api.example.com/v1");
+  addSetting(grid, "API key", controls.apiKey, "Enter API key once");
+  addSetting(grid, "Model", controls.model, "模型名称");
+  keepSecret(controls.apiKey);
+  return grid;
+}
+
+void dressTextArea(QPlainTextEdit* area, const QString& name) {
+  area->setFrameShape(QFrame::NoFrame);
+  area->viewport()->setAutoFillBackground(false);
+  area->setTabChangesFocus(true);
+  area->setAccessibleName(name);
+  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  area->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+}
+
+QWidget* promptEditor(QPlainTextEdit* prompt) {
+  dressTextArea(prompt, "Prompt");
+  auto* panel = new Panel(Panel::Kind::outlined, prompt, 4);
+  panel->setFixedHeight(promptHeight);
+  return panel;
+}
+
+QLayout* sendRow(QPushButton* send) {
+  auto* layout = row();
+  layout->addStretch();
+  layout->addWidget(send);
+  return layout;
+}
+
+QWidget* responsePanel(const MainWindowControls& controls) {
+  dressTextArea(controls.response, "Response");
+  controls.response->setReadOnly(true);
+  controls.response->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  controls.response->document()->setDocumentMargin(0);
+  controls.response->setFixedHeight(responseHeight);
+  controls.responsePanel->hide();
+  return controls.responsePanel;
+}
+
+QLayout* statusRow(const MainWindowControls& controls) {
+  controls.relay->setDefault(true);  // what styles fill with the accent colour
+  auto* layout = row();
+  layout->addWidget(controls.status, 1);
+  layout->addWidget(controls.relay);
+  return layout;
+}
+
+/// Layouts nested in each other leave the order to the accident of creation.
+void setKeyboardOrder(const MainWindowControls& controls) {
+  QWidget* const order[] = {controls.picker,         controls.profileName, controls.saveProfile,
+                            controls.upstreamURL,    controls.apiKey,      controls.model,
+                            controls.restartChatGPT, controls.prompt,      controls.send,
+                            controls.response,       controls.relay};
+  for (std::size_t next = 1; next < std::size(order); ++next) {
+    order[next - 1]->setFocusPolicy(Qt::StrongFocus);
+    QWidget::setTabOrder(order[next - 1], order[next]);
+  }
+}
+
+}  // namespace
+
+MainWindowControls layOutMainWindow(QWidget& window) {
+  const MainWindowControls controls;
+  auto* stack = new QVBoxLayout(&window);
+  stack->setContentsMargins(24, 24, 24, 24);
+  stack->setSpacing(18);
+  stack->addWidget(heading("Ferrin Relay", TextSize::title2));
+  stack->addLayout(profileRow(controls));
+  stack->addLayout(settingsGrid(controls));
+  stack->addWidget(controls.restartChatGPT, 0, Qt::AlignLeft);
+  stack->addWidget(new Divider);
+  stack->addWidget(heading("Direct provider test", TextSize::headline));
+  stack->addWidget(promptEditor(controls.prompt));
+  stack->addLayout(sendRow(controls.send));
+  stack->addWidget(responsePanel(controls));
+  stack->addWidget(new Divider);
+  stack->addLayout(statusRow(controls));
+  setKeyboardOrder(controls);
+  return controls;
+}
+
+}  // namespace ferrin::qt
