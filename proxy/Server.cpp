@@ -124,8 +124,11 @@ void Server::stop() {
   connectionEnded();
 }
 
+/// Ends every request now, and in further rounds what these still wait for: that an answer is taken, that the
+/// client closes.
 void Server::abandonAll() {
   for (auto entry = connections.begin(); entry != connections.end();) (entry++)->abandon();
+  if (services.connections != 0) drain.start(services.limits.recheck);
 }
 
 void Server::connectionEnded() {
