@@ -73,8 +73,11 @@ void Socket::ready(Direction direction) {
     std::exchange(waiting.waiter, nullptr).resume();
     return;
   }
-  waiting.fired = true;
-  if (const auto watcher = std::exchange(waiting.watcher, nullptr)) watcher();
+  if (const auto watcher = std::exchange(waiting.watcher, nullptr)) {
+    watcher();
+  } else {
+    waiting.fired = true;
+  }
 }
 
 /// A wait that was cancelled: its waiter goes on, but one that came later, and a watch, still want to know.

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -105,6 +106,16 @@ std::size_t RelayProcess::residentBytes() const {
   std::size_t resident = 0;
   stream >> total >> resident;
   return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::chrono::milliseconds RelayProcess::processorTime() const {
+  std::istringstream fields(contentOf("/proc/" + std::to_string(child) + "/stat"));
+  std::string skipped;
+  for (int field = 1; field < 14; ++field) fields >> skipped;
+  long user = 0;
+  long system = 0;
+  fields >> user >> system;
+  return std::chrono::milliseconds((user + system) * 1000 / sysconf(_SC_CLK_TCK));
 }
 
 std::pair<int, std::string> runRelay(const std::vector<std::string>& arguments) {

@@ -51,6 +51,7 @@ class RelayProcess {
   int wait();
   std::size_t openDescriptors() const;
   std::size_t residentBytes() const;
+  std::chrono::milliseconds processorTime() const;
 
  private:
   ferrin::tests::TemporaryFolder folder;

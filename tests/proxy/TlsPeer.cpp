@@ -51,7 +51,8 @@ TlsUpstream::TlsUpstream(const TlsIdentity& identity) : context(SSL_CTX_new(TLS_
   }
 }
 
-std::string TlsUpstream::serveOne(const std::string& answer, bool farewell) {
+std::string TlsUpstream::serveOne(const std::string& answer, bool farewell,
+                                  const std::function<void(SSL*)>& then) {
   const FileDescriptor socket = upstream.accept().release();
   const std::unique_ptr<SSL, Free> ssl(SSL_new(context.get()));
   SSL_set_fd(ssl.get(), socket.get());
@@ -63,6 +64,7 @@ std::string TlsUpstream::serveOne(const std::string& answer, bool farewell) {
   name = asked == nullptr ? "" : asked;
   reused = SSL_session_reused(ssl.get()) == 1;
   SSL_write(ssl.get(), answer.data(), static_cast<int>(answer.size()));
+  then(ssl.get());
   if (farewell) SSL_shutdown(ssl.get());
   return {block.data(), static_cast<std::size_t>(count)};
 }

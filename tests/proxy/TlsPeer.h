@@ -3,6 +3,7 @@
 
 #include <openssl/ssl.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,9 +28,11 @@ class TlsUpstream {
   explicit TlsUpstream(const TlsIdentity& identity);
   std::uint16_t port() const { return upstream.port(); }
 
-  /// Takes one connection and answers its first request with `answer`, then closes it, with TLS's own
-  /// farewell or without. The request's head; empty when the other side broke off before sending one.
-  std::string serveOne(const std::string& answer, bool farewell = true);
+  /// Takes one connection and answers its first request with `answer`, does what `then` says and closes it,
+  /// with TLS's own farewell or without. The request's head; empty when the other side broke off before
+  /// sending one.
+  std::string serveOne(
+      const std::string& answer, bool farewell = true, const std::function<void(SSL*)>& then = [](SSL*) {});
   const std::string& serverName() const { return name; }
   bool resumed() const { return reused; }
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
+#include <thread>
 
 #include "tests/proxy/Peers.h"
 #include "tests/proxy/RelayProcess.h"
@@ -165,6 +167,30 @@ TEST(UpstreamTls, refusesWhatItCannotVerify) {
     EXPECT_NE(client.readAnswer().find("\"code\":\"upstream_unreachable\""), std::string::npos) << row.name;
     EXPECT_TRUE(relay.logs(row.cause)) << relay.log();
   }
+}
+
+TEST(UpstreamTls, staysFitAndAtRestWhenOnlyTlsItselfSendsSomething) {
+  const TlsIdentity identity("localhost");
+  TlsUpstream upstream(identity);
+  RelayProcess::Settings settings;
+  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
+  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
+  Connection client(relay.port());
+  client.send(relay.request("GET /v1/a"));
+  upstream.serveOne(ok, true, [&](SSL* ssl) {
+    EXPECT_EQ(client.readAnswer(), ok);
+    const auto before = relay.processorTime();
+    ASSERT_EQ(SSL_key_update(ssl, SSL_KEY_UPDATE_NOT_REQUESTED), 1);
+    ASSERT_EQ(SSL_do_handshake(ssl), 1);
+    std::this_thread::sleep_for(milliseconds(500));
+    EXPECT_LT(relay.processorTime() - before, milliseconds(150));
+    client.send(relay.request("GET /v1/b"));
+    std::array<char, 1000> head{};
+    EXPECT_GT(SSL_read(ssl, head.data(), head.size()), 0);
+    SSL_write(ssl, ok.data(), static_cast<int>(ok.size()));
+    EXPECT_EQ(client.readAnswer(), ok);
+  });
+  EXPECT_TRUE(relay.logs("upstream=reused end=complete"));
 }
 
 TEST(UpstreamTls, takesAnEndWithoutFarewellForABreak) {
