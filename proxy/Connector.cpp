@@ -8,19 +8,6 @@
 namespace ferrin::proxy {
 using tcp = boost::asio::ip::tcp;
 
-/// A name being looked up. The system can't be interrupted in that, so a cancelled one is left to itself.
-struct Connector::Lookup {
-  Signal finished;
-  bool over = false;
-  boost::system::error_code error;
-  tcp::resolver::results_type results;
-
-  void finish() {
-    over = true;
-    finished.announce();
-  }
-};
-
 Task<Connected> Connector::open() {
   Deadline limit([this] {
     timedOut = true;
@@ -48,8 +35,8 @@ Task<Connected> Connector::open() {
 
 void Connector::cancel() {
   cancelled = true;
-  if (lookup) {
-    std::exchange(lookup, nullptr)->finish();
+  if (lookup != nullptr) {
+    std::exchange(lookup, nullptr)->cancel();
   } else if (race != nullptr) {
     race->cancel();
   } else if (handshaking != nullptr) {
@@ -61,21 +48,12 @@ Task<Endpoints> Connector::resolve(std::string& problem) {
   boost::system::error_code notAnAddress;
   const auto address = boost::asio::ip::make_address(upstream.host, notAnAddress);
   if (!notAnAddress) co_return Endpoints{{address, upstream.port}};
-  const auto own = std::make_shared<Lookup>();
-  resolver.async_resolve(upstream.host, std::to_string(upstream.port), tcp::resolver::numeric_service,
-                         [own](const boost::system::error_code& error, tcp::resolver::results_type results) {
-                           if (own->over) return;
-                           own->error = error;
-                           own->results = std::move(results);
-                           own->finish();
-                         });
-  lookup = own;
-  co_await own->finished.wait();
+  NameLookups::Wait wait;
+  lookup = &wait;
+  Found found = co_await names.find(wait);
   lookup = nullptr;
-  Endpoints endpoints;
-  for (const auto& entry : own->results) endpoints.push_back(entry.endpoint());
-  if (own->error) problem = own->error.message();
-  co_return endpoints;
+  problem = std::move(found.problem);
+  co_return std::move(found.endpoints);
 }
 
 Task<Connected> Connector::secure(tcp::socket socket) {

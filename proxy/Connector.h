@@ -9,6 +9,7 @@
 
 #include "proxy/AddressRace.h"
 #include "proxy/Limits.h"
+#include "proxy/NameLookups.h"
 #include "proxy/Stream.h"
 #include "proxy/Task.h"
 #include "proxy/Tls.h"
@@ -26,9 +27,9 @@ struct Connected {
 /// event loop; it may resume the coroutine that awaits open(). The object stays until open() is done.
 class Connector {
  public:
-  Connector(boost::asio::io_context& context, TimeLimits& timeLimits, TlsContext& tlsContext,
-            const UpstreamURL& url)
-      : loop(context), limits(timeLimits), tls(tlsContext), upstream(url), resolver(context) {}
+  Connector(boost::asio::io_context& context, TimeLimits& timeLimits, NameLookups& lookups,
+            TlsContext& tlsContext, const UpstreamURL& url)
+      : loop(context), limits(timeLimits), names(lookups), tls(tlsContext), upstream(url) {}
   Connector(const Connector&) = delete;
   Connector& operator=(const Connector&) = delete;
 
@@ -36,17 +37,16 @@ class Connector {
   void cancel();
 
  private:
-  struct Lookup;
   Task<Endpoints> resolve(std::string& problem);
   Task<Connected> secure(boost::asio::ip::tcp::socket socket);
 
   boost::asio::io_context& loop;
   TimeLimits& limits;
+  NameLookups& names;
   TlsContext& tls;
   const UpstreamURL& upstream;
-  boost::asio::ip::tcp::resolver resolver;
   // What is waited for at the moment: one of these at most.
-  std::shared_ptr<Lookup> lookup;
+  NameLookups::Wait* lookup = nullptr;
   AddressRace* race = nullptr;
   Socket* handshaking = nullptr;
   bool cancelled = false;

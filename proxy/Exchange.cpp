@@ -101,7 +101,7 @@ Task<bool> Exchange::openUpstream() {
 }
 
 Task<bool> Exchange::connect() {
-  Connector attempt(services.loop, services.limits, services.tls, services.options.upstream);
+  Connector attempt(services.loop, services.limits, services.names, services.tls, services.options.upstream);
   connector = &attempt;
   Connected connected = co_await attempt.open();
   connector = nullptr;

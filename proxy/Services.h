@@ -10,6 +10,7 @@
 #include "proxy/Deadlines.h"
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
+#include "proxy/NameLookups.h"
 #include "proxy/Options.h"
 #include "proxy/Tls.h"
 #include "proxy/UpstreamPool.h"
@@ -24,6 +25,7 @@ struct Services {
         deadlines(context),
         limits(deadlines, given.timeout),
         key(given.apiKeyFile),
+        names(context, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(context),
         pool(limits) {}
   Services(const Services&) = delete;
@@ -35,6 +37,7 @@ struct Services {
   Deadlines deadlines;
   TimeLimits limits;
   KeyFile key;
+  NameLookups names;
   TlsContext tls;
   UpstreamPool pool;
 

@@ -1,8 +1,10 @@
 // How the relay comes by its connections to the upstream, and when it lets go of them.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <array>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -122,6 +124,27 @@ TEST(UpstreamConnection, thatIsRefusedGives502AndSaysWhyInTheLog) {
     }
     EXPECT_TRUE(relay.logs(row.cause)) << relay.log();
   }
+}
+
+TEST(UpstreamConnection, thatHangsInItsNameIsLeftWithTheClientAndByTheProcess) {
+  const char* options = std::getenv("ASAN_OPTIONS");
+  RelayProcess::Settings settings;
+  settings.environment = {
+      {"LD_PRELOAD", FERRIN_DEAF_NAMES},
+      {"ASAN_OPTIONS", std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0"}};
+  RelayProcess relay("http://deaf.example", settings);
+  Connection leaving(relay.port());
+  leaving.send(relay.request("GET /v1/a"));
+  Connection staying(relay.port());
+  staying.send(relay.request("GET /v1/b") + relay.request("GET /healthz"));
+  EXPECT_TRUE(leaving.silentFor(milliseconds(100)));
+  leaving.close();
+  EXPECT_TRUE(relay.logs("GET /v1/a 0 in=0 out=0 first=- total="));
+  const auto start = std::chrono::steady_clock::now();
+  relay.signal(SIGTERM);
+  EXPECT_TRUE(staying.readAnswer().starts_with("HTTP/1.1 502 "));
+  EXPECT_EQ(relay.wait(), 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(4900));
 }
 
 TEST(UpstreamTls, isVerifiedNamedAndResumed) {
