@@ -6,11 +6,13 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
   libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libqt6svg6-dev libssl-dev
-  nlohmann-json3-dev qt6-base-dev
+  libxcb1-dev nlohmann-json3-dev qt6-base-dev
 )
 demo_packages=(curl iproute2 libnss-wrapper runit)
 bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux wrk)
-test_packages=(clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux)
+test_packages=(
+  clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux
+)
 
 say() { printf '%s\n' "$*"; }
 fail() {

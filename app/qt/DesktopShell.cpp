@@ -35,6 +35,7 @@ void DesktopShell::showAlert(const std::string& description) {
   QMessageBox alert(QMessageBox::Warning, fromUTF8(app::menuBarTitle), fromUTF8(description), QMessageBox::Ok,
                     window && window->isVisible() ? window : nullptr);
   alert.setTextFormat(Qt::PlainText);
+  alert.setIconPixmap(QApplication::windowIcon().pixmap(48));
   activateApplication();
   alert.exec();
 }

@@ -8,8 +8,7 @@
 
 namespace ferrin::qt {
 
-/// `window` and `hasTrayItem` are looked at only while it is called; a window of nothing is one that is not
-/// there yet, or no longer.
+/// Does nothing about a window before it has one.
 class DesktopShell : public app::ApplicationShell {
  public:
   /// `hasTrayItem` says whether there is a way back to a hidden window.

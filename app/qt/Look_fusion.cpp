@@ -18,6 +18,7 @@ class Style : public QProxyStyle {
   int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                 QStyleHintReturn* result) const override {
     switch (hint) {
+      case SH_DialogButtonBox_ButtonsHaveIcons:
       case SH_UnderlineShortcut:
       case SH_ComboBox_Popup:  // a list below the field, not a menu over it
         return 0;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <exception>
+#include <utility>
 
 #include "app/CommandLineMode.h"
 #include "app/qt/Display.h"
@@ -35,6 +36,34 @@ void describeApplication() {
   QApplication::setQuitOnLastWindowClosed(false);
 }
 
+/// A place that can't be had is no reason not to start.
+struct Place {
+  bool isTaken;
+  std::optional<SingleInstance> instance;
+};
+
+Place placeOf(const core::Locations& locations) {
+  try {
+    auto instance = SingleInstance::take(instanceFolder(locations.home));
+    return {!instance, std::move(instance)};
+  } catch (const std::exception& error) {
+    writeError("ferrin-relay: " + core::localizedDescription(error) +
+               "; other launches will not find this one");
+    return {false, std::nullopt};
+  }
+}
+
+int runWithWindow(int& count, char** arguments) {
+  const core::Locations locations(core::homeDirectoryForCurrentUser());
+  Place place = placeOf(locations);
+  if (place.isTaken) return 0;
+  const auto application = openDisplay(count, arguments);
+  describeApplication();
+  setUpLook(*application);
+  const ProviderLauncherApp launcher(locations, std::move(place.instance));
+  return QApplication::exec();
+}
+
 int fail(const std::exception& error) {
   writeError("ferrin-relay: " + core::localizedDescription(error));
   return 1;
@@ -42,12 +71,12 @@ int fail(const std::exception& error) {
 
 }  // namespace
 
-ProviderLauncherApp::ProviderLauncherApp()
-    : locations(core::homeDirectoryForCurrentUser()),
-      services(relay::chooseServiceManager(locations)),
+ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
+                                         std::optional<SingleInstance> ownInstance)
+    : services(relay::chooseServiceManager(locations)),
       colours(followDesktopColours([](ColourScheme scheme) { setColourScheme(*qApp, scheme); })),
       launcherState(locations, *services),
-      shell([] { return false; }),
+      shell([this] { return trayItem->isPresent(); }),
       dispatcher([this] { wake(dispatcher); }),
       collaborators{.locations = locations,
                     .services = *services,
@@ -59,24 +88,46 @@ ProviderLauncherApp::ProviderLauncherApp()
                     .restartChatGPTApplication = restartChatGPT},
       contentView(collaborators),
       menuBarControls(collaborators),
-      window(contentView, [this] { windowClosed(); }) {
+      window(contentView, [this] { windowClosed(); }),
+      trayItem(makeTrayItem([this](app::MenuAction action) { chosen(action); })),
+      menuBarSubscription(menuBarControls.subscribe([this] { showTrayItem(); })),
+      instance(std::move(ownInstance)) {
   setColourScheme(*qApp, colours->scheme());
   shell.setWindow(&window);
   shell.openWindow(app::mainWindow);
+  showTrayItem();
+  listenForLaunches();
 }
 
-void ProviderLauncherApp::windowClosed() { shell.terminate(); }
+void ProviderLauncherApp::showTrayItem() {
+  trayItem->show(menuBarControls.symbol(), menuBarControls.items());
+}
+
+/// What an alert waits for can't be done a second time meanwhile.
+void ProviderLauncherApp::chosen(app::MenuAction action) {
+  const bool isRelayAction = action == app::MenuAction::stopRelay || action == app::MenuAction::restoreOpenAI;
+  if (isRelayAction && shell.isShowingAlert()) return;
+  menuBarControls.choose(action);
+}
+
+/// Without a tray, the window is the application.
+void ProviderLauncherApp::windowClosed() {
+  if (!trayItem->isPresent()) shell.terminate();
+}
+
+void ProviderLauncherApp::listenForLaunches() {
+  if (!instance) return;
+  launches.emplace(instance->descriptor(), QSocketNotifier::Read);
+  QObject::connect(&*launches, &QSocketNotifier::activated, &window,
+                   [this] { instance->answer([this] { menuBarControls.openWindow(); }); });
+}
 
 int ProviderLauncherApp::main(int count, char** arguments) {
   if (app::isReferenceConfigurationRequested({arguments, arguments + count})) {
     return app::runReferenceConfiguration();
   }
-  const auto application = openDisplay(count, arguments);
   try {
-    describeApplication();
-    setUpLook(*application);
-    const ProviderLauncherApp launcher;
-    return QApplication::exec();
+    return runWithWindow(count, arguments);
   } catch (const std::exception& error) {
     return fail(error);
   }

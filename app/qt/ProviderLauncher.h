@@ -1,7 +1,9 @@
 #pragma once
 // The application with its window: everything is made here, and handed to those who need it.
 
+#include <QSocketNotifier>
 #include <memory>
+#include <optional>
 
 #include "agentconfig/ChatGPTApplication.h"
 #include "app/ContentView.h"
@@ -10,6 +12,8 @@
 #include "app/qt/DesktopColours.h"
 #include "app/qt/DesktopShell.h"
 #include "app/qt/MainWindow.h"
+#include "app/qt/SingleInstance.h"
+#include "app/qt/TrayItem.h"
 #include "providertest/CurlClient.h"
 #include "relay/LauncherState.h"
 
@@ -18,17 +22,20 @@ namespace ferrin::qt {
 /// One for the life of the process. Needs a QApplication.
 class ProviderLauncherApp {
  public:
-  ProviderLauncherApp();
+  /// `locations` are the user's; `instance` is the place that later launches find, where there is one.
+  ProviderLauncherApp(const core::Locations& locations, std::optional<SingleInstance> instance);
 
   /// The whole process: the command-line mode where the arguments ask for it, before anything of the toolkit
   /// is touched, else the application until it is quit. Returns the exit status.
   static int main(int count, char** arguments);
 
  private:
+  void showTrayItem();
+  void chosen(app::MenuAction action);
   void windowClosed();
+  void listenForLaunches();
 
   // Ended from the last to the first: nobody outlives what it works with.
-  const core::Locations locations;
   const std::unique_ptr<relay::ServiceManager> services;
   const std::unique_ptr<DesktopColours> colours;
   relay::LauncherState launcherState;
@@ -39,6 +46,10 @@ class ProviderLauncherApp {
   app::ContentView contentView;
   app::MenuBarControls menuBarControls;
   MainWindow window;
+  const std::unique_ptr<TrayItem> trayItem;
+  core::Subscription menuBarSubscription;
+  const std::optional<SingleInstance> instance;
+  std::optional<QSocketNotifier> launches;
 };
 
 }  // namespace ferrin::qt
