@@ -5,35 +5,24 @@
 namespace ferrin::agentconfig {
 namespace {
 
-using Steps = std::vector<std::string>;
-
-struct Recorder {
-  Steps steps;
-  CommandRunner run = [this](const std::string& program, const std::vector<std::string>& arguments) {
-    std::string line = program;
-    for (const auto& argument : arguments) line += "|" + argument;
-    steps.push_back(line);
+TEST(RestartChatGPTApplication, endsItWaitsASecondAndStartsItWhereThereIsOne) {
+  std::string steps;
+  const CommandRunner run = [&steps](const std::string& program, const std::vector<std::string>& arguments) {
+    steps += program;
+    for (const auto& argument : arguments) steps += "|" + argument;
+    steps += "\n";
   };
-  Pause pause = [this](std::chrono::milliseconds duration) {
-    steps.push_back("pause " + std::to_string(duration.count()));
-  };
-};
-
-TEST(RestartChatGPTApplication, endsItWaitsASecondAndStartsIt) {
-  Recorder recorder;
+  const Pause pause = [&steps](auto duration) { steps += std::to_string(duration.count()) + " ms\n"; };
   const auto commands = chatGPTCommandsOnMacOS();
-  restart(&commands, recorder.run, recorder.pause);
-  EXPECT_EQ(recorder.steps, (Steps{"/usr/bin/pkill|-f|/Applications/ChatGPT.app/Contents/", "pause 1000",
-                                   "/usr/bin/open|-a|ChatGPT"}));
-}
-
+  restart(&commands, run, pause);
+  EXPECT_EQ(steps,
+            "/usr/bin/pkill|-f|/Applications/ChatGPT.app/Contents/\n1000 ms\n/usr/bin/open|-a|ChatGPT\n");
 #ifndef __APPLE__
-TEST(RestartChatGPTApplication, runsNothingWhereThereIsNone) {
-  Recorder recorder;
-  restartChatGPTApplication(recorder.run, recorder.pause);
-  EXPECT_EQ(recorder.steps, Steps{"pause 1000"});
-}
+  steps.clear();
+  restartChatGPTApplication(run, pause);
+  EXPECT_EQ(steps, "1000 ms\n");
 #endif
+}
 
 }  // namespace
 }  // namespace ferrin::agentconfig

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace ferrin::app {
 namespace {
 
@@ -12,19 +14,15 @@ TEST(StatusColour, isRedForOneBeginningOnly) {
   }
 }
 
-TEST(RelayButton, followsStateAndWork) {
+TEST(Buttons, followStateAndWork) {
   EXPECT_EQ(relayButton(false, false), (RelayButton{{"Apply and start", true}, RelayAction::apply}));
   EXPECT_EQ(relayButton(false, true), (RelayButton{{"Applying...", false}, RelayAction::apply}));
   EXPECT_EQ(relayButton(true, false), (RelayButton{{"Stop relay", true}, RelayAction::stop}));
   EXPECT_EQ(relayButton(true, true), (RelayButton{{"Stop relay", false}, RelayAction::stop}));
-}
-
-TEST(SendButton, needsSomethingVisibleToSend) {
   EXPECT_EQ(sendButton(false, "x"), (Button{"Send to provider", true}));
   EXPECT_EQ(sendButton(false, " \n\u3000"), (Button{"Send to provider", false}));
   EXPECT_EQ(sendButton(true, "x"), (Button{"Sending...", false}));
-  EXPECT_FALSE(showsResponse(""));
-  EXPECT_TRUE(showsResponse(" "));
+  EXPECT_TRUE(showsResponse(" ") && !showsResponse(""));
 }
 
 TEST(PickerEntries, startWithTheOneThatIsNoProfile) {
@@ -34,32 +32,23 @@ TEST(PickerEntries, startWithTheOneThatIsNoProfile) {
             (std::vector<PickerEntry>{{"Current profile", ""}, {"%@ &Work", id.text()}}));
   EXPECT_EQ(profileWithID(profiles, id.text()), profiles[0]);
   EXPECT_FALSE(profileWithID(profiles, "3f2a9c1e-7b44-4d0a-9e61-2c5b8a0f1d73"));
-  EXPECT_FALSE(profileWithID(profiles, ""));
 }
 
 TEST(ReasonNotToApply, isTheFirstOfUrlKeyAndModel) {
   const std::string url = "Error: enter a complete http:// or https:// URL";
-  const std::string key = "Error: enter the provider API key";
-  const std::string model = "Error: enter a model name";
-  struct Row {
-    std::string url, key, model, reason;
-  };
-  const Row rows[] = {
-      {"", "", "", url},
+  const std::array<std::string, 4> rows[] = {
       {"ftp://h", "", "", url},
       {"HTTPS://h", "k", "m", url},
       {"provider.example/v1", "k", "m", url},
-      {"http:", "k", "m", url},
       {"https:/h", "k", "m", url},
       {"http://h/%", "k", "m", url},
+      {"http://h", "", "", "Error: enter the provider API key"},
+      {"http://h", "k", "", "Error: enter a model name"},
       {"http:///v1", "k", "m", "none"},
-      {"http://h", "", "", key},
-      {"http://h", "k", "", model},
-      {"http://127.0.0.1:1/v1", "k", "m", "none"},
-      {"https://h", "k", "m", "none"},
+      {"https://127.0.0.1:1/v1", "k", "m", "none"},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(reasonNotToApply(row.url, row.key, row.model).value_or("none"), row.reason) << row.url;
+  for (const auto& [address, key, model, reason] : rows) {
+    EXPECT_EQ(reasonNotToApply(address, key, model).value_or("none"), reason) << address;
   }
 }
 

@@ -7,65 +7,61 @@
 namespace ferrin::app {
 namespace {
 
-/// Buttons in brackets, texts bare, separators as a line.
-std::string drawn(const std::vector<MenuItem>& items) {
+/// Buttons in brackets, texts bare, separators as a line; and the icon's name.
+std::string drawn(const MenuBarControls& controls) {
   std::string menu;
-  for (const MenuItem& item : items) {
+  for (const MenuItem& item : controls.items()) {
     const std::string title(item.title);
     if (item.kind == MenuItem::Kind::button) menu += "[" + title + "]";
     if (item.kind == MenuItem::Kind::text) menu += title;
     if (item.kind == MenuItem::Kind::separator) menu += "-";
     menu += "\n";
   }
-  return menu;
+  return menu + std::string(controls.symbol());
 }
 
 TEST(MenuBarControls, followTheState) {
   TestApplication app;
-  EXPECT_EQ(app.menu.symbol(), "arrow.triangle.2.circlepath.circle");
-  EXPECT_EQ(drawn(app.menu.items()),
-            "[Open Ferrin Relay]\n-\nRelay is stopped\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n");
+  EXPECT_EQ(drawn(app.menu),
+            "[Open Ferrin Relay]\n-\nRelay is stopped\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n"
+            "arrow.triangle.2.circlepath.circle");
   int told = 0;
   const auto subscription = app.menu.subscribe([&told] { ++told; });
   app.state.setRunning(true);
   EXPECT_EQ(told, 1);
-  EXPECT_EQ(app.menu.symbol(), "arrow.triangle.2.circlepath.circle.fill");
-  EXPECT_EQ(drawn(app.menu.items()),
-            "[Open Ferrin Relay]\n-\n[Stop relay]\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n");
-}
-
-/// Chooses the item at that place of the menu.
-Trace chosen(TestApplication& app, std::size_t place) {
-  app.trace.clear();
-  app.menu.choose(app.menu.items().at(place).action);
-  return app.trace;
+  EXPECT_EQ(drawn(app.menu),
+            "[Open Ferrin Relay]\n-\n[Stop relay]\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n"
+            "arrow.triangle.2.circlepath.circle.fill");
 }
 
 TEST(MenuBarControls, doWhatTheirItemsSay) {
   TestApplication app;
-  app.state.setRunning(true);
+  struct Row {
+    std::size_t place;
+    bool runsBefore;
+    std::string steps;
+    bool runsAfterwards;
+  };
+  const Row rows[] = {
+      {0, true, "activate\nopen main\n", true},
+      {1, true, "", true},
+      {2, true, stopSteps, false},
+      {2, false, "", false},
+      {3, true, stopSteps + "restart ChatGPT\n", false},
+      {5, true, "terminate\n", true},
+  };
   tests::put(app.at.configURL, "");
-  const Trace stopped{"bootout " + serviceLabel, "bootout " + localServiceLabel};
-  Trace restored = stopped;
-  restored.push_back("restart ChatGPT");
-  EXPECT_EQ(chosen(app, 0), (Trace{"activate", "open main"}));
-  EXPECT_EQ(chosen(app, 1), Trace{});
-  EXPECT_EQ(chosen(app, 2), stopped);
-  EXPECT_FALSE(app.state.isRunning());
-  EXPECT_EQ(chosen(app, 2), Trace{});
-  app.state.setRunning(true);
-  EXPECT_EQ(chosen(app, 3), restored);
-  EXPECT_FALSE(app.state.isRunning());
+  for (const Row& row : rows) {
+    app.state.setRunning(row.runsBefore);
+    app.menu.choose(app.menu.items().at(row.place).action);
+    EXPECT_EQ(app.trace.take(), row.steps) << row.place;
+    EXPECT_EQ(app.state.isRunning(), row.runsAfterwards) << row.place;
+  }
   EXPECT_EQ(tests::contentOf(app.at.configURL), "model_provider = \\\"openai\\\"\n\n");
-  app.state.setRunning(true);
-  EXPECT_EQ(chosen(app, 5), Trace{"terminate"});
-  EXPECT_TRUE(app.state.isRunning());
-}
 
-TEST(MenuBarControls, showAFailedRestoreAndLeaveTheRelayRunning) {
-  TestApplication app;
-  app.state.setRunning(true);
-  EXPECT_EQ(chosen(app, 3), Trace{"alert 未找到 ~/.ferrin/config.toml"});
+  std::filesystem::remove(app.at.configURL);
+  app.menu.restoreOpenAI();
+  EXPECT_EQ(app.trace.take(), "alert 未找到 ~/.ferrin/config.toml\n");
   EXPECT_TRUE(app.state.isRunning());
 }
 

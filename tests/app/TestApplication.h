@@ -5,57 +5,54 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "app/ContentView.h"
 #include "app/MenuBarControls.h"
-#include "tests/support/FileTree.h"
 #include "tests/support/ManualDispatcher.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::app {
 
-/// What was asked of the world outside, in order.
-using Trace = std::vector<std::string>;
+/// What the world outside was asked for, a line each.
+struct Trace {
+  void add(const std::string& step) { steps += step + "\n"; }
+  /// Those since the last time.
+  std::string take() { return std::exchange(steps, ""); }
+
+  std::string steps;
+};
 
 /// A service manager that does what it is told to.
 struct PlayedManager : relay::ServiceManager {
   explicit PlayedManager(Trace& steps) : trace(steps) {}
 
-  void define(const relay::ServiceDefinition& definition) override {
-    trace.push_back("define " + definition.label);
-  }
+  void define(const relay::ServiceDefinition& definition) override { note("define ", definition.label); }
   relay::CommandResult bootout(std::string_view label) override {
     return note("bootout ", label, {3, "no such service"});
   }
   relay::CommandResult bootstrap(std::string_view label) override {
     return note("bootstrap ", label, bootstrapResult);
   }
-  relay::CommandResult kickstart(std::string_view label) override {
-    return note("kickstart ", label, kickstartResult);
-  }
+  relay::CommandResult kickstart(std::string_view label) override { return note("kickstart ", label); }
   bool isRunning(std::string_view) override { return false; }
 
-  relay::CommandResult note(const std::string& what, std::string_view label, relay::CommandResult result) {
-    trace.push_back(what + std::string(label));
+  relay::CommandResult note(std::string what, std::string_view label, relay::CommandResult result = {}) {
+    trace.add(what.append(label));
     return result;
   }
 
   Trace& trace;
-  relay::CommandResult bootstrapResult{0, ""};
-  relay::CommandResult kickstartResult{0, ""};
+  relay::CommandResult bootstrapResult;
 };
 
 struct PlayedShell : ApplicationShell {
   explicit PlayedShell(Trace& steps) : trace(steps) {}
 
-  void activate() override { trace.push_back("activate"); }
-  void openWindow(std::string_view identifier) override {
-    trace.push_back("open " + std::string(identifier));
-  }
-  void hide() override { trace.push_back("hide"); }
-  void showAlert(const std::string& description) override { trace.push_back("alert " + description); }
-  void terminate() override { trace.push_back("terminate"); }
+  void activate() override { trace.add("activate"); }
+  void openWindow(std::string_view identifier) override { trace.add("open " + std::string(identifier)); }
+  void hide() override { trace.add("hide"); }
+  void showAlert(const std::string& description) override { trace.add("alert " + description); }
+  void terminate() override { trace.add("terminate"); }
 
   Trace& trace;
 };
@@ -90,7 +87,7 @@ struct TestApplication {
                               .dispatcher = dispatcher,
                               .httpClient = http,
                               .application = shell,
-                              .restartChatGPTApplication = [this] { trace.push_back("restart ChatGPT"); }};
+                              .restartChatGPTApplication = [this] { trace.add("restart ChatGPT"); }};
   std::unique_ptr<ContentView> view = std::make_unique<ContentView>(collaborators);
   MenuBarControls menu{collaborators};
 
@@ -104,21 +101,18 @@ struct TestApplication {
     view->model = model;
   }
 
-  tests::FileTree files() const { return tests::filesBelow(home.path()); }
-
-  /// `text` with the home's path written as "~".
-  std::string withTilde(std::string text) const {
-    const std::string path = home.path().string();
-    for (auto place = text.find(path); place != std::string::npos; place = text.find(path)) {
-      text.replace(place, path.size(), "~");
-    }
-    return text;
+  /// What `fill` has filled.
+  std::string form() const {
+    return view->profileName.get() + "|" + view->upstreamURL.get() + "|" + view->apiKey.get() + "|" +
+           view->model.get();
   }
-  std::string status() const { return withTilde(view->status); }
+  tests::FileTree files() const { return tests::filesBelow(home.path()); }
+  /// With "~" for the home.
+  std::string status() const { return tests::replaced(view->status, home.path().string(), "~"); }
 };
 
 inline const std::string typedURL = "https://provider.example/v1";
-inline const std::string serviceLabel{core::serviceLabel};
-inline const std::string localServiceLabel{core::localServiceLabel};
+inline const std::string stopSteps =
+    "bootout com.ferrin.third-party-proxy\nbootout com.local.ferrin-third-party-proxy\n";
 
 }  // namespace ferrin::app

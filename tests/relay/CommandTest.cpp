@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "tests/relay/StandIns.h"
-#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {
@@ -17,26 +16,22 @@ CommandResult shell(const std::string& script) { return run("/bin/sh", {"-c", sc
 
 TEST(Run, returnsTheStatusAndBothStreamsInOrder) {
   struct Row {
-    const char* name;
     const char* script;
     std::int32_t status;
     const char* output;
   };
   const Row rows[] = {
-      {"both streams, in the order written", "echo one; echo two >&2; echo three", 0, "one\ntwo\nthree\n"},
-      {"untrimmed, with its status", "printf ' x\\n\\n'; exit 5", 5, " x\n\n"},
-      {"not UTF-8", "printf 'caf\\351'; exit 1", 1, ""},
-      {"ended by a signal", "echo before; kill -KILL $$", 137, "before\n"},
-      {"silent", ":", 0, ""},
+      {"echo one; echo two >&2; echo three", 0, "one\ntwo\nthree\n"},
+      {"printf ' x\\n\\n'; exit 5", 5, " x\n\n"},
+      {"printf 'caf\\351'; exit 1", 1, ""},
+      {"echo before; kill -KILL $$", 137, "before\n"},
   };
   for (const Row& row : rows) {
     const CommandResult result = shell(row.script);
-    EXPECT_EQ(result.status, row.status) << row.name;
-    EXPECT_EQ(result.output, row.output) << row.name;
+    EXPECT_EQ(result.status, row.status) << row.script;
+    EXPECT_EQ(result.output, row.output) << row.script;
   }
-}
-
-TEST(Run, passesArgumentsAsTheyAre) {
+  EXPECT_EQ(run("/usr/bin/head", {"-c", "3000000", "/dev/zero"}).output.size(), 3'000'000U);
   EXPECT_EQ(run("/usr/bin/printf", {"[%s]", "", "a b", "$HOME", "'\"\\", "*", "默认"}).output,
             "[][a b][$HOME]['\"\\][*][默认]");
 }
@@ -53,10 +48,6 @@ TEST(Run, saysWhyAProgramCouldNotBeStarted) {
   EXPECT_EQ(run("sh", {"-c", "exit 0"}).status, -1) << "no search path is used";
 }
 
-TEST(Run, takesOutputThatNoPipeHolds) {
-  EXPECT_EQ(run("/usr/bin/head", {"-c", "3000000", "/dev/zero"}).output.size(), 3'000'000U);
-}
-
 TEST(Run, waitsForItsOwnChildOnly) {
   const pid_t other = fork();
   if (other == 0) _exit(42);
@@ -68,7 +59,6 @@ TEST(Run, waitsForItsOwnChildOnly) {
 
 TEST(Run, givesTheProgramThreeDescriptorsAndFreshSignals) {
   const int open = ::open("/dev/null", O_RDONLY);  // not close-on-exec, as a parent may have left it
-  ASSERT_GE(open, 3);
   sigset_t blocked;
   sigset_t before;
   sigemptyset(&blocked);
@@ -88,8 +78,8 @@ TEST(RunDetached, leavesAProgramBehindThatIsNoChildAndHoldsNothing) {
   const tests::TemporaryFolder folder;
   const tests::StandInRelay program(folder / "program");
   EXPECT_EQ(runDetached(program.path().string(), {"a b"}).status, 0);
-  ASSERT_TRUE(tests::eventually([&] { return !program.starts().empty(); }));
-  const pid_t started = program.starts().front();
+  const pid_t started = program.running();
+  ASSERT_NE(started, 0);
   EXPECT_EQ(program.arguments().back(), "a b");
   EXPECT_EQ(getsid(started), started);
   EXPECT_EQ(waitpid(started, nullptr, WNOHANG), -1);

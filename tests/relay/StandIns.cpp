@@ -1,10 +1,13 @@
 #include "tests/relay/StandIns.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::tests {
@@ -41,7 +44,11 @@ void StandInLaunchctl::answer(const std::string& subcommand, std::string_view an
   put(program + "." + subcommand, answer);
 }
 
-std::vector<std::string> StandInLaunchctl::calls() const { return linesOf(program + ".calls"); }
+std::vector<std::string> StandInLaunchctl::calls() const {
+  auto lines = linesOf(program + ".calls");
+  for (auto& line : lines) line = replaced(line, "gui/" + std::to_string(getuid()), "gui");
+  return lines;
+}
 
 StandInRelay::StandInRelay(const fs::path& file) : program(file) {
   putProgram(program, R"(#!/usr/bin/env -S python3 -ES
@@ -69,6 +76,31 @@ std::vector<pid_t> StandInRelay::starts() const {
   std::vector<pid_t> processes;
   for (const std::string& line : linesOf(program.string() + ".starts")) processes.push_back(std::stoi(line));
   return processes;
+}
+
+pid_t StandInRelay::running(pid_t other) const {
+  pid_t found = 0;
+  eventually([&] {
+    const auto all = starts();
+    found = all.empty() || all.back() == other || !isAlive(all.back()) ? 0 : all.back();
+    return found != 0;
+  });
+  return found;
+}
+
+relay::ServiceDefinition serviceOf(const StandInRelay& relay, const std::vector<std::string>& arguments) {
+  std::vector<std::string> commandLine{relay.path().string()};
+  commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
+  return {std::string(core::serviceLabel), commandLine,
+          relay.path().parent_path() / "logs 100%/the relay's.log"};
+}
+
+void install(relay::ServiceManager& manager, const relay::ServiceDefinition& definition) {
+  manager.define(definition);
+  manager.bootout(definition.label);
+  for (const auto& result : {manager.bootstrap(definition.label), manager.kickstart(definition.label)}) {
+    EXPECT_EQ(result.status, 0) << result.output;
+  }
 }
 
 }  // namespace ferrin::tests

@@ -4,15 +4,15 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "relay/ServiceManager.h"
 
 namespace ferrin::tests {
 
 /// Writes `content` to `file` and lets its owner execute it.
 void putProgram(const std::filesystem::path& file, std::string_view content);
+std::vector<std::string> linesOf(const std::filesystem::path& file);
+/// A process that has ended and is only waited for is not alive any more.
+bool isAlive(pid_t process);
 
 /// Records every call. Succeeds without a word, unless told otherwise for a subcommand.
 class StandInLaunchctl {
@@ -22,7 +22,7 @@ class StandInLaunchctl {
   const std::string& path() const { return program; }
   /// `answer` is a piece of sh, with the call's arguments: "echo no such service; exit 113".
   void answer(const std::string& subcommand, std::string_view answer) const;
-  /// One line per call, arguments joined by "|".
+  /// One line per call, arguments joined by "|" and the user's domain written as "gui".
   std::vector<std::string> calls() const;
 
  private:
@@ -39,13 +39,16 @@ class StandInRelay {
   std::vector<std::string> arguments() const;
   /// Every start's process, in order.
   std::vector<pid_t> starts() const;
+  /// The relay as it runs now; 0 when none but `other` has recorded itself within the deadline.
+  pid_t running(pid_t other = 0) const;
 
  private:
   std::filesystem::path program;
 };
 
-/// A process that has ended and is only waited for is not alive any more.
-bool isAlive(pid_t process);
-std::vector<std::string> linesOf(const std::filesystem::path& file);
+/// The relay's service with that program, its log in a folder beside it.
+relay::ServiceDefinition serviceOf(const StandInRelay& relay, const std::vector<std::string>& arguments = {});
+/// In the order in which the application does it; the test fails where a step does.
+void install(relay::ServiceManager& manager, const relay::ServiceDefinition& definition);
 
 }  // namespace ferrin::tests

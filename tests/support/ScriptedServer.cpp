@@ -13,6 +13,8 @@
 namespace ferrin::tests {
 namespace {
 
+constexpr std::chrono::milliseconds forever{-1};  // as poll takes it
+
 /// The number of bytes that the request has with its body; all of them are awaited. 0 while its head is
 /// incomplete.
 std::size_t wholeLength(const std::string& request) {
@@ -63,15 +65,15 @@ std::vector<std::string> ScriptedServer::requests() const {
   return received;
 }
 
-bool ScriptedServer::readable(int descriptor) const {
+bool ScriptedServer::endsWhileWaiting(int descriptor, std::chrono::milliseconds time) const {
   std::array<pollfd, 2> awaited{pollfd{stopReading.get(), POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
-  poll(awaited.data(), awaited.size(), -1);
-  return awaited[0].revents == 0;
+  poll(awaited.data(), awaited.size(), static_cast<int>(time.count()));
+  return awaited[0].revents != 0;
 }
 
 void ScriptedServer::serve() {
   for (const Reply& next : replies) {
-    if (!readable(listener.get())) return;
+    if (endsWhileWaiting(listener.get(), forever)) return;
     const core::FileDescriptor connection(accept(listener.get(), nullptr, nullptr));
     answer(connection.get(), next);
   }
@@ -81,7 +83,7 @@ void ScriptedServer::answer(int connection, const Reply& next) {
   std::string request;
   std::array<char, 65536> block{};
   while (wholeLength(request) == 0 || request.size() < wholeLength(request)) {
-    if (!readable(connection)) return;
+    if (endsWhileWaiting(connection, forever)) return;
     const ssize_t count = recv(connection, block.data(), block.size(), 0);
     if (count <= 0) return;
     request.append(block.data(), static_cast<std::size_t>(count));
@@ -96,9 +98,8 @@ void ScriptedServer::answer(int connection, const Reply& next) {
       if (count <= 0) return;
       sent += static_cast<std::size_t>(count);
     }
-    std::this_thread::sleep_for(next.gap);  // the pace of a slow server, which nothing waits for
+    if (endsWhileWaiting(-1, next.gap)) return;
   }
-  if (next.hangs) readable(connection);
 }
 
 }  // namespace ferrin::tests

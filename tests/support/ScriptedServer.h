@@ -11,12 +11,11 @@
 
 namespace ferrin::tests {
 
-/// What one connection gets once its request has come in whole. After the last piece the connection is
-/// closed, or, with `hangs`, left open until the other side or the server goes.
+/// What one connection gets once its request has come in whole: the pieces, each followed by a gap, and then
+/// the end of the connection.
 struct Reply {
   std::vector<std::string> pieces;
   std::chrono::milliseconds gap{0};
-  bool hangs = false;
 };
 
 /// A reply whose length is told.
@@ -26,8 +25,6 @@ Reply reply(const std::string& statusLine, const std::string& body, const std::s
 class ScriptedServer {
  public:
   explicit ScriptedServer(std::vector<Reply> script);
-  ScriptedServer(const ScriptedServer&) = delete;
-  ScriptedServer& operator=(const ScriptedServer&) = delete;
   ~ScriptedServer();
 
   /// "http://127.0.0.1:PORT" and the path.
@@ -38,13 +35,12 @@ class ScriptedServer {
  private:
   void serve();
   void answer(int connection, const Reply& next);
-  /// False when it is time to stop.
-  bool readable(int descriptor) const;
+  /// Waits until something can be read from `descriptor`, if not negative, or the time is over. Whether this
+  /// object's end came first.
+  bool endsWhileWaiting(int descriptor, std::chrono::milliseconds time) const;
 
   const std::vector<Reply> replies;
-  core::FileDescriptor listener;
-  core::FileDescriptor stopReading;
-  core::FileDescriptor stopWriting;
+  core::FileDescriptor listener, stopReading, stopWriting;
   int port = 0;
   mutable std::mutex mutex;
   std::vector<std::string> received;

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -42,6 +44,24 @@ void put(const fs::path& file, std::string_view content) {
 mode_t modeOf(const fs::path& file) {
   struct stat status {};
   return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
+}
+
+FileTree filesBelow(const fs::path& folder) {
+  FileTree tree;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (!entry.is_regular_file()) continue;
+    std::array<char, 8> mode{};
+    std::snprintf(mode.data(), mode.size(), "%04o ", static_cast<unsigned>(modeOf(entry.path())));
+    tree[entry.path().lexically_relative(folder)] = mode.data() + contentOf(entry.path());
+  }
+  return tree;
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
 }
 
 AsOrdinaryUser::AsOrdinaryUser() : before(geteuid()) {

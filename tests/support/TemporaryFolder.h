@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -13,7 +14,6 @@ class TemporaryFolder {
  public:
   TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder();
 
   const std::filesystem::path& path() const { return folder; }
@@ -30,13 +30,18 @@ void put(const std::filesystem::path& file, std::string_view content);
 /// The nine permission bits.
 mode_t modeOf(const std::filesystem::path& file);
 
+/// Path below `folder` to mode and content, such as "0600 running\n", of all that is a plain file.
+using FileTree = std::map<std::string, std::string>;
+FileTree filesBelow(const std::filesystem::path& folder);
+/// `text` with `to` wherever `from` was.
+std::string replaced(std::string text, const std::string& from, const std::string& to);
+
 /// Makes this process one that permission bits bind, as root isn't, for as long as the object lives. Folders
 /// that the test is to write into are made after it.
 class AsOrdinaryUser {
  public:
   AsOrdinaryUser();
   AsOrdinaryUser(const AsOrdinaryUser&) = delete;
-  AsOrdinaryUser& operator=(const AsOrdinaryUser&) = delete;
   ~AsOrdinaryUser();
 
  private:

@@ -1,0 +1,98 @@
+// What is written for Linux's service managers, and which of them is chosen.
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "relay/RunitManager.h"
+#include "relay/ServiceManager_linux.h"
+#include "relay/SystemdManager.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace ferrin::relay {
+namespace {
+
+using std::string_literals::operator""s;
+using tests::TemporaryFolder;
+
+TEST(SystemdUnit, quotesEveryWordOfTheCommandLineAndOnlyDoublesPercentInPaths) {
+  const std::string unit = systemdUnit(
+      {"label", {"/a b%", "\"x\"\\", "$HOME %h", "\n\t\x01", "密"}, "/home/100% \"me\"/relay.log"});
+  for (const char* line : {"\nExecStart=:\"/a b%%\" \"\\\"x\\\"\\\\\" \"$HOME %%h\" \"\\n\\t\\x01\" \"密\"\n",
+                           "\nStandardOutput=append:/home/100%% \"me\"/relay.log\n",
+                           "\nStandardError=append:/home/100%% \"me\"/relay.log\n", "\nType=exec\n",
+                           "\nStartLimitIntervalSec=0\n\n[Service]\n", "\nRestart=always\n"}) {
+    EXPECT_NE(unit.find(line), std::string::npos) << line << unit;
+  }
+  for (const ServiceDefinition& bad : {ServiceDefinition{"label", {"a\0b"s}, "/log"},
+                                       {"label", {"/relay"}, "/home/a\nExecStartPre=/bin/x"},
+                                       {"label", {"/home/o'hara/relay"}, "/log"}}) {
+    EXPECT_THROW(systemdUnit(bad), std::invalid_argument);
+  }
+}
+
+TEST(RunScript, quotesEveryWordForTheShell) {
+  EXPECT_EQ(runScript({"label", {"/it's me/relay.py", "--host", "$HOME", ""}, "/it's me/logs/relay.log"}),
+            "#!/bin/sh\n"
+            "umask 077\n"
+            "mkdir -p '/it'\\''s me/logs'\n"
+            "exec >>'/it'\\''s me/logs/relay.log' 2>&1 </dev/null\n"
+            "exec '/it'\\''s me/relay.py' '--host' '$HOME' ''\n");
+  EXPECT_THROW(runScript({"label", {"a\0b"s}, "/log"}), std::invalid_argument);
+}
+
+TEST(AutostartEntry, quotesPathsAsTheFormatDemands) {
+  const std::string entry = autostartEntry("/usr/bin/runsv", "/home/a \"b\" $c `d` e\\f 100%/sv");
+  EXPECT_TRUE(entry.ends_with(R"(Exec="/usr/bin/runsv" "/home/a \\"b\\" \\$c \\`d\\` e\\\\f 100%%/sv")"
+                              "\n"))
+      << entry;
+}
+
+TEST(Define, writesForTheOwnerAlone) {
+  const TemporaryFolder home;
+  const ServiceDefinition definition{"label", {"/relay"}, home / "logs/relay.log"};
+  SystemdManager(home.path(), home / "run").define(definition);
+  RunitManager(home.path()).define(definition);
+  const auto folder = home / ".local/share/ferrin-relay/sv/label";
+  EXPECT_EQ(tests::filesBelow(home.path()),
+            (tests::FileTree{
+                {".config/systemd/user/label.service", "0600 " + systemdUnit(definition)},
+                {".config/autostart/label.desktop", "0600 " + autostartEntry("/usr/bin/runsv", folder)},
+                {".local/share/ferrin-relay/sv/label/run", "0700 " + runScript(definition)}}));
+  EXPECT_TRUE(exists(home / "logs"));
+}
+
+TEST(ChooseLinuxManager, prefersAListeningSystemdThenAnInstalledRunit) {
+  const TemporaryFolder machine;
+  const auto expectChosen = [&](auto* none) {
+    const auto chosen = chooseLinuxManager(machine / "home", machine / "run", {"/none", machine / "bin"});
+    EXPECT_NE(dynamic_cast<decltype(none)>(chosen.get()), nullptr);
+  };
+  tests::put(machine / "run/systemd/private", "");
+  tests::put(machine / "bin/runsv", "");
+  expectChosen(static_cast<SystemdManager*>(nullptr));
+  std::filesystem::remove(machine / "run/systemd/private");
+  expectChosen(static_cast<RunitManager*>(nullptr));
+}
+
+TEST(Bootstrap, saysWhichManagerIsMissing) {
+  const TemporaryFolder folder;
+  RunitManager runit(folder.path(), folder / "bin");
+  const auto none = chooseLinuxManager("/home/me", "/nowhere", {"/none"});
+  const std::pair<ServiceManager&, std::string> rows[] = {
+      {runit, (folder / "bin/runsv").string() + ": No such file or directory"},
+      {*none,
+       "no service manager can run the relay: systemd's user manager does not listen at "
+       "/nowhere/systemd/private, and runit is not installed. Install runit (on Debian: apt install runit)."},
+  };
+  for (const auto& [manager, reason] : rows) {
+    manager.define({"label", {"/bin/true"}, folder / "logs/relay.log"});
+    const CommandResult failed = manager.bootstrap("label");
+    EXPECT_NE(failed.status, 0);
+    EXPECT_EQ(failed.output, reason);
+    EXPECT_FALSE(manager.isRunning("label"));
+  }
+}
+
+}  // namespace
+}  // namespace ferrin::relay
