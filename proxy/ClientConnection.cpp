@@ -110,9 +110,10 @@ std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
   return refusal(head, services.port);
 }
 
+/// Asked again after a no, which may have come from a question that could not be put.
 bool ClientConnection::isSomebodyElse() {
-  if (!somebodyElse) somebodyElse = belongsToSomebodyElse(peer, local);
-  return *somebodyElse;
+  if (!ours) ours = !belongsToSomebodyElse(peer, local);
+  return !ours;
 }
 
 /// Whether an answer made here must be the last: the client wants that, or a body follows that nobody reads.

@@ -52,7 +52,7 @@ class ClientConnection
   boost::asio::ip::tcp::endpoint local;
   Client client;
   Deadline limit;
-  std::optional<bool> somebodyElse;
+  bool ours = false;  ///< known to belong to this user
   Exchange* exchange = nullptr;
   std::size_t headSize = 0;
 };

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 namespace ferrin::proxy {
@@ -20,10 +21,12 @@ struct Request {
   inet_diag_req_v2 question;
 };
 
-/// The way to the kernel, open for the life of the process.
-struct Netlink {
-  int descriptor = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
-};
+/// The way to the kernel, open for the life of the process from the first time that there is a descriptor.
+int netlink() {
+  static int descriptor = -1;
+  if (descriptor < 0) descriptor = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+  return descriptor;
+}
 
 void copyAddress(const boost::asio::ip::address& address, __be32 (&into)[4]) {
   if (address.is_v4()) {
@@ -37,7 +40,9 @@ void copyAddress(const boost::asio::ip::address& address, __be32 (&into)[4]) {
 
 /// The exact connection as its other end sees it: its source is our peer (sock_diag(7)).
 Request questionAbout(const Endpoint& peer, const Endpoint& local) {
+  static std::uint32_t sequence = 0;
   Request request{};
+  request.header.nlmsg_seq = ++sequence;
   request.header.nlmsg_len = sizeof request;
   request.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
   request.header.nlmsg_flags = NLM_F_REQUEST;
@@ -56,15 +61,15 @@ Request questionAbout(const Endpoint& peer, const Endpoint& local) {
 }  // namespace
 
 bool belongsToSomebodyElse(const Endpoint& peer, const Endpoint& local) {
-  static const Netlink netlink;
   const Request request = questionAbout(peer, local);
-  if (send(netlink.descriptor, &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request))
-    return true;
+  if (send(netlink(), &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request)) return true;
   alignas(nlmsghdr) std::array<char, 1024> answer{};
-  const ssize_t size = recv(netlink.descriptor, answer.data(), answer.size(), 0);
-  if (size < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg)))) return true;
   nlmsghdr header{};
-  std::memcpy(&header, answer.data(), sizeof header);
+  do {  // the kernel answers before send() returns; what was left unread of an earlier question is not ours
+    const ssize_t size = recv(netlink(), answer.data(), answer.size(), MSG_DONTWAIT);
+    if (size < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg)))) return true;
+    std::memcpy(&header, answer.data(), sizeof header);
+  } while (header.nlmsg_seq != request.header.nlmsg_seq);
   if (header.nlmsg_type != SOCK_DIAG_BY_FAMILY) return true;  // an error: no such connection any more
   inet_diag_msg message{};
   std::memcpy(&message, answer.data() + NLMSG_HDRLEN, sizeof message);

@@ -1,6 +1,7 @@
 // Nobody but this user's own programs gets through, and the key stays where it belongs.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,6 +51,26 @@ TEST(GuardedAccess, refusesOtherUsers) {
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
+}
+
+TEST(GuardedAccess, asksAgainWhoItIsWhenThereWasNoDescriptorToAskWith) {
+  Upstream upstream;
+  RelayProcess::Settings settings;
+  settings.program = FERRIN_RELEASED_RELAY_PROGRAM;  // the sanitizers want descriptors of their own
+  const RelayProcess relay(upstream.url(), settings);
+  rlimit usual{};
+  ASSERT_EQ(prlimit(relay.process(), RLIMIT_NOFILE, nullptr, &usual), 0);
+  const std::filesystem::path open = "/proc/" + std::to_string(relay.process()) + "/fd";
+  rlim_t lowestFree = 0;
+  while (exists(open / std::to_string(lowestFree))) ++lowestFree;
+  const rlimit narrow{lowestFree + 1, usual.rlim_max};
+  ASSERT_EQ(prlimit(relay.process(), RLIMIT_NOFILE, &narrow, nullptr), 0);
+  Connection client(relay.port());
+  client.send(relay.request("GET /healthz"));
+  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 403 "));
+  ASSERT_EQ(prlimit(relay.process(), RLIMIT_NOFILE, &usual, nullptr), 0);
+  client.send(relay.request("GET /healthz"));
+  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 200 "));
 }
 
 TEST(Key, isReadAgainWhenItsFileChanges) {
