@@ -4,16 +4,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 
 namespace ferrin::proxy {
 namespace {
 
-/// The newer half of the file, from the start of a line.
+/// The newer half of the file, or of what it may hold if it is over that, from the start of a line.
 std::string newerHalf(int descriptor, off_t size) {
-  std::string bytes(static_cast<std::size_t>(size - size / 2), '\0');
-  const ssize_t count = pread(descriptor, bytes.data(), bytes.size(), size / 2);
+  std::string bytes(std::min<std::size_t>(static_cast<std::size_t>(size), LogFile::maxBytes) / 2, '\0');
+  const ssize_t count =
+      pread(descriptor, bytes.data(), bytes.size(), size - static_cast<off_t>(bytes.size()));
   bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
   const std::size_t lineEnd = bytes.find('\n');
   return lineEnd == std::string::npos ? std::string() : bytes.substr(lineEnd + 1);

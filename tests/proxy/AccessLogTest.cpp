@@ -39,7 +39,9 @@ TEST(Timestamp, isUTCWithMilliseconds) {
 TEST(LogFile, dropsTheOlderHalfBeforeItOutgrowsItsLimit) {
   const ferrin::tests::TemporaryFolder folder;
   const auto path = folder / "log";
-  ferrin::tests::put(path, "");
+  std::string older;
+  while (older.size() < 3 * LogFile::maxBytes) older += "line of a log without a limit\n";
+  ferrin::tests::put(path, older);
   const core::FileDescriptor descriptor(open(path.c_str(), O_WRONLY | O_APPEND));
   LogFile log(descriptor.get());
   const std::string filler(1000, 'x');
