@@ -54,7 +54,8 @@ bool KeyFile::unchanged(const struct stat& now) const {
 
 void KeyFile::read(const struct stat& now) {
   forget();
-  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int descriptor =
+      open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a named pipe must not block
   std::array<char, maxKeyBytes + 1> content{};
   const ssize_t count = descriptor < 0 ? -1 : ::read(descriptor, content.data(), content.size());
   const int error = errno;
