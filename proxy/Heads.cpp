@@ -119,7 +119,9 @@ bool parseRequestHead(std::string_view head, RequestHead& into) {
   return into.version == 11 ? hosts == 1 : hosts <= 1;
 }
 
-bool parseAnswerHead(std::string_view head, AnswerHead& into) { return parse<false>(head, into); }
+bool parseAnswerHead(std::string_view head, AnswerHead& into) {
+  return parse<false>(head, into) && into.status >= 100;
+}
 
 bool sameIgnoringCase(std::string_view one, std::string_view other) {
   return beast::iequals(beast::string_view(one.data(), one.size()),

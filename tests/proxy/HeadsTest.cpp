@@ -79,7 +79,7 @@ TEST(ParseAnswerHead, takesOrRefuses) {
   EXPECT_TRUE(parseAnswerHead("HTTP/1.1 200 \r\n\r\n", head));
   EXPECT_FALSE(head.contentLength);
   for (const char* bad :
-       {"HTTP/1.1 20 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n", "ICY 200 OK\r\n\r\n",
+       {"HTTP/1.1 20 OK\r\n\r\n", "HTTP/1.1 099 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n", "ICY 200 OK\r\n\r\n",
         "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n",
         "HTTP/1.1 200 OK\r\nTransfer-Encoding: gzip\r\n\r\n", "SSH-2.0-OpenSSH_9\r\n\r\n"}) {
     EXPECT_FALSE(parseAnswerHead(bad, head)) << bad;
