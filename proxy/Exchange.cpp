@@ -161,7 +161,11 @@ Task<> Exchange::feed() {
 
 bool Exchange::feedBlock(const IoResult& got) {
   if (got.status != IoStatus::moved) {
-    if (got.status != IoStatus::interrupted) clientEnded();
+    if (got.status == IoStatus::end && tunnel) {
+      endTunnel();
+    } else if (got.status != IoStatus::interrupted) {
+      clientHasGone();
+    }
     return false;
   }
   silence.renew();
@@ -172,8 +176,7 @@ bool Exchange::feedBlock(const IoResult& got) {
   return step.valid && upload.send(*upstream, {bytes.substr(0, step.belonging)});
 }
 
-void Exchange::clientEnded() {
-  if (!tunnel) return clientHasGone();
+void Exchange::endTunnel() {
   tunnelEnded = true;
   upstream->socket().interrupt();
 }
@@ -314,7 +317,7 @@ Task<> Exchange::forwardBody() {
 
 /// The upstream's connection gave no bytes. True when nothing more is to be done for the client.
 bool Exchange::upstreamEnded(const IoResult& got) {
-  if (failure || tunnelEnded || tunnel) return true;
+  if (failure || tunnelEnded || (tunnel && got.status == IoStatus::end)) return true;
   const bool whole = got.status == IoStatus::end && answerBody->kind() == BodyFraming::Kind::untilClose;
   upstreamKeeps = false;
   if (!whole) {

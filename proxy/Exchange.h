@@ -63,7 +63,7 @@ class Exchange {
 
   Task<> feed();
   bool feedBlock(const IoResult& got);
-  void clientEnded();
+  void endTunnel();
 
   Task<bool> receiveAnswerHead();
   Task<bool> readMoreHead();

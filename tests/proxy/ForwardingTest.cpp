@@ -192,6 +192,22 @@ TEST_F(Forwarding, joinsWebSocketsByteForByteUntilEitherSideEnds) {
   EXPECT_TRUE(relay.logs("GET /v1/ws 101 in=11 out=4 "));
 }
 
+TEST_F(Forwarding, breaksAWebSocketOffWhereTheOtherSideBrokeOff) {
+  for (const bool upstreamBreaks : {true, false}) {
+    Connection one(relay.port());
+    one.send(relay.request("GET /v1/ws", "Connection: Upgrade\r\nUpgrade: websocket\r\n"));
+    Connection side = upstream.accept();
+    side.readHead();
+    side.send("HTTP/1.1 101 Switching Protocols\r\n\r\n");
+    one.readHead();
+    (upstreamBreaks ? side : one).reset();
+    if (upstreamBreaks) {
+      EXPECT_EQ(one.readAll(), "<reset>");
+    }
+    EXPECT_TRUE(relay.logs(upstreamBreaks ? "end=truncated" : "end=client-gone")) << relay.log();
+  }
+}
+
 TEST_F(Forwarding, tellsWebSocketClientsToUseHTTPWhereThereIsNoWebSocket) {
   const std::string upgrade = "Connection: Upgrade\r\nUpgrade: websocket\r\n";
   for (const std::string status : {"401 Unauthorized", "403 Forbidden", "429 Too Many Requests"}) {
