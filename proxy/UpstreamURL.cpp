@@ -2,6 +2,7 @@
 
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
+#include <charconv>
 #include <stdexcept>
 
 namespace ferrin::proxy {
@@ -12,9 +13,13 @@ using Scheme = boost::urls::scheme;
 constexpr std::string_view prefix = "/v1";
 
 std::uint16_t portOf(const boost::urls::url_view& url, bool secure) {
-  if (!url.has_port() || url.port().empty()) return secure ? 443 : 80;
-  if (url.port_number() == 0) throw std::invalid_argument("the port is not a number from 1 to 65535");
-  return url.port_number();
+  const std::string_view digits(url.port().data(), url.port().size());
+  if (digits.empty()) return secure ? 443 : 80;
+  std::uint16_t port = 0;  // url.port_number() lets some numbers over 65535 wrap around
+  const auto error = std::from_chars(digits.data(), digits.data() + digits.size(), port).ec;
+  if (error != std::errc() || port == 0)
+    throw std::invalid_argument("the port is not a number from 1 to 65535");
+  return port;
 }
 
 std::string withoutTrailingSlashes(std::string path) {

@@ -85,6 +85,8 @@ TEST(ParseOptions, namesTheOptionThatIsWrong) {
       {with("--upstream", "https://api.example:0/"), "--upstream: the port is not a number from 1 to 65535"},
       {with("--upstream", "https://api.example:70000/"),
        "--upstream: the port is not a number from 1 to 65535"},
+      {with("--upstream", "https://api.example:99999/"),
+       "--upstream: the port is not a number from 1 to 65535"},
       {with("--upstream", "https://a b/"), "--upstream: not a URL"},
   };
   for (const Row& row : rows) EXPECT_EQ(complaintAbout(row.arguments), row.complaint);
