@@ -39,6 +39,9 @@ bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces
   // A blocked TLS record may have gone in part, so only a clean failure counts as nothing taken.
   taken = true;
   std::size_t sent = result.bytes;
+  std::size_t size = kept.size();
+  for (std::string_view piece : pieces) size += piece.size();
+  if (size > sent) kept.reserve(size - sent);  // at once, so that no outgrown copy of a key is left in memory
   for (std::string_view piece : pieces) {
     const std::size_t skipped = std::min(sent, piece.size());
     sent -= skipped;

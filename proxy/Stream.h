@@ -58,6 +58,11 @@ Task<IoResult> readSome(Stream& stream, std::span<char> into);
 /// What a stream still has to send, kept only while the other side doesn't take it.
 class Outbox {
  public:
+  Outbox() = default;
+  Outbox(const Outbox&) = delete;
+  Outbox& operator=(const Outbox&) = delete;
+  ~Outbox() { wipe(); }
+
   /// Writes `pieces`, behind what is kept already, and keeps what isn't taken now. False when the connection
   /// is broken.
   bool send(Stream& stream, std::initializer_list<std::string_view> pieces);

@@ -37,6 +37,15 @@ std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
   return context;
 }
 
+/// Has the other side's certificate checked for `host`. False when it would not be.
+bool verifyAs(SSL* ssl, const std::string& host) {
+  boost::system::error_code notAnAddress;
+  boost::asio::ip::make_address(host, notAnAddress);
+  if (!notAnAddress) return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
+  // RFC 6066: names only, never addresses
+  return SSL_set_tlsext_host_name(ssl, host.c_str()) == 1 && SSL_set1_host(ssl, host.c_str()) == 1;
+}
+
 /// One contiguous record out of a few small pieces, so that a head and its body travel together.
 std::string_view gathered(std::span<const std::string_view> pieces, std::array<char, 16384>& buffer) {
   std::size_t size = 0;
@@ -100,15 +109,8 @@ int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
 std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, int descriptor) {
   std::unique_ptr<SSL, FreeTls> ssl(SSL_new(settings.get()));
   if (!ssl) throw std::runtime_error(libraryError());
-  boost::system::error_code notAnAddress;
-  boost::asio::ip::make_address(host, notAnAddress);
-  if (notAnAddress) {
-    SSL_set_tlsext_host_name(ssl.get(), host.c_str());  // RFC 6066: names only, never addresses
-    SSL_set1_host(ssl.get(), host.c_str());
-  } else {
-    X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl.get()), host.c_str());
-  }
-  SSL_set_fd(ssl.get(), descriptor);
+  if (!verifyAs(ssl.get(), host) || SSL_set_fd(ssl.get(), descriptor) != 1)
+    throw std::runtime_error(libraryError());
   if (lastSession) SSL_set_session(ssl.get(), lastSession.get());
   return ssl;
 }
