@@ -12,7 +12,8 @@ demo_packages=(curl iproute2 libnss-wrapper runit)
 bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux wrk)
 test_packages=(
   clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux
-  at-spi2-core fonts-inter fonts-noto-cjk gir1.2-atspi-2.0 imagemagick openbox python3-gi xdotool xvfb
+  at-spi2-core fonts-inter fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libgnustep-gui-dev
+  openbox python3-gi xdotool xvfb
 )
 
 say() { printf '%s\n' "$*"; }

@@ -1,0 +1,19 @@
+#include "app/qt/Activation.h"
+
+#import <AppKit/AppKit.h>
+
+namespace ferrin::qt {
+
+void activateApplication() {
+  [NSApp unhide:nil];
+  // Systems that have the first call no longer heed the second.
+  if ([NSApp respondsToSelector:@selector(activate)]) {
+    [NSApp performSelector:@selector(activate)];
+  } else {
+    [NSApp activateIgnoringOtherApps:YES];
+  }
+}
+
+void hideApplication() { [NSApp hide:nil]; }
+
+}  // namespace ferrin::qt

@@ -1,0 +1,88 @@
+// The item in the menu bar of macOS. Reference counts are kept by hand.
+
+#include "app/qt/TrayItem.h"
+
+#import <AppKit/AppKit.h>
+
+#include <string>
+#include <utility>
+
+using ferrin::app::MenuAction;
+using ferrin::app::MenuItem;
+using ferrin::qt::TrayItem;
+
+/// Hands on what is chosen from the menu. Each entry's tag is its action.
+@interface FerrinMenuTarget : NSObject {
+ @public
+  const TrayItem::Chosen* chosen;
+}
+- (void)choose:(NSMenuItem*)item;
+@end
+
+@implementation FerrinMenuTarget
+- (void)choose:(NSMenuItem*)item {
+  (*chosen)(static_cast<MenuAction>([item tag]));
+}
+@end
+
+namespace ferrin::qt {
+namespace {
+
+NSString* toNative(std::string_view text) { return [NSString stringWithUTF8String:std::string(text).c_str()]; }
+
+class NativeTrayItem : public TrayItem {
+ public:
+  explicit NativeTrayItem(Chosen whenChosen)
+      : chosen(std::move(whenChosen)),
+        target([[FerrinMenuTarget alloc] init]),
+        menu([[NSMenu alloc] initWithTitle:toNative(app::menuBarTitle)]),
+        status([[[NSStatusBar systemStatusBar] statusItemWithLength:NSSquareStatusItemLength] retain]) {
+    target->chosen = &chosen;
+    [menu setAutoenablesItems:NO];
+    [status setMenu:menu];
+  }
+
+  ~NativeTrayItem() override {
+    [[NSStatusBar systemStatusBar] removeStatusItem:status];
+    [status release];
+    [menu release];
+    [target release];
+  }
+
+  void show(std::string_view symbol, const std::vector<MenuItem>& items) override {
+    NSImage* image = [NSImage imageWithSystemSymbolName:toNative(symbol)
+                               accessibilityDescription:toNative(app::menuBarTitle)];
+    [image setTemplate:YES];
+    [[status button] setImage:image];
+    [menu removeAllItems];
+    for (const MenuItem& item : items) [menu addItem:entryFor(item)];
+  }
+
+  bool isPresent() override { return true; }
+
+ private:
+  NSMenuItem* entryFor(const MenuItem& item) const {
+    if (item.kind == MenuItem::Kind::separator) return [NSMenuItem separatorItem];
+    const bool isButton = item.kind == MenuItem::Kind::button;
+    NSMenuItem* entry = [[[NSMenuItem alloc] initWithTitle:toNative(item.title)
+                                                    action:isButton ? @selector(choose:) : SEL{}
+                                             keyEquivalent:@""] autorelease];
+    [entry setTarget:target];
+    [entry setTag:static_cast<NSInteger>(item.action)];
+    [entry setEnabled:isButton];
+    return entry;
+  }
+
+  const Chosen chosen;
+  FerrinMenuTarget* const target;
+  NSMenu* const menu;
+  NSStatusItem* const status;
+};
+
+}  // namespace
+
+std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen) {
+  return std::make_unique<NativeTrayItem>(std::move(chosen));
+}
+
+}  // namespace ferrin::qt

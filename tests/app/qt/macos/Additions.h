@@ -1,0 +1,21 @@
+#pragma once
+// What AppKit has and GNUstep's headers lack, as far as the window uses it.
+
+#import <AppKit/AppKit.h>
+
+@interface NSImage (Additions)
++ (NSImage*)imageWithSystemSymbolName:(NSString*)name accessibilityDescription:(NSString*)description;
+- (void)setTemplate:(BOOL)isTemplate;
+@end
+
+@interface NSMenu (Additions)
+- (void)removeAllItems;
+@end
+
+@interface NSStatusItem (Additions)
+- (NSButton*)button;
+@end
+
+@interface NSApplication (Additions)
+- (void)activate;
+@end
