@@ -13,7 +13,7 @@ bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux w
 test_packages=(
   clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux
   at-spi2-core fonts-inter fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libgnustep-gui-dev
-  openbox python3-gi xdotool xvfb
+  openbox python3-gi trayer xdotool xvfb
 )
 
 say() { printf '%s\n' "$*"; }

@@ -125,7 +125,12 @@ class WindowTest(unittest.TestCase):
 
     def window_id(self):
         found = x("xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid), "--name", "^Ferrin Relay$")
-        return found[0] if found else None
+        return next((window for window in found if self.geometry(window)["WIDTH"] >= 520), None)
+
+    @staticmethod
+    def geometry(window):  # an icon in an X11 tray is a window of the same name
+        pairs = (pair.split("=") for pair in x("xdotool", "getwindowgeometry", "--shell", window))
+        return {"WIDTH": 0} | {name: int(value) for name, value in pairs}
 
     def is_open(self):
         return self.window_id() is not None
@@ -299,6 +304,40 @@ class WindowTest(unittest.TestCase):
         x("xdotool", "windowactivate", "--sync", self.window_id(), "key", "--clearmodifiers", "alt+F4")
         self.assertEqual(self.process.wait(timeout=20), 0)
 
+    def test_goes_to_an_x11_tray_where_that_is_all_there_is(self):
+        self.desktop.hide_tray()
+        tray = subprocess.Popen(["trayer"], stderr=subprocess.DEVNULL)
+        self.addCleanup(tray.wait)
+        self.addCleanup(tray.terminate)
+        eventually(lambda: x("xdotool", "search", "--class", "trayer"))
+        self.start()
+        self.close_window()
+        self.launch_again()
+        eventually(self.is_open)
+
+    def test_ends_what_it_is_doing_before_it_goes(self):
+        self.start_with_tray()
+        self.save_profile()
+        self.window.press("Apply and start")
+        eventually(lambda: not self.window.has("push button", "Apply and start"))
+        self.tray.choose("Quit Ferrin Relay")
+        self.assertEqual(self.process.wait(timeout=20), 0)
+        self.assertTrue(eventually(relay_answers))
+
+    def test_shows_where_the_keyboard_is(self):
+        self.start_with_tray()
+        self.window.type("Prompt", "p")
+        x("xdotool", "windowactivate", "--sync", self.window_id())
+        self.settle()
+        pictures = set()
+        for step in range(10):
+            pictures.add(self.picture())
+            self.take_screenshot(f"focus-{step}")
+            before = self.picture()
+            x("xdotool", "key", "Tab")
+            eventually(lambda: self.picture() != before)
+        self.assertEqual(len(pictures), 10)
+
     def test_says_in_one_line_that_there_is_no_display(self):
         for display, reason in ((None, "neither WAYLAND_DISPLAY nor DISPLAY is set"), (":7654", "DISPLAY=:7654")):
             process = self.user.start(DISPLAY=display)
@@ -317,8 +356,7 @@ class WindowTest(unittest.TestCase):
     def test_can_be_seen_at_every_scale(self):
         for scale, width in (("1.5", 780), ("2", 1040)):
             self.start(QT_SCALE_FACTOR=scale)
-            geometry = dict(pair.split("=") for pair in x("xdotool", "getwindowgeometry", "--shell", self.window_id()))
-            self.assertEqual(int(geometry["WIDTH"]), width)
+            self.assertEqual(self.geometry(self.window_id())["WIDTH"], width)
             self.take_screenshots(f"scale-{scale}")
             self.finish(self.process)
 
