@@ -4,6 +4,8 @@
 #include <QStyleOptionComboBox>
 #include <QStylePainter>
 
+#include "app/qt/Text.h"
+
 namespace ferrin::qt {
 
 ProfilePicker::ProfilePicker(QWidget* parent) : QComboBox(parent) {
@@ -14,7 +16,7 @@ ProfilePicker::ProfilePicker(QWidget* parent) : QComboBox(parent) {
 void ProfilePicker::show(const std::vector<app::PickerEntry>& entries, const std::string& selectedID) {
   const QSignalBlocker silently(this);
   if (entries != shown) replaceEntries(entries);
-  setCurrentIndex(findData(QString::fromStdString(selectedID)));
+  setCurrentIndex(findData(fromUTF8(selectedID)));
   setToolTip(currentData(Qt::ToolTipRole).toString());
 }
 
@@ -22,9 +24,9 @@ void ProfilePicker::replaceEntries(const std::vector<app::PickerEntry>& entries)
   shown = entries;
   clear();
   for (const auto& entry : entries) {
-    const QString name = QString::fromStdString(entry.name);
-    addItem(name, QString::fromStdString(entry.id));
-    setItemData(count() - 1, "<p>" + name.toHtmlEscaped() + "</p>", Qt::ToolTipRole);
+    const QString name = fromUTF8(entry.name);
+    addItem(name, fromUTF8(entry.id));
+    setItemData(count() - 1, wrappedToolTip(name), Qt::ToolTipRole);
   }
 }
 

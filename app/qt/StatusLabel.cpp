@@ -4,6 +4,7 @@
 #include <QTextLayout>
 
 #include "app/qt/Shades.h"
+#include "app/qt/Text.h"
 
 namespace ferrin::qt {
 namespace {
@@ -66,10 +67,6 @@ void StatusLabel::resizeEvent(QResizeEvent* event) {
   updateToolTip();
 }
 
-void StatusLabel::updateToolTip() {
-  // Rich text wraps a tooltip; plain text would be one line across the screen.
-  const QString whole = text().toHtmlEscaped().replace('\n', "<br>");
-  setToolTip(fitted().isCut ? "<p>" + whole + "</p>" : QString());
-}
+void StatusLabel::updateToolTip() { setToolTip(fitted().isCut ? wrappedToolTip(text()) : QString()); }
 
 }  // namespace ferrin::qt

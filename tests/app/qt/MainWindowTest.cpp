@@ -269,6 +269,8 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   }
   label.show("first\nsecond\nthird <b>", app::StatusColour::secondary);
   EXPECT_EQ(label.toolTip(), "<p>first<br>second<br>third &lt;b&gt;</p>");
+  const QString part(40, 'x');
+  EXPECT_EQ(wrappedToolTip(part + part + "y"), "<p>" + part + "\u200b" + part + "\u200by</p>");
 }
 
 double luminance(const QColor& colour) {
