@@ -18,12 +18,13 @@
 namespace ferrin::proxy {
 
 struct Services {
-  Services(boost::asio::io_context& context, const Options& given, int logDescriptor)
+  Services(boost::asio::io_context& context, const Options& given, int logDescriptor,
+           const TimeLengths& lengths = {})
       : loop(context),
         options(given),
         log(context, logDescriptor),
         deadlines(context),
-        limits(deadlines, given.timeout),
+        limits(deadlines, given.timeout, lengths),
         key(given.apiKeyFile),
         names(context, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(context),

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/proxy/Peers.h"
+
 namespace ferrin::proxy {
 namespace {
 
@@ -21,37 +23,24 @@ TEST(Interleaved, letsTheFamiliesTakeTurns) {
   EXPECT_TRUE(interleaved({}).empty());
 }
 
+const auto loopback = boost::asio::ip::make_address("127.0.0.1");
+
 Detached race(AddressRace& addresses, std::optional<tcp::socket>& result, bool& ended) {
   result = co_await addresses.run();
   ended = true;
 }
 
-/// A listening socket whose queue of one connection is full, so that another one is never answered.
-struct DeafListener {
-  explicit DeafListener(boost::asio::io_context& loop)
-      : acceptor(loop, tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 0)),
-        first(loop),
-        second(loop) {
-    acceptor.listen(0);
-    first.connect(acceptor.local_endpoint());
-    second.async_connect(acceptor.local_endpoint(), [](const boost::system::error_code&) {});
-  }
-  tcp::acceptor acceptor;
-  tcp::socket first;
-  tcp::socket second;
-};
-
 TEST(AddressRace, goesOnFromFailingAndDeafAddresses) {
   boost::asio::io_context loop;
   Deadlines deadlines(loop);
   TimeLimits limits(deadlines, std::chrono::seconds(60));
-  tcp::acceptor open(loop, tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 0));
-  const DeafListener deaf(loop);
-  tcp::acceptor closed(loop, tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 0));
+  tcp::acceptor open(loop, {loopback, 0});
+  const tests::DeafUpstream deaf;
+  tcp::acceptor closed(loop, {loopback, 0});
   const tcp::endpoint refusing = closed.local_endpoint();
   closed.close();
 
-  AddressRace addresses(loop, limits, {refusing, deaf.acceptor.local_endpoint(), open.local_endpoint()});
+  AddressRace addresses(loop, limits, {refusing, {loopback, deaf.port()}, open.local_endpoint()});
   std::optional<tcp::socket> result;
   bool ended = false;
   const auto start = Clock::now();
@@ -68,11 +57,11 @@ TEST(AddressRace, endsWhenAllHaveFailedOrItIsCancelled) {
   boost::asio::io_context loop;
   Deadlines deadlines(loop);
   TimeLimits limits(deadlines, std::chrono::seconds(60));
-  const DeafListener deaf(loop);
+  const tests::DeafUpstream deaf;
   std::optional<tcp::socket> result;
   bool ended = false;
   {
-    AddressRace addresses(loop, limits, {deaf.acceptor.local_endpoint()});
+    AddressRace addresses(loop, limits, {{loopback, deaf.port()}});
     race(addresses, result, ended);
     EXPECT_FALSE(ended);
     addresses.cancel();

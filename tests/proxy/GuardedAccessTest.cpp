@@ -53,6 +53,17 @@ TEST(GuardedAccess, refusesOtherUsers) {
   EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
 }
 
+TEST(GuardedAccess, knowsThisUserOverIPv6Too) {
+  if (ferrin::tests::contentOf("/proc/net/if_inet6").find(std::string(31, '0') + "1 ") == std::string::npos)
+    GTEST_SKIP() << "there is no [::1] here";
+  RelayProcess::Settings settings;
+  settings.host = "::1";
+  const RelayProcess relay("http://127.0.0.1:9", settings);
+  Connection client = Connection::overIPv6(relay.port());
+  client.send("GET /healthz HTTP/1.1\r\nHost: [::1]:" + std::to_string(relay.port()) + "\r\n\r\n");
+  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 200 "));
+}
+
 TEST(GuardedAccess, asksAgainWhoItIsWhenThereWasNoDescriptorToAskWith) {
   Upstream upstream;
   RelayProcess::Settings settings;

@@ -28,6 +28,16 @@ std::uint16_t portOf(int socket) {
   return ntohs(address.sin_port);
 }
 
+FileDescriptor listening(int backlog) {
+  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const sockaddr_in address = loopback(0);
+  if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      listen(socket.get(), backlog) != 0) {
+    throw std::system_error(errno, std::generic_category(), "listen");
+  }
+  return socket;
+}
+
 bool ready(int socket, short events, milliseconds time) {
   pollfd polled{socket, events, 0};
   return poll(&polled, 1, static_cast<int>(time.count())) > 0;
@@ -43,6 +53,18 @@ Connection::Connection(std::uint16_t port, int receiveBuffer)
   if (connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw std::system_error(errno, std::generic_category(), "connect");
   }
+}
+
+Connection Connection::overIPv6(std::uint16_t port) {
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_port = htons(port);
+  address.sin6_addr = in6addr_loopback;
+  FileDescriptor socket(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    throw std::system_error(errno, std::generic_category(), "connect");
+  }
+  return Connection(std::move(socket));
 }
 
 void Connection::send(std::string_view bytes) {
@@ -124,14 +146,7 @@ void Connection::reset() {
   socket.reset();
 }
 
-Upstream::Upstream() : listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  const sockaddr_in address = loopback(0);
-  if (bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      listen(listener.get(), SOMAXCONN) != 0) {
-    throw std::system_error(errno, std::generic_category(), "listen");
-  }
-  number = portOf(listener.get());
-}
+Upstream::Upstream() : listener(listening(SOMAXCONN)), number(portOf(listener.get())) {}
 
 std::string Upstream::url(std::string_view path) const {
   return "http://127.0.0.1:" + std::to_string(number) + std::string(path);
@@ -144,9 +159,25 @@ Connection Upstream::accept() {
 
 bool Upstream::silentFor(milliseconds time) { return !ready(listener.get(), POLLIN, time); }
 
+DeafUpstream::DeafUpstream() : listener(listening(0)), number(portOf(listener.get())) {
+  const sockaddr_in address = loopback(number);
+  for (FileDescriptor& caller :
+       callers) {  // the queue has room for one, and the system knocks again for the other
+    caller = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    connect(caller.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  }
+}
+
 std::uint16_t unusedPort() {
   const Upstream briefly;
   return briefly.port();
+}
+
+std::string request(std::uint16_t port, const std::string& requestLine, const std::string& moreLines,
+                    const std::string& body) {
+  const std::string length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
+  return requestLine + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n" + moreLines + length +
+         "\r\n" + body;
 }
 
 }  // namespace ferrin::proxy::tests

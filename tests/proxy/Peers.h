@@ -4,6 +4,7 @@
 
 #include <netinet/in.h>
 
+#include <array>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@ class Connection {
  public:
   /// To 127.0.0.1. `receiveBuffer` bytes, if not 0, keep a slow reader's system from taking much.
   explicit Connection(std::uint16_t port, int receiveBuffer = 0);
+  /// To [::1].
+  static Connection overIPv6(std::uint16_t port);
   explicit Connection(FileDescriptor accepted) : socket(std::move(accepted)) {}
 
   void send(std::string_view bytes);
@@ -70,7 +73,23 @@ class Upstream {
   std::uint16_t number;
 };
 
+/// A port on which somebody listens who never takes a connection: one more is not even refused.
+class DeafUpstream {
+ public:
+  DeafUpstream();
+  std::uint16_t port() const { return number; }
+
+ private:
+  FileDescriptor listener;
+  std::uint16_t number;
+  std::array<FileDescriptor, 2> callers;
+};
+
 /// A port on which nothing listens.
 std::uint16_t unusedPort();
+
+/// A request to the relay on `port`, addressed as it wants it, with more header lines and a body.
+std::string request(std::uint16_t port, const std::string& requestLine, const std::string& moreLines = "",
+                    const std::string& body = "");
 
 }  // namespace ferrin::proxy::tests

@@ -11,8 +11,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/proxy/Peers.h"
-
 namespace ferrin::proxy::tests {
 namespace {
 
@@ -53,24 +51,17 @@ bool eventually(Condition holds) {
 }
 
 std::uint16_t announcedPort(const std::string& log) {
-  const std::size_t address = log.find("listening on http://127.0.0.1:");
-  return address == std::string::npos ? 0 : static_cast<std::uint16_t>(std::stoul(log.substr(address + 30)));
+  const std::size_t port = log.rfind(':', log.find("/v1, forwarding to ")) + 1;
+  return static_cast<std::uint16_t>(std::stoul(log.substr(port)));
 }
 
 }  // namespace
-
-std::string request(std::uint16_t port, const std::string& requestLine, const std::string& moreLines,
-                    const std::string& body) {
-  const std::string length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
-  return requestLine + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n" + moreLines + length +
-         "\r\n" + body;
-}
 
 RelayProcess::RelayProcess(const std::string& upstream, const Settings& settings) {
   if (!settings.key.empty()) put(keyFile(), settings.key);
   put(logFile(), settings.logContent);
   child = start(settings.program,
-                {"--host", "127.0.0.1", "--port", "0", "--upstream", upstream, "--api-key-file", keyFile(),
+                {"--host", settings.host, "--port", "0", "--upstream", upstream, "--api-key-file", keyFile(),
                  "--timeout", settings.timeout},
                 logFile(), settings.environment);
   if (!eventually([this] { return log().find("/v1, forwarding to ") != std::string::npos; })) {

@@ -8,13 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "tests/proxy/Peers.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::proxy::tests {
-
-/// A request to the relay on `port`, addressed as it wants it, with more header lines and a body.
-std::string request(std::uint16_t port, const std::string& requestLine, const std::string& moreLines = "",
-                    const std::string& body = "");
 
 class RelayProcess {
  public:
@@ -23,6 +20,7 @@ class RelayProcess {
     std::string key = "sk-test-key\n";
     std::vector<std::pair<std::string, std::string>> environment = {};
     std::string program = FERRIN_RELAY_PROGRAM;
+    std::string host = "127.0.0.1";
     std::string logContent = "";  ///< what the log holds before the start
   };
   static constexpr const char* key = "sk-test-key";

@@ -56,6 +56,20 @@ TEST_F(Streaming, slowsTheUpstreamToTheReadersSpeedAndKeepsLittle) {
   EXPECT_EQ(slow.read(sent), std::string(sent, 'x'));
 }
 
+TEST_F(Streaming, slowsTheClientToTheUpstreamsSpeedAndKeepsLittle) {
+  constexpr std::size_t size = 40'000'000;
+  client.send(relay.request("POST /v1/up", "Content-Length: " + std::to_string(size) + "\r\n"));
+  Connection side = upstream.accept();
+  side.readHead();
+  const std::size_t before = relay.residentBytes();
+  const std::string block(4'000'000, 'x');
+  std::size_t sent = 0;
+  for (std::size_t taken = 1; taken > 0 && sent < size; sent += taken) taken = client.sendSome(block);
+  EXPECT_LT(sent, size);
+  EXPECT_LT(relay.residentBytes(), before + 4'000'000);
+  EXPECT_EQ(side.read(sent), std::string(sent, 'x'));
+}
+
 TEST_F(Streaming, endsTheUpstreamsPartWithinASecondOfTheClientsLeaving) {
   struct Row {
     const char* name;
@@ -83,6 +97,24 @@ TEST_F(Streaming, endsTheUpstreamsPartWithinASecondOfTheClientsLeaving) {
     }
   }
   EXPECT_TRUE(relay.logs("end=client-gone"));
+}
+
+TEST(Connecting, endsWithinASecondOfTheClientsLeaving) {
+  const DeafUpstream deaf;
+  Upstream mute;
+  const std::string urls[] = {"http://127.0.0.1:" + std::to_string(deaf.port()),
+                              "https://127.0.0.1:" + std::to_string(mute.port())};
+  for (const std::string& url : urls) {
+    const RelayProcess relay(url);
+    Connection leaving(relay.port());
+    leaving.send(relay.request("POST /v1/a", "Content-Length: 9\r\n") + "part");
+    EXPECT_TRUE(leaving.silentFor(milliseconds(200)));
+    const auto left = std::chrono::steady_clock::now();
+    leaving.close();
+    EXPECT_TRUE(relay.logs("end=client-gone")) << url;
+    EXPECT_LT(std::chrono::steady_clock::now() - left, seconds(1)) << url;
+  }
+  EXPECT_LT(mute.accept().timeUntilClosed(), seconds(1));
 }
 
 TEST_F(Streaming, endsAStalledUploadWhenTheClientLeaves) {
@@ -168,9 +200,14 @@ TEST(Silence, endsAnExchangeOnlyWhenNothingMovesForTooLong) {
   EXPECT_NE(answer.find("\"code\":\"upstream_timeout\""), std::string::npos);
 
   Connection streaming(relay.port());
-  streaming.send(relay.request("GET /v1/a"));
+  streaming.send(relay.request("POST /v1/a", "Content-Length: 2\r\n"));
   Connection side = upstream.accept();
   side.readHead();
+  for (int beat = 0; beat < 2; ++beat) {
+    EXPECT_TRUE(streaming.silentFor(milliseconds(600)));
+    streaming.send("x");
+    EXPECT_EQ(side.read(1), "x");
+  }
   side.send(streamHead);
   streaming.readHead();
   for (int beat = 0; beat < 4; ++beat) {
