@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace ferrin::proxy {
 namespace {
@@ -74,11 +75,10 @@ void Outbox::wipe() {
 }
 
 IoResult PlainStream::read(std::span<char> into) {
-  if (drained) return {IoStatus::blocked};
+  if (!std::exchange(ready, false)) return {IoStatus::blocked};
   for (;;) {
     const ssize_t count = recv(connection.descriptor(), into.data(), into.size(), 0);
     if (count < 0 && errno == EINTR) continue;
-    drained = count < static_cast<ssize_t>(into.size());
     if (count < 0) return failure(errno);
     if (count == 0) return {IoStatus::end};
     return {IoStatus::moved, static_cast<std::size_t>(count)};
@@ -103,7 +103,7 @@ IoResult PlainStream::write(std::span<const std::string_view> pieces) {
 
 Task<Wake> PlainStream::readable() {
   const Wake wake = co_await connection.readable();
-  drained = false;
+  ready = true;
   co_return wake;
 }
 

@@ -92,8 +92,9 @@ class PlainStream : public Stream {
   bool quiet() override;
 
  private:
-  bool drained =
-      true;  ///< the last read took all there was, so that another one would only cost a system call
+  /// One read per wait: after a short one another would only cost a system call, and after a full one it is
+  /// the turn of the other streams.
+  bool ready = false;
 };
 
 }  // namespace ferrin::proxy
