@@ -3,29 +3,27 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <vector>
 
 namespace ferrin::agentconfig {
 namespace {
 
+using Rows = std::vector<std::pair<std::string, std::string>>;
+
 TEST(ReplaceLine, setsEveryAssignmentOrAddsAFirstLine) {
-  struct Row {
-    const char* name;
-    std::string text, result;
-  };
   const std::string plain = "model = \"new\"";
-  const Row rows[] = {
-      {"before a table", "model = \"old\"\n[t]\na = 1\n", plain + "\n[t]\na = 1\n"},
-      {"spacing is normalised", "model=old", plain},
-      {"tabs", "model\t=\t1\n", plain + "\n"},
-      {"every match", "model = 1\n[t]\nmodel = 2", plain + "\n[t]\n" + plain},
-      {"CR LF is kept", "model = 1\r\nb = 2\r\n", plain + "\r\nb = 2\r\n"},
-      {"other line ends", "a\u2028model = 1\u2028b\u0085model = 2\rc",
-       "a\u2028" + plain + "\u2028b\u0085" + plain + "\rc"},
-      {"equals sign on the next line", "model\n= 1\nb = 2", plain + "\nb = 2"},
-      {"value on the next line", "model =\nb = 2\nc = 3", plain + "\nc = 3"},
-      {"other languages", "# 说明 🚀\nmodel = \"默认\" # é\n", "# 说明 🚀\n" + plain + "\n"},
-  };
-  for (const Row& row : rows) EXPECT_EQ(replaceLine(row.text, "model", "new"), row.result) << row.name;
+  for (const auto& [text, result] : Rows{
+           {"model = \"old\"\n[t]\na = 1\n", plain + "\n[t]\na = 1\n"},
+           {"model=old", plain},
+           {"model\t=\t1\n[t]\nmodel = 2", plain + "\n[t]\n" + plain},
+           {"model = 1\r\nb = 2\r\n", plain + "\r\nb = 2\r\n"},
+           {"a\u2028model = 1\u2028b\u0085model = 2\rc", "a\u2028" + plain + "\u2028b\u0085" + plain + "\rc"},
+           {"model\n= 1\nb = 2", plain + "\nb = 2"},
+           {"model =\nb = 2\nc = 3", plain + "\nc = 3"},
+           {"# 说明 🚀\nmodel = \"默认\" # é\n", "# 说明 🚀\n" + plain + "\n"},
+       }) {
+    EXPECT_EQ(replaceLine(text, "model", "new"), result);
+  }
   for (const std::string other : {"", "[t]\n", "  model = 1\n", "# model = 1\n", "model_x = 1\n",
                                   "mode = 1\n", "model\n", "Model = 1"}) {
     EXPECT_EQ(replaceLine(other, "model", "new"), "model = \\\"new\\\"\n" + other);
@@ -53,16 +51,17 @@ TEST(ReplaceLine, readsTheKeyAsAQuotedExpressionAndTheValueAsATemplate) {
 }
 
 TEST(RemoveRootLine, removesEveryAssignmentWithItsLineFeed) {
-  const std::pair<std::string, std::string> rows[] = {
-      {"a = 1\nkey = 2\nb = 3", "a = 1\nb = 3"},
-      {"key=1\n[t]\nkey = 2\nc = 3\n", "[t]\nc = 3\n"},
-      {"a = 1\nkey = 2", "a = 1\n"},
-      {"  key = 1\nkeys = 2\n", "  key = 1\nkeys = 2\n"},
-      {"a\r\nkey = 1\r\nb\r\n", "a\r\n\r\nb\r\n"},
-      {"key\n= 1\nb = 2", "b = 2"},
-      {"key = 1\n\n\nb", "\n\nb"},
-  };
-  for (const auto& [text, result] : rows) EXPECT_EQ(removeRootLine(text, "key"), result) << text;
+  for (const auto& [text, result] : Rows{
+           {"a = 1\nkey = 2\nb = 3", "a = 1\nb = 3"},
+           {"key=1\n[t]\nkey = 2\nc = 3\n", "[t]\nc = 3\n"},
+           {"a = 1\nkey = 2", "a = 1\n"},
+           {"  key = 1\nkeys = 2\n", "  key = 1\nkeys = 2\n"},
+           {"a\r\nkey = 1\r\nb\r\n", "a\r\n\r\nb\r\n"},
+           {"key\n= 1\nb = 2", "b = 2"},
+           {"key = 1\n\n\nb", "\n\nb"},
+       }) {
+    EXPECT_EQ(removeRootLine(text, "key"), result);
+  }
   EXPECT_EQ(removeRootLine("a = 1", "a\\E("), "a = 1") << "a key that makes no expression";
 }
 
@@ -71,7 +70,7 @@ TEST(ReplaceLine, takesTenMebibytesInSeconds) {
   std::string lines;
   while (lines.size() < tenMiB) lines += "some_key = \"value\"\n";
   const std::string added = "k = \\\"v\\\"\n";
-  const std::pair<std::string, std::string> rows[] = {
+  const Rows rows{
       {lines, added + lines},
       {"k = " + std::string(tenMiB, 'x'), "k = \"v\""},
       {"k =" + std::string(tenMiB, ' '), "k = \"v\""},

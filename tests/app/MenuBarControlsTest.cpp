@@ -7,15 +7,12 @@
 namespace ferrin::app {
 namespace {
 
-/// Buttons in brackets, texts bare, separators as a line; and the icon's name.
+/// Buttons in brackets, texts bare, separators empty; and the icon's name.
 std::string drawn(const MenuBarControls& controls) {
   std::string menu;
   for (const MenuItem& item : controls.items()) {
-    const std::string title(item.title);
-    if (item.kind == MenuItem::Kind::button) menu += "[" + title + "]";
-    if (item.kind == MenuItem::Kind::text) menu += title;
-    if (item.kind == MenuItem::Kind::separator) menu += "-";
-    menu += "\n";
+    const bool isButton = item.kind == MenuItem::Kind::button;
+    menu += (isButton ? "[" : "") + std::string(item.title) + (isButton ? "]" : "") + "|";
   }
   return menu + std::string(controls.symbol());
 }
@@ -23,14 +20,15 @@ std::string drawn(const MenuBarControls& controls) {
 TEST(MenuBarControls, followTheState) {
   TestApplication app;
   EXPECT_EQ(drawn(app.menu),
-            "[Open Ferrin Relay]\n-\nRelay is stopped\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n"
+            "[Open Ferrin Relay]||Relay is stopped|[Restore "
+            "OpenAI]||[Quit Ferrin Relay]|"
             "arrow.triangle.2.circlepath.circle");
   int told = 0;
   const auto subscription = app.menu.subscribe([&told] { ++told; });
   app.state.setRunning(true);
   EXPECT_EQ(told, 1);
   EXPECT_EQ(drawn(app.menu),
-            "[Open Ferrin Relay]\n-\n[Stop relay]\n[Restore OpenAI]\n-\n[Quit Ferrin Relay]\n"
+            "[Open Ferrin Relay]||[Stop relay]|[Restore OpenAI]||[Quit Ferrin Relay]|"
             "arrow.triangle.2.circlepath.circle.fill");
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Window and menu on a private home, with everything around them played by the test.
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,7 +9,6 @@
 
 #include "app/ContentView.h"
 #include "app/MenuBarControls.h"
-#include "tests/support/ManualDispatcher.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::app {
@@ -68,6 +68,22 @@ struct PlayedHttpClient : providertest::HttpClient {
   Completion complete;
 };
 
+/// Runs its two queues when the test says so, in order, on the test's own thread.
+struct PlayedDispatcher : Dispatcher {
+  void inBackground(Work work) override { background.push_back(std::move(work)); }
+  void onMain(Work work) override { main.push_back(std::move(work)); }
+  void runBackground() { runAll(background); }
+  void runMain() { runAll(main); }
+  bool idle() const { return background.empty() && main.empty(); }
+
+  static void runAll(std::deque<Work>& queue) {
+    for (; !queue.empty(); queue.pop_front()) Work(std::move(queue.front()))();
+  }
+
+  std::deque<Work> background;
+  std::deque<Work> main;
+};
+
 /// Runs as a user whom permissions bind.
 struct TestApplication {
   tests::AsOrdinaryUser ordinary;
@@ -78,7 +94,7 @@ struct TestApplication {
   PlayedManager services{trace};
   PlayedShell shell{trace};
   PlayedHttpClient http;
-  tests::ManualDispatcher dispatcher;
+  PlayedDispatcher dispatcher;
   relay::LauncherState state{at, services};
   Collaborators collaborators{.locations = at,
                               .services = services,

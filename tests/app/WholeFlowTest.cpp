@@ -7,16 +7,14 @@
 #include <future>
 #include <semaphore>
 
-#include "app/ContentView.h"
-#include "app/MenuBarControls.h"
 #include "app/ThreadDispatcher.h"
 #include "providertest/AnswerText.h"
 #include "providertest/CurlClient.h"
 #include "providertest/DirectRequest.h"
+#include "tests/app/TestApplication.h"
 #include "tests/relay/Machine.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::app {
 namespace {
@@ -25,36 +23,12 @@ namespace fs = std::filesystem;
 using tests::FileTree;
 using tests::put;
 
-const std::string everything =
-    "# 我的配置\n"
-    "model_provider = \"custom\"\n"
-    "openai_base_url = \"http://127.0.0.1:8787/v1\"\n"
-    "\n"
-    "[model_providers.custom]\n"
-    "base_url = \"http://127.0.0.1:8787/v1\"\n"
-    "# a note\n"
-    "\n"
-    "[model_providers.custom.headers]\n"
-    "x = 1\n"
-    "[[tools]]\n"
-    "openai_base_url = \"again\"\n"
-    "name = \"工具\"\n";
-const std::string official =
-    "# 我的配置\n"
-    "model_provider = \"openai\"\n"
-    "\n"
-    "[model_providers.custom.headers]\n"
-    "x = 1\n"
-    "[[tools]]\n"
-    "name = \"工具\"\n";
-
-struct Shell : ApplicationShell {
-  void activate() override {}
-  void openWindow(std::string_view) override {}
-  void hide() override {}
-  void showAlert(const std::string&) override {}
-  void terminate() override {}
-};
+const std::string configured =
+    "# 我的配置\nmodel_provider = \"custom\"\nopenai_base_url = "
+    "\"http://127.0.0.1:8787/v1\"\n\n"
+    "[model_providers.custom]\n# a note\n\n[[tools]]\nopenai_base_url = "
+    "\"again\"\nname = \"工具\"\n";
+const std::string official = "# 我的配置\nmodel_provider = \"openai\"\n\n[[tools]]\nname = \"工具\"\n";
 
 class WholeFlow : public testing::Test {
  protected:
@@ -78,11 +52,6 @@ class WholeFlow : public testing::Test {
   void apply(const std::string& profile) {
     view.selectedProfileID = profile;
     view.apply();
-    finish();
-  }
-
-  void restore() {
-    view.restoreOfficial();
     finish();
   }
 
@@ -116,8 +85,8 @@ class WholeFlow : public testing::Test {
   relay::LauncherState state{at, *machine->services};
   ThreadDispatcher dispatcher{[this] { woken.release(); }};
   providertest::CurlClient client;
-  Shell shell;
-  int restarts = 0;
+  Trace trace;
+  PlayedShell shell{trace};
   const Collaborators collaborators{.locations = at,
                                     .services = *machine->services,
                                     .proxyResource = machine->relayScript,
@@ -125,7 +94,7 @@ class WholeFlow : public testing::Test {
                                     .dispatcher = dispatcher,
                                     .httpClient = client,
                                     .application = shell,
-                                    .restartChatGPTApplication = [this] { ++restarts; }};
+                                    .restartChatGPTApplication = [this] { trace.add("restart ChatGPT"); }};
   ContentView view{collaborators};
   MenuBarControls menu{collaborators};
   const tests::RunningProvider first{"sk-first"};
@@ -133,7 +102,7 @@ class WholeFlow : public testing::Test {
 };
 
 TEST_F(WholeFlow, switchesBetweenTwoProvidersAndBackToTheOfficialOne) {
-  put(at.configURL, everything);
+  put(at.configURL, configured);
   view.appear();
   EXPECT_TRUE(state.isRunning());  // the configuration names the relay, and nobody knows better yet
   const std::string one = saveNewProfile("One", first.baseURL() + "/", " sk-first ");
@@ -142,7 +111,7 @@ TEST_F(WholeFlow, switchesBetweenTwoProvidersAndBackToTheOfficialOne) {
   apply(one);
   EXPECT_EQ(view.status.get(), "Running: relay is ready; Ferrin configuration was left unchanged");
   EXPECT_TRUE(relayAnswers("by the first"));
-  EXPECT_EQ(tests::contentOf(at.configURL), everything);
+  EXPECT_EQ(tests::contentOf(at.configURL), configured);
   menu.stopRelay();
   EXPECT_TRUE(relayIsDown());
 
@@ -153,10 +122,11 @@ TEST_F(WholeFlow, switchesBetweenTwoProvidersAndBackToTheOfficialOne) {
   finish();
   EXPECT_EQ(view.response.get(), "directly");
 
-  restore();
+  view.restoreOfficial();
+  finish();
   EXPECT_EQ(view.status.get(), "已恢复官方 OpenAI 配置");
   EXPECT_TRUE(relayIsDown());
-  EXPECT_EQ(restarts, 3);
+  EXPECT_EQ(trace.take(), "restart ChatGPT\nhide\nrestart ChatGPT\nhide\nrestart ChatGPT\n");
 
   const auto profile = [](const std::string& id, const std::string& name, const std::string& url) {
     return "{\"id\":\"" + id + "\",\"name\":\"" + name + "\",\"url\":\"" + tests::replaced(url, "/", "\\/") +
@@ -165,7 +135,7 @@ TEST_F(WholeFlow, switchesBetweenTwoProvidersAndBackToTheOfficialOne) {
   EXPECT_EQ(
       ferrinFiles(),
       (FileTree{{"config.toml", "0600 " + official + "\n"},
-                {"config.toml.before-restore.bak", "0600 " + everything + "\n"},
+                {"config.toml.before-restore.bak", "0600 " + configured + "\n"},
                 {"bin/ferrin-third-party-proxy.py", "0700 " + tests::contentOf(machine->relayScript)},
                 {"secrets/openai-proxy-upstream.url", "0600 " + second.baseURL() + "\n"},
                 {"secrets/openai-proxy-upstream.token", "0600 sk-second\n"},
@@ -183,11 +153,12 @@ TEST_F(WholeFlow, switchesBetweenTwoProvidersAndBackToTheOfficialOne) {
 }
 
 TEST_F(WholeFlow, losesNothingWhenAStepFails) {
-  put(at.configURL, everything);
+  put(at.configURL, configured);
   const std::string one = saveNewProfile("One", first.baseURL(), "sk-first");
   apply(one);
   ASSERT_TRUE(relayAnswers("before"));
   const FileTree before = ferrinFiles();
+  trace.take();
 
   struct Row {
     fs::path file;
@@ -195,19 +166,21 @@ TEST_F(WholeFlow, losesNothingWhenAStepFails) {
     std::function<void()> action;
     std::string status;
   };
-  const fs::path backup = at.ferrinHome / "config.toml.before-restore.bak";
+  const auto apply = [this] { view.apply(); };
+  const auto restore = [this] { view.restoreOfficial(); };
   const Row rows[] = {
-      {at.secretDirectory / ("provider-key-" + one + ".token"), false, [&] { apply(one); },
+      {at.secretDirectory / ("provider-key-" + one + ".token"), false, apply,
        "Error: enter the provider API key"},
-      {at.upstreamKeyFile, true, [&] { apply(one); }, "Error: FILE: Is a directory"},
-      {at.configURL, false, [&] { restore(); }, "失败：未找到 ~/.ferrin/config.toml"},
-      {backup, true, [&] { restore(); }, "失败：FILE: Is a directory"},
+      {at.upstreamKeyFile, true, apply, "Error: FILE: Is a directory"},
+      {at.configURL, false, restore, "失败：未找到 ~/.ferrin/config.toml"},
+      {at.ferrinHome / "config.toml.before-restore.bak", true, restore, "失败：FILE: Is a directory"},
   };
   for (const Row& row : rows) {
     const fs::path aside = machine->home / "aside";
     if (fs::exists(row.file)) fs::rename(row.file, aside);
     if (row.replacedByFolder) put(row.file / "inside", "");
     row.action();
+    finish();
     fs::remove_all(row.file);
     if (fs::exists(aside)) fs::rename(aside, row.file);
     EXPECT_EQ(tests::replaced(view.status, row.file.string(), "FILE"), row.status);
@@ -215,7 +188,7 @@ TEST_F(WholeFlow, losesNothingWhenAStepFails) {
     EXPECT_EQ(ferrinFiles(), before) << row.status;
     EXPECT_EQ(askRelay(row.status), row.status);
   }
-  EXPECT_EQ(restarts, 1);
+  EXPECT_EQ(trace.take(), "");
 }
 
 }  // namespace

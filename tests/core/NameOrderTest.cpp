@@ -15,14 +15,16 @@ TEST(NameOrder, isThatOfAFileBrowser) {
     std::vector<std::string> sorted;
   };
   const Row rows[] = {
-      {"digits by value", "", {"", " ", "a2", "a10", "b"}},
-      {"digits inside", "en_GB", {"Provider 2", "provider 010", "Provider 10000000000000000000000"}},
+      {"digits by value", "", {"", " ", "a2", "a010", "a10000000000000000000000", "b\xFF"}},
       {"case and accents decide last", "en_US", {"alpha", "Álpha 1", "alpha 2", "Alpha 3", "beta", "Beta"}},
       {"Swedish alphabet", "sv_SE", {"Azur", "Zeta", "Örebro", "Östersund"}},
       {"German: ö before z", "de_DE", {"Örebro", "Zeta"}},
       {"Chinese by pinyin", "zh_CN", {"阿里", "北京", "默认", "中国"}},
       {"emoji before letters", "en_US", {"🚀 fast", "1", "a", "默认"}},
   };
+  const NameOrder english("en_US");
+  EXPECT_FALSE(english("\u1EA1\u0301", "a\u0301\u0323")) << "one name in two spellings";
+  EXPECT_FALSE(english("a\u0301\u0323", "\u1EA1\u0301")) << "one name in two spellings";
   for (const Row& row : rows) {
     const NameOrder before(row.locale);
     for (std::size_t index = 1; index < row.sorted.size(); ++index) {
@@ -30,12 +32,6 @@ TEST(NameOrder, isThatOfAFileBrowser) {
       EXPECT_FALSE(before(row.sorted[index], row.sorted[index - 1])) << row.name << ", " << row.sorted[index];
     }
   }
-}
-
-TEST(NameOrder, seesOneNameInTwoSpellingsAndTakesAnyBytes) {
-  const NameOrder before("en_US");
-  EXPECT_FALSE(before("\u1EA1\u0301", "a\u0301\u0323") || before("a\u0301\u0323", "\u1EA1\u0301"));
-  EXPECT_FALSE(before("a\xFF", "a\xFF"));
 }
 
 TEST(UserLocale, isTheFirstThatIsSetAndNeverTheOrderOfBytes) {

@@ -11,7 +11,7 @@ TEST(Observers, areToldInTheirOrderAndMayComeAndGoMeanwhile) {
   auto observers = std::make_unique<Observers<int>>();
   std::string told;
   const auto note = [&told](char name) {
-    return [&told, name](int value) { told += name + std::to_string(value) + " "; };
+    return [&told, name](int value) { told += name + std::to_string(value); };
   };
   std::vector<Subscription> later;
   Subscription second;
@@ -24,10 +24,10 @@ TEST(Observers, areToldInTheirOrderAndMayComeAndGoMeanwhile) {
   second = observers->add(note('b'));
   const Subscription third = observers->add(note('c'));
   observers->notify(1);
-  EXPECT_EQ(told, "a1 c1 ");
+  EXPECT_EQ(told, "a1c1");
   later.resize(1);
   observers->notify(2);
-  EXPECT_EQ(told, "a1 c1 c2 d2 ");
+  EXPECT_EQ(told, "a1c1c2d2");
   const Subscription last = observers->add([&observers](int) { observers.reset(); });
   observers->notify(3);
   EXPECT_FALSE(observers);

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::core {
 namespace {
+
+using namespace std::string_literals;
 
 const UUID workID = *UUID::parse("3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73");
 
@@ -25,16 +29,6 @@ TEST(SaveProfiles, writesOneCompactLineForItsOwnerAlone) {
     saveProfiles(profiles, home.at);
     EXPECT_EQ(tests::filesBelow(home.at.secretDirectory),
               (tests::FileTree{{"provider-profiles.json", std::string("0600 ") + content}}));
-  }
-}
-
-TEST(SaveProfiles, keepsEveryTextThatIsUTF8) {
-  const Home home;
-  for (const std::string& name : {std::string("默认 Ünïté 🚀 / \\ \" \\/"),
-                                  std::string("tab\tand\nline\u2028\x7F\x01 nul\0inside", 27)}) {
-    const ProviderProfiles saved{{workID, name, "u", "m", "k"}};
-    saveProfiles(saved, home.at);
-    EXPECT_EQ(loadProfiles(home.at), saved) << name;
   }
 }
 
@@ -75,12 +69,17 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
   }
 }
 
-TEST(LoadProfiles, sortsByNameAndKeepsTheOrderOfEqualNames) {
+TEST(LoadProfiles, sortsByNameKeepingEqualOnesInOrderAndEveryText) {
   const Home home;
-  ProviderProfiles saved{{workID, "b", "", "", ""}, {workID, "a10", "", "", ""}, {workID, "a2", "", "", ""}};
+  ProviderProfiles saved;
+  for (const std::string& name :
+       {"1 tab\tand\nnul\0"s, "a2"s, "a10"s, "b \"\\/\" \\/ \u2028\x7F\x01"s, "默认 Ünïté 🚀"s}) {
+    saved.insert(saved.begin(), {workID, name, "", "", ""});
+  }
   for (int copy = 0; copy < 40; ++copy) saved.push_back({UUID::random(), "same", "", "", ""});
   saveProfiles(saved, home.at);
-  std::swap(saved[0], saved[2]);
+  std::reverse(saved.begin(), saved.begin() + 5);
+  std::rotate(saved.begin() + 4, saved.begin() + 5, saved.end());
   EXPECT_EQ(loadProfiles(home.at), saved);
 }
 

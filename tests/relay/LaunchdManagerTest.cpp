@@ -5,17 +5,15 @@
 #include <stdexcept>
 
 #include "relay/RelayService.h"
-#include "tests/relay/StandIns.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {
 namespace {
 
 using std::string_literals::operator""s;
-using tests::TemporaryFolder;
 
 TEST(PropertyList, holdsExactlyTheSixKeysForAnIndependentReader) {
-  const TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const core::Locations at("/Users/密 <&> \"me\"");
   const ServiceDefinition definition{"com.ferrin.third-party-proxy",
                                      relayCommandLine(at, "https://host.example/v1?a=b&c=']]>"), at.logURL};
@@ -39,41 +37,6 @@ TEST(PropertyList, refusesWhatXMLCannotHold) {
   for (const std::string& bad : {"a\0b"s, "\x1b["s, "a\rb"s, "\uFFFE"s, "\xFF"s}) {
     EXPECT_THROW(propertyList({"label", {bad}, "/log"}), std::invalid_argument);
   }
-}
-
-class LaunchdManagerTest : public testing::Test {
- protected:
-  const TemporaryFolder home;
-  const tests::StandInLaunchctl launchctl{home.path()};
-  LaunchdManager manager{home.path(), launchctl.path()};
-};
-
-TEST_F(LaunchdManagerTest, addressesTheUsersDomainAndTheDefinitionFile) {
-  manager.define({"some.label", {"/relay"}, home / "logs/relay.log"});
-  const std::string file = (home / "Library/LaunchAgents/some.label.plist").string();
-  EXPECT_EQ(tests::modeOf(file), 0600U);
-  EXPECT_FALSE(exists(home / "logs"));
-  manager.bootout("some.label");
-  manager.bootstrap("some.label");
-  manager.kickstart("some.label");
-  manager.isRunning("some.label");
-  EXPECT_EQ(launchctl.calls(),
-            (std::vector<std::string>{"bootout|gui/some.label", "bootstrap|gui|" + file,
-                                      "kickstart|-k|gui/some.label", "print|gui/some.label"}));
-}
-
-TEST_F(LaunchdManagerTest, takesAServiceForRunningOnlyWhenLaunchctlSaysSo) {
-  const std::pair<const char*, bool> answers[] = {
-      {"printf 'gui/501/x = {\\n\\tactive count = 1\\n\\tstate = running\\n}\\n'", true},
-      {"echo 'state = waiting'", false},
-      {"echo 'State = Running'", false},
-      {"echo 'state = running'; exit 113", false},
-  };
-  for (const auto& [answer, isRunning] : answers) {
-    launchctl.answer("print", answer);
-    EXPECT_EQ(manager.isRunning("label"), isRunning) << answer;
-  }
-  EXPECT_FALSE(LaunchdManager(home.path(), home / "absent").isRunning("label"));
 }
 
 }  // namespace

@@ -18,7 +18,8 @@ using tests::TemporaryFolder;
 TEST(SystemdUnit, quotesEveryWordOfTheCommandLineAndOnlyDoublesPercentInPaths) {
   const std::string unit = systemdUnit(
       {"label", {"/a b%", "\"x\"\\", "$HOME %h", "\n\t\x01", "密"}, "/home/100% \"me\"/relay.log"});
-  for (const char* line : {"\nExecStart=:\"/a b%%\" \"\\\"x\\\"\\\\\" \"$HOME %%h\" \"\\n\\t\\x01\" \"密\"\n",
+  for (const char* line : {"\nExecStart=:\"/a b%%\" \"\\\"x\\\"\\\\\" \"$HOME %%h\" "
+                           "\"\\n\\t\\x01\" \"密\"\n",
                            "\nStandardOutput=append:/home/100%% \"me\"/relay.log\n",
                            "\nStandardError=append:/home/100%% \"me\"/relay.log\n", "\nType=exec\n",
                            "\nStartLimitIntervalSec=0\n\n[Service]\n", "\nRestart=always\n"}) {
@@ -62,36 +63,32 @@ TEST(Define, writesForTheOwnerAlone) {
   EXPECT_TRUE(exists(home / "logs"));
 }
 
-TEST(ChooseLinuxManager, prefersAListeningSystemdThenAnInstalledRunit) {
+TEST(ChooseLinuxManager, prefersAListeningSystemdThenAnInstalledRunitAndSaysWhatIsMissing) {
   const TemporaryFolder machine;
-  const auto expectChosen = [&](auto* none) {
-    const auto chosen = chooseLinuxManager(machine / "home", machine / "run", {"/none", machine / "bin"});
-    EXPECT_NE(dynamic_cast<decltype(none)>(chosen.get()), nullptr);
+  const auto chosen = [&] {
+    return chooseLinuxManager("/home/me", machine.path(), {"/none", machine / "bin"});
   };
-  tests::put(machine / "run/systemd/private", "");
+  tests::put(machine / "systemd/private", "");
   tests::put(machine / "bin/runsv", "");
-  expectChosen(static_cast<SystemdManager*>(nullptr));
-  std::filesystem::remove(machine / "run/systemd/private");
-  expectChosen(static_cast<RunitManager*>(nullptr));
+  EXPECT_NE(dynamic_cast<const SystemdManager*>(chosen().get()), nullptr);
+  std::filesystem::remove(machine / "systemd/private");
+  EXPECT_NE(dynamic_cast<const RunitManager*>(chosen().get()), nullptr);
+  std::filesystem::remove(machine / "bin/runsv");
+  const auto none = chosen();
+  EXPECT_NE(none->bootstrap("label").status, 0);
+  EXPECT_EQ(none->bootstrap("label").output,
+            "no service manager can run the relay: systemd's user manager does "
+            "not listen at " +
+                (machine / "systemd/private").string() +
+                ", and runit is not installed. Install runit (on Debian: apt "
+                "install runit).");
 }
 
-TEST(Bootstrap, saysWhichManagerIsMissing) {
-  const TemporaryFolder folder;
-  RunitManager runit(folder.path(), folder / "bin");
-  const auto none = chooseLinuxManager("/home/me", "/nowhere", {"/none"});
-  const std::pair<ServiceManager&, std::string> rows[] = {
-      {runit, (folder / "bin/runsv").string() + ": No such file or directory"},
-      {*none,
-       "no service manager can run the relay: systemd's user manager does not listen at "
-       "/nowhere/systemd/private, and runit is not installed. Install runit (on Debian: apt install runit)."},
-  };
-  for (const auto& [manager, reason] : rows) {
-    manager.define({"label", {"/bin/true"}, folder / "logs/relay.log"});
-    const CommandResult failed = manager.bootstrap("label");
-    EXPECT_NE(failed.status, 0);
-    EXPECT_EQ(failed.output, reason);
-    EXPECT_FALSE(manager.isRunning("label"));
-  }
+TEST(RunitManager, namesTheSupervisorThatIsMissing) {
+  const TemporaryFolder home;
+  RunitManager manager(home.path(), home / "bin");
+  manager.define({"label", {"/bin/true"}, home / "logs/relay.log"});
+  EXPECT_EQ(manager.bootstrap("label").output, (home / "bin/runsv").string() + ": No such file or directory");
 }
 
 }  // namespace

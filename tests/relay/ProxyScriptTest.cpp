@@ -15,7 +15,9 @@ struct Machine {
   tests::TemporaryFolder folder;
   fs::path built = folder / "build tree/relay";
   fs::path packaged = folder / "usr/libexec/ferrin-relay/ferrin-third-party-proxy";
-  fs::path bundled = folder / "home/Applications/Ferrin Relay.app/Contents/Helpers/ferrin-third-party-proxy";
+  fs::path bundled = folder /
+                     "home/Applications/Ferrin "
+                     "Relay.app/Contents/Helpers/ferrin-third-party-proxy";
   fs::path script = folder / "home/.ferrin/bin/script.py";
 
   Machine() {
@@ -33,22 +35,16 @@ struct Machine {
 
 TEST(ProxyScript, handsItsArgumentsToTheFirstRelayProgramThatIsThere) {
   const Machine machine;
+  tests::put(machine.packaged, "not executable");
+  EXPECT_EQ(machine.start().output,
+            machine.script.string() + ": no ferrin-third-party-proxy found: install Ferrin Relay again\n");
+  EXPECT_EQ(machine.start().status, 127);
   for (const auto& place : {machine.bundled, machine.packaged, machine.built}) {
     tests::putProgram(place, "#!/bin/sh\nprintf '[%s]' \"$0\" \"$@\"; exit 9\n");
     const CommandResult result = machine.start();
     EXPECT_EQ(result.output, "[" + place.string() + "][--host][a b][][$x]");
     EXPECT_EQ(result.status, 9);
   }
-}
-
-TEST(ProxyScript, saysThatThereIsNoRelayProgram) {
-  const Machine machine;
-  tests::put(machine.built / "inside", "a folder in its place");
-  tests::put(machine.packaged, "not executable");
-  const CommandResult result = machine.start();
-  EXPECT_EQ(result.output,
-            machine.script.string() + ": no ferrin-third-party-proxy found: install Ferrin Relay again\n");
-  EXPECT_EQ(result.status, 127);
 }
 
 TEST(ProxyResource, liesBesideTheProgramInABundleAndInAPrefix) {

@@ -48,6 +48,7 @@ TEST(InstallAndStartService, installsDefinesAndRestartsInThisOrder) {
                         "0600 " + propertyList({"com.ferrin.third-party-proxy",
                                                 relayCommandLine(desk.at, "https://provider.example/v1"),
                                                 desk.at.logURL})}}));
+  EXPECT_FALSE(exists(desk.at.logURL.parent_path()));
 }
 
 TEST(InstallAndStartService, neverTouchesAnInstalledScriptNorNeedsTheResourceThen) {
@@ -102,15 +103,6 @@ TEST(InstallAndStartService, endsAtTheFirstStepThatFails) {
     for (const auto& call : desk.launchctl.calls()) done += call.substr(0, call.find('|')) + " ";
     EXPECT_EQ(done, row.done) << row.thrown;
   }
-}
-
-TEST(StopServices, bootsOutBothLabelsWhateverTheAnswers) {
-  Desk desk;
-  desk.launchctl.answer("bootout", "exit 113");
-  stopServices(desk.services);
-  EXPECT_EQ(desk.launchctl.calls(),
-            (std::vector<std::string>{"bootout|gui/com.ferrin.third-party-proxy",
-                                      "bootout|gui/com.local.ferrin-third-party-proxy"}));
 }
 
 }  // namespace

@@ -40,15 +40,13 @@ TEST(DetectRunningState, takesTheFirstSourceThatKnows) {
   const Row rows[] = {
       {"marker with blanks", " \trunning\r\n", "exit 113", none, true, 0},
       {"marker says stopped", "stopped\n", bothRun, relayLine, false, 0},
-      {"marker in other case", "Running\n", bothRun, relayLine, false, 0},
       {"marker empty", "", bothRun, relayLine, false, 0},
       {"marker not UTF-8", "\xFF", bothRun, none, true, 1},
-      {"manager knows the first label", none, bothRun, none, true, 1},
       {"manager knows the second label", none, localRuns, none, true, 2},
       {"loaded, but only the configuration knows", none, "echo 'state = waiting'", relayLine, true, 2},
-      {"configuration names another", none, "exit 113", "openai_base_url = \"https://x\"\n", false, 2},
+      {"manager fails", none, bothRun + "; exit 113", none, false, 2},
+      {"manager in other case", none, "echo 'State = Running'", none, false, 2},
       {"configuration not UTF-8", none, "exit 113", "\xFF\n" + relayLine, false, 2},
-      {"nobody knows", none, "exit 113", none, false, 2},
   };
   for (const Row& row : rows) {
     const tests::TemporaryFolder home;

@@ -35,15 +35,5 @@ TEST(SystemdManager, confinesTheServiceAndStartsItAtLoginAfterAStopToo) {
   EXPECT_NE(relay.running(second), 0);
 }
 
-TEST(SystemdManager, saysThatTheManagerIsNotThere) {
-  const tests::TemporaryFolder folder;
-  const tests::StandInRelay relay(folder / "relay.py");
-  SystemdManager unreachable(folder.path(), folder / "no runtime");
-  unreachable.define(tests::serviceOf(relay));
-  const CommandResult failed = unreachable.bootstrap(core::serviceLabel);
-  EXPECT_NE(failed.status, 0);
-  EXPECT_NE(failed.output.find("Failed to connect to bus"), std::string::npos) << failed.output;
-}
-
 }  // namespace
 }  // namespace ferrin::relay

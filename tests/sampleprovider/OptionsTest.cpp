@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "tests/support/Thrown.h"
 
@@ -22,17 +23,12 @@ TEST(Options, everyOptionArrivesWhereItBelongs) {
       "--key-file key --host ::1 --port 8080 --prefix /v1 --events 3 --echo --delta-bytes 4 --delay-ms 5 "
       "--interval-ms 6 --status 429 --retry-after 7 --break-after 8 --break-with fin "
       "--tls-certificate c.pem --tls-key k.pem");
-  EXPECT_EQ(options.keyFile, "key");
-  EXPECT_EQ(options.host, "::1");
-  EXPECT_EQ(options.port, 8080);
-  EXPECT_EQ(options.prefix, "/v1");
-  EXPECT_EQ(options.events, 3U);
-  EXPECT_TRUE(options.echo);
-  EXPECT_EQ(options.deltaBytes, 4U);
+  EXPECT_EQ(std::tie(options.keyFile, options.host, options.prefix), std::tuple("key", "::1", "/v1"));
+  EXPECT_EQ(std::tie(options.port, options.events, options.echo, options.deltaBytes),
+            std::tuple(8080, 3U, true, 4U));
   EXPECT_EQ(options.delay.count(), 5);
   EXPECT_EQ(options.interval.count(), 6);
-  EXPECT_EQ(options.status, 429U);
-  EXPECT_EQ(options.retryAfterSeconds, 7U);
+  EXPECT_EQ(std::tie(options.status, options.retryAfterSeconds), std::tuple(429U, 7U));
   EXPECT_EQ(options.breakOff.value().afterEvents, 8U);
   EXPECT_EQ(options.breakOff.value().with, BreakOff::With::fin);
   EXPECT_EQ(options.tls.value().certificate, "c.pem");

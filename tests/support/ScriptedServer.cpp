@@ -93,11 +93,7 @@ void ScriptedServer::answer(int connection, const Reply& next) {
     received.push_back(request);
   }
   for (const std::string& piece : next.pieces) {
-    for (std::size_t sent = 0; sent < piece.size();) {
-      const ssize_t count = send(connection, piece.data() + sent, piece.size() - sent, MSG_NOSIGNAL);
-      if (count <= 0) return;
-      sent += static_cast<std::size_t>(count);
-    }
+    if (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) < 0) return;
     if (endsWhileWaiting(-1, next.gap)) return;
   }
 }
