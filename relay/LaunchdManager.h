@@ -13,7 +13,8 @@ namespace ferrin::relay {
 /// hold.
 std::string propertyList(const ServiceDefinition& definition);
 
-/// Definitions are ~/Library/LaunchAgents/LABEL.plist. The log's folder is launchd's affair and is not made.
+/// Definitions are ~/Library/LaunchAgents/LABEL.plist. The log's folder is launchd's affair and is not made,
+/// and the relay program is not told: these property lists have six keys, and an environment is none of them.
 class LaunchdManager : public ServiceManager {
  public:
   explicit LaunchdManager(std::filesystem::path homeDirectory,

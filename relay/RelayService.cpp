@@ -4,6 +4,7 @@
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
 #include "core/TextFile.h"
+#include "relay/Resources.h"
 
 namespace ferrin::relay {
 namespace {
@@ -70,7 +71,8 @@ void installAndStartService(const core::Locations& locations, ServiceManager& se
                             const fs::path& proxyResource) {
   installScript(proxyResource, locations.proxyURL);
   const std::string upstream = upstreamURL(locations.upstreamURLFile);
-  services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL});
+  services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL,
+                   relayProgram(proxyResource)});
   services.bootout(core::serviceLabel);  // fails, harmlessly, where the relay is not loaded
   demand(services.bootstrap(core::serviceLabel));
   demand(services.kickstart(core::serviceLabel));

@@ -16,7 +16,8 @@ std::vector<std::string> relayCommandLine(const core::Locations& locations, std:
 
 /// Installs the relay script unless something lies in its place already (an installed script is never touched
 /// again), defines the service for the URL now in `upstreamURLFile`, and starts it, or starts it afresh.
-/// `proxyResource` is the script that came with the application.
+/// `proxyResource` is the script that came with the application; the relay program that came with both is
+/// what the definition tells the installed script, which may be older.
 ///
 /// The first step that fails ends it, and nothing done before is undone. Throws LauncherError (2 without a
 /// script, 3 without an upstream URL, else the manager's status and output) and the platform's file errors.

@@ -13,4 +13,14 @@ fs::path proxyResource(const fs::path& executable) {
   return {};
 }
 
+fs::path relayProgram(const fs::path& resource) {
+  const fs::path folder = resource.parent_path();
+  for (const fs::path& place :
+       {folder.parent_path() / "Helpers", folder.parent_path().parent_path() / "libexec/ferrin-relay"}) {
+    fs::path program = place / "ferrin-third-party-proxy";
+    if (fs::exists(program)) return program;
+  }
+  return {};
+}
+
 }  // namespace ferrin::relay

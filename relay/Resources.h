@@ -12,4 +12,8 @@ std::filesystem::path executablePath();
 /// its prefix. Empty when neither has one.
 std::filesystem::path proxyResource(const std::filesystem::path& executable);
 
+/// The relay program that comes with the script at `resource`: in the bundle's Helpers, else in libexec/ of
+/// its prefix. Empty when neither has one.
+std::filesystem::path relayProgram(const std::filesystem::path& resource);
+
 }  // namespace ferrin::relay

@@ -19,6 +19,9 @@ struct ServiceDefinition {
   /// The program, an absolute path, and its arguments.
   std::vector<std::string> commandLine;
   std::filesystem::path logFile;
+  /// Told to the service as $FERRIN_RELAY_PROGRAM, by managers whose definition has a place for that; empty
+  /// when there is nothing to tell.
+  std::filesystem::path relayProgram = {};
 };
 
 /// Every call blocks until the manager has answered. Safe from any thread, as long as a label is defined and

@@ -74,6 +74,11 @@ std::string execStart(const std::vector<std::string>& commandLine) {
   return line;
 }
 
+std::string environment(const std::filesystem::path& relayProgram) {
+  if (relayProgram.empty()) return "";
+  return "Environment=" + quotedWord("FERRIN_RELAY_PROGRAM=" + relayProgram.string()) + "\n";
+}
+
 }  // namespace
 
 std::string systemdUnit(const ServiceDefinition& definition) {
@@ -85,8 +90,7 @@ std::string systemdUnit(const ServiceDefinition& definition) {
          "[Service]\n"
          "Type=exec\n"
          "ExecStart=" +
-         execStart(definition.commandLine) +
-         "\n"
+         execStart(definition.commandLine) + "\n" + environment(definition.relayProgram) +
          "Restart=always\n"
          "RestartSec=1\n"
          "TimeoutStartSec=10\n"

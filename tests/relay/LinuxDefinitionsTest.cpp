@@ -16,12 +16,15 @@ using std::string_literals::operator""s;
 using tests::TemporaryFolder;
 
 TEST(SystemdUnit, quotesEveryWordOfTheCommandLineAndOnlyDoublesPercentInPaths) {
-  const std::string unit = systemdUnit(
-      {"label", {"/a b%", "\"x\"\\", "$HOME %h", "\n\t\x01", "密"}, "/home/100% \"me\"/relay.log"});
+  const std::string unit = systemdUnit({"label",
+                                        {"/a b%", "\"x\"\\", "$HOME %h", "\n\t\x01", "密"},
+                                        "/home/100% \"me\"/relay.log",
+                                        "/o 'p' 1%"});
   for (const char* line : {"\nExecStart=:\"/a b%%\" \"\\\"x\\\"\\\\\" \"$HOME %%h\" "
                            "\"\\n\\t\\x01\" \"密\"\n",
                            "\nStandardOutput=append:/home/100%% \"me\"/relay.log\n",
                            "\nStandardError=append:/home/100%% \"me\"/relay.log\n", "\nType=exec\n",
+                           "\nEnvironment=\"FERRIN_RELAY_PROGRAM=/o 'p' 1%%\"\n",
                            "\nStartLimitIntervalSec=0\n\n[Service]\n", "\nRestart=always\n"}) {
     EXPECT_NE(unit.find(line), std::string::npos) << line << unit;
   }
@@ -33,12 +36,14 @@ TEST(SystemdUnit, quotesEveryWordOfTheCommandLineAndOnlyDoublesPercentInPaths) {
 }
 
 TEST(RunScript, quotesEveryWordForTheShell) {
-  EXPECT_EQ(runScript({"label", {"/it's me/relay.py", "--host", "$HOME", ""}, "/it's me/logs/relay.log"}),
-            "#!/bin/sh\n"
-            "umask 077\n"
-            "mkdir -p '/it'\\''s me/logs'\n"
-            "exec >>'/it'\\''s me/logs/relay.log' 2>&1 </dev/null\n"
-            "exec '/it'\\''s me/relay.py' '--host' '$HOME' ''\n");
+  EXPECT_EQ(
+      runScript({"label", {"/it's me/relay.py", "--host", "$HOME", ""}, "/it's me/logs/relay.log", "/o'p"}),
+      "#!/bin/sh\n"
+      "umask 077\n"
+      "mkdir -p '/it'\\''s me/logs'\n"
+      "exec >>'/it'\\''s me/logs/relay.log' 2>&1 </dev/null\n"
+      "export FERRIN_RELAY_PROGRAM='/o'\\''p'\n"
+      "exec '/it'\\''s me/relay.py' '--host' '$HOME' ''\n");
   EXPECT_THROW(runScript({"label", {"a\0b"s}, "/log"}), std::invalid_argument);
 }
 

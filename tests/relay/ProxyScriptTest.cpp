@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "relay/Command.h"
 #include "relay/Resources.h"
 #include "tests/relay/StandIns.h"
@@ -9,52 +11,73 @@ namespace ferrin::relay {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::put;
+using tests::putProgram;
 
 /// The built script, installed, on a machine whose every place lies in a private folder.
 struct Machine {
   tests::TemporaryFolder folder;
+  fs::path told = folder / "moved tree/relay";
   fs::path built = folder / "build tree/relay";
   fs::path packaged = folder / "usr/libexec/ferrin-relay/ferrin-third-party-proxy";
-  fs::path bundled = folder /
-                     "home/Applications/Ferrin "
-                     "Relay.app/Contents/Helpers/ferrin-third-party-proxy";
+  fs::path bundled = helperOf(folder / "home/Applications/Ferrin Relay.app");
+  fs::path dragged = helperOf(folder / "home/Desktop/My Relay.app");
+  fs::path spotlight = folder / "mdfind";
   fs::path script = folder / "home/.ferrin/bin/script.py";
 
   Machine() {
     std::string text = tests::replaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, built.string());
-    text = tests::replaced(text, " /usr/", " " + (folder / "usr/").string());
-    text = tests::replaced(text, "'/Applications", "'" + (folder / "Applications").string());
-    tests::putProgram(script, text);
+    for (const std::string place : {"\"/usr/", "\"/Applications/"}) {
+      text = tests::replaced(text, place, "\"" + folder.path().string() + place.substr(1));
+    }
+    text = tests::replaced(text, "/usr/bin/mdfind", spotlight.string());
+    putProgram(script, tests::replaced(text, "sleep", "echo waits"));
+  }
+
+  static fs::path helperOf(const fs::path& bundle) {
+    return bundle / "Contents/Helpers/ferrin-third-party-proxy";
   }
 
   CommandResult start() const {
-    return run("/usr/bin/env",
-               {"HOME=" + (folder / "home").string(), script.string(), "--host", "a b", "", "$x"});
+    return run("/usr/bin/env", {"HOME=" + (folder / "home").string(), "FERRIN_RELAY_PROGRAM=" + told.string(),
+                                script.string(), "--host", "a b", "", "$x"});
   }
 };
 
 TEST(ProxyScript, handsItsArgumentsToTheFirstRelayProgramThatIsThere) {
   const Machine machine;
-  tests::put(machine.packaged, "not executable");
+  putProgram(machine.spotlight,
+             "#!/bin/sh\n[ \"$*\" = \"kMDItemCFBundleIdentifier == 'com.ferrin.Relay'\" ] && echo '" +
+                 (machine.folder / "home/Desktop/My Relay.app").string() + "'\necho /another\n");
+  put(machine.packaged, "not executable");
   EXPECT_EQ(machine.start().output,
-            machine.script.string() + ": no ferrin-third-party-proxy found: install Ferrin Relay again\n");
+            machine.script.string() +
+                ": no ferrin-third-party-proxy found: install Ferrin Relay again\nwaits 30\n");
   EXPECT_EQ(machine.start().status, 127);
-  for (const auto& place : {machine.bundled, machine.packaged, machine.built}) {
-    tests::putProgram(place, "#!/bin/sh\nprintf '[%s]' \"$0\" \"$@\"; exit 9\n");
+  for (const auto& place :
+       {machine.dragged, machine.bundled, machine.packaged, machine.built, machine.told}) {
+    putProgram(place, "#!/bin/sh\nprintf '[%s]' \"$0\" \"$@\"; exit 9\n");
     const CommandResult result = machine.start();
     EXPECT_EQ(result.output, "[" + place.string() + "][--host][a b][][$x]");
     EXPECT_EQ(result.status, 9);
   }
 }
 
-TEST(ProxyResource, liesBesideTheProgramInABundleAndInAPrefix) {
+TEST(Resources, lieBesideTheProgramInABundleAndInAPrefix) {
   const tests::TemporaryFolder prefix;
   EXPECT_EQ(proxyResource(prefix / "bin/ferrin-relay"), "");
-  tests::put(prefix / "share/ferrin-relay/proxy.py", "");
-  EXPECT_EQ(proxyResource(prefix / "bin/ferrin-relay"), prefix / "share/ferrin-relay/proxy.py");
-  tests::put(prefix / "Resources/proxy.py", "");
-  EXPECT_EQ(proxyResource(prefix / "MacOS/ferrin-relay"), prefix / "Resources/proxy.py");
-  EXPECT_EQ(proxyResource(executablePath()), RELAY_SCRIPT);
+  for (const auto& [program, script, relay] :
+       {std::array{"bin/ferrin-relay", "share/ferrin-relay/proxy.py",
+                   "libexec/ferrin-relay/ferrin-third-party-proxy"},
+        std::array{"MacOS/Ferrin Relay", "Resources/proxy.py", "Helpers/ferrin-third-party-proxy"}}) {
+    put(prefix / script, "");
+    EXPECT_EQ(proxyResource(prefix / program), prefix / script);
+    EXPECT_EQ(relayProgram(prefix / script), "");
+    put(prefix / relay, "");
+    EXPECT_EQ(relayProgram(prefix / script), prefix / relay);
+  }
+  EXPECT_EQ(proxyResource(APPLICATION), RELAY_SCRIPT);
+  EXPECT_EQ(relayProgram(RELAY_SCRIPT), RELAY_PROGRAM);
 }
 
 }  // namespace
