@@ -30,6 +30,12 @@ target_compile_options(ferrin_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshad
   -Woverloaded-virtual -Wimplicit-fallthrough -Wcast-qual
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)  # GCC 12 sees overlaps in the standard library's own strings
 
+# What a distribution builds with, so that a packaged program is as hard to abuse as its neighbours.
+add_compile_options(-fstack-protector-strong $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+if(NOT APPLE)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()
+
 if(FERRIN_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)

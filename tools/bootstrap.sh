@@ -1,5 +1,5 @@
 # Sourced by ./run and ./test: finds out what is missing on this machine and installs it.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -8,12 +8,15 @@ build_packages=(
   libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libqt6svg6-dev libssl-dev
   libxcb1-dev nlohmann-json3-dev qt6-base-dev
 )
+package_packages=(dpkg-dev file)
 demo_packages=(curl iproute2 libnss-wrapper runit)
 bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux wrk)
 test_packages=(
   clang-format curl dbus libgtest-dev libnss-wrapper nodejs npm openssl procps python3 runit systemd util-linux
   at-spi2-core fonts-inter fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libgnustep-gui-dev
   openbox python3-gi trayer xdotool xvfb
+  "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
+  lintian man-db shellcheck
 )
 
 say() { printf '%s\n' "$*"; }
@@ -90,6 +93,14 @@ install_node_packages() {
   }
   cp "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json"
   rm -f "$log"
+}
+
+# application BUILD_TREE: the program in it.
+application() {
+  case "$(uname -s)" in
+    Darwin) printf '%s\n' "$1/Ferrin Relay.app/Contents/MacOS/Ferrin Relay" ;;
+    *) printf '%s\n' "$1/bin/ferrin-relay" ;;
+  esac
 }
 
 # build PRESET [CMAKE_OPTION...]: configures when needed and builds, showing the compiler's progress.

@@ -124,7 +124,7 @@ apply() {
 }
 
 start_relay_by_hand() {
-  "$tree/libexec/ferrin-relay/ferrin-third-party-proxy" --host 127.0.0.1 --port 0 --timeout 600 \
+  "$tree/Ferrin Relay.app/Contents/Helpers/ferrin-third-party-proxy" --host 127.0.0.1 --port 0 --timeout 600 \
     --upstream "$(cat "$secrets/openai-proxy-upstream.url")" \
     --api-key-file "$secrets/openai-proxy-upstream.token" >"$home/relay.out" 2>&1 &
   relay_pid=$!

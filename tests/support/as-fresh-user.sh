@@ -23,10 +23,10 @@ fi
 
 uid=$((200000 + $$))
 if [ -d /sys/fs/cgroup/systemd ]; then
-  groups=(/sys/fs/cgroup/systemd/user-$uid)
-  [ ! -d /sys/fs/cgroup/unified ] || groups+=(/sys/fs/cgroup/unified/user-$uid)
+  groups=("/sys/fs/cgroup/systemd/user-$uid")
+  [ ! -d /sys/fs/cgroup/unified ] || groups+=("/sys/fs/cgroup/unified/user-$uid")
 else
-  groups=(/sys/fs/cgroup/user-$uid)
+  groups=("/sys/fs/cgroup/user-$uid")
 fi
 folder=$(mktemp -d)
 made_booted_mark=

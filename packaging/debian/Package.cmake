@@ -1,0 +1,34 @@
+# The Debian package, made by ./run package.
+
+set(changes ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+add_custom_command(OUTPUT changelog.gz
+  COMMAND ${CMAKE_CURRENT_LIST_DIR}/changelog ${changes} ${FERRIN_MAINTAINER} changelog.gz
+  DEPENDS ${CMAKE_CURRENT_LIST_DIR}/changelog ${changes} VERBATIM)
+add_custom_target(ferrin_changelog ALL DEPENDS changelog.gz)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz debian/copyright DESTINATION share/doc/ferrin-relay)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME ferrin-relay)
+set(CPACK_PACKAGE_VENDOR "Ferrin Relay maintainers")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/package)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${FERRIN_MAINTAINER})
+set(CPACK_DEBIAN_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-cjk, qt6-wayland")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "gnome-shell-extension-appindicator, runit")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "private relay from the Ferrin agent to a model provider")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"Ferrin Relay keeps the address and key of a model provider in files that
+only their user can read, and runs a small relay on the user's own machine.
+The agent talks to the relay, which adds the key to each request on its way
+to the provider. The relay is a service of the user's, started at login by
+systemd's user manager or by runit.")
+include(CPack)

@@ -1,0 +1,175 @@
+"""Install, main job, upgrade, removal: as people do it, on a machine that is gone afterwards (own-machine.sh).
+
+Arguments: the tree of a release build, its version, and the relay program of the next one.
+"""
+
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.request
+
+tree, version, next_relay = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
+next_version = version + "+next"
+home = pathlib.Path("/home/somebody")
+secrets = home / ".ferrin/secrets"
+service = home / ".local/share/ferrin-relay/sv/com.ferrin.third-party-proxy"
+relay_log = home / ".ferrin/logs/third-party-proxy.log"
+MISSING = "no ferrin-third-party-proxy found: install Ferrin Relay again"
+
+
+def eventually(condition, seconds=15):
+    deadline = time.monotonic() + seconds
+    while not (result := condition()):
+        if time.monotonic() > deadline:
+            raise AssertionError(f"not within {seconds} s: {condition.__doc__ or condition}")
+        time.sleep(0.05)
+    return result
+
+
+def do(*command, **options):
+    """What the command prints; fails with it when the command does."""
+    done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{command} ended with {done.returncode}: {done.stdout}")
+    return done.stdout
+
+
+def apt(*arguments):
+    return do("apt-get", "-y", "-q", "--no-install-recommends", "-o", "APT::Sandbox::User=root",
+              *arguments, env=os.environ | {"DEBIAN_FRONTEND": "noninteractive"})
+
+
+def ask(path, body=None):
+    request = urllib.request.Request("http://127.0.0.1:8787" + path, body and json.dumps(body).encode(),
+                                     {"Content-Type": "application/json"})
+    with urllib.request.urlopen(request, timeout=10) as answer:
+        return json.load(answer)
+
+
+def running_version():
+    try:
+        return ask("/healthz")["version"]
+    except OSError:
+        return None
+
+
+def answer_through_relay(prompt):
+    return ask("/v1/responses", {"model": "m", "input": prompt})["output"][0]["content"][0]["text"]
+
+
+def relay_process():
+    return int((service / "supervise/pid").read_text() or 0)
+
+
+def relay_program():
+    return os.readlink(f"/proc/{relay_process()}/exe")
+
+
+def end_relay():
+    """The service manager starts it again."""
+    before = relay_process()
+    os.kill(before, 15)
+    eventually(lambda: relay_process() not in (0, before))
+
+
+def files():
+    """What is in the user's home, but for the log and the service manager's own state."""
+    kept = (file for file in home.rglob("*") if file.is_file() and "supervise" not in file.parts)
+    return {str(file): file.read_bytes() for file in kept if file != relay_log}
+
+
+def next_package(package, folder):
+    """The same package, with the relay and the number of the next version."""
+    do("dpkg-deb", "-R", package, folder / "next")
+    control = folder / "next/DEBIAN/control"
+    control.write_text(control.read_text().replace(f"\nVersion: {version}\n", f"\nVersion: {next_version}\n"))
+    shutil.copy(next_relay, folder / "next/usr/libexec/ferrin-relay/ferrin-third-party-proxy")
+    do("dpkg-deb", "-b", "--root-owner-group", "-Znone", folder / "next", folder / "next.deb")
+    return folder / "next.deb"
+
+
+class Life(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        passwd = pathlib.Path("/etc/passwd")
+        others = [line for line in passwd.read_text().splitlines() if not line.startswith("root:")]
+        passwd.write_text("\n".join([f"root:x:0:0::{home}:/bin/sh", *others, ""]))
+        os.environ["HOME"] = str(home)
+        os.environ.pop("XDG_RUNTIME_DIR", None)
+        secrets.mkdir(parents=True, mode=0o700)
+        (secrets / "openai-proxy-upstream.token").write_text("sk-of-the-provider\n")
+        cls.provider = subprocess.Popen(
+            [tree / "bin/ferrin-sample-provider", "--key-file", secrets / "openai-proxy-upstream.token",
+             "--prefix", "/v1", "--echo"], stdout=subprocess.PIPE, text=True)
+        cls.addClassCleanup(cls.provider.communicate)
+        cls.addClassCleanup(cls.provider.terminate)
+        cls.url = cls.provider.stdout.readline().split()[2].rstrip(",")
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        (secrets / "openai-proxy-upstream.url").write_text(self.url + "\n")
+
+    def apply(self, program):
+        self.assertEqual(do(program, "--apply-reference-config"), "reference configuration applied\n")
+        self.addCleanup(subprocess.run, ["sv", "-w", "7", "force-shutdown", service], stdout=subprocess.DEVNULL)
+        eventually(running_version)
+        self.assertEqual(answer_through_relay("word by word"), "word by word")
+
+    def test_a_package_through_its_whole_life(self):
+        package = next((tree / "package").glob("*.deb"))
+        apt("install", package)
+        self.assertIn("/man1/ferrin-relay.1", do("man", "-w", "ferrin-relay"))
+        self.apply("/usr/bin/ferrin-relay")
+        self.assertEqual(relay_program(), "/usr/libexec/ferrin-relay/ferrin-third-party-proxy")
+        before = files()
+
+        apt("install", next_package(package, self.folder))
+        self.assertEqual(running_version(), version)
+        end_relay()
+        eventually(lambda: running_version() == next_version)
+        self.assertEqual(answer_through_relay("upgraded"), "upgraded")
+        self.assertEqual(files(), before)
+
+        self.farewell("remove")
+        self.assertEqual(running_version(), next_version)
+        end_relay()
+        eventually(lambda: MISSING in relay_log.read_text())
+        self.assertEqual(files(), before)
+        apt("install", package)
+        end_relay()
+        eventually(lambda: running_version() == version)
+        self.farewell("purge")
+        self.assertEqual(running_version(), version)
+        self.assertEqual(files(), before)
+
+    def farewell(self, kind):
+        apt(kind, "ferrin-relay")
+        left = [file for file in pathlib.Path("/usr").glob("**/*ferrin*") if tree not in file.parents]
+        self.assertEqual(left, [])
+
+    def test_an_install_that_is_moved(self):
+        do("cmake", "--install", tree, "--prefix", self.folder / "first")
+        named = subprocess.run(["grep", "-rlF", self.folder, self.folder], stdout=subprocess.PIPE, check=False)
+        self.assertEqual(named.stdout, b"")
+        moved = self.folder / "it's moved"
+        (self.folder / "first").rename(moved)
+        self.apply(moved / "bin/ferrin-relay")
+        self.assertEqual(relay_program(), str(moved / "libexec/ferrin-relay/ferrin-third-party-proxy"))
+        again = self.folder / "again"
+        moved.rename(again)
+        end_relay()
+        eventually(lambda: MISSING in relay_log.read_text())
+        self.apply(again / "bin/ferrin-relay")
+        self.assertEqual(relay_program(), str(again / "libexec/ferrin-relay/ferrin-third-party-proxy"))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
