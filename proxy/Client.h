@@ -9,8 +9,13 @@
 namespace ferrin::proxy {
 
 struct Client {
-  explicit Client(boost::asio::ip::tcp::socket connected) : stream(std::move(connected)) {}
+  explicit Client(boost::asio::ip::tcp::socket connected);
 
+  /// Whether its program has closed the connection, or has it closed and its last bytes not yet read here.
+  bool hasGone();
+
+  boost::asio::ip::tcp::endpoint peer;
+  boost::asio::ip::tcp::endpoint local;
   PlainStream stream;
   Outbox outbox;
   std::string pending;  ///< came in and belongs to nobody yet: the next head, or the body behind this one

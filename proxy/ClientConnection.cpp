@@ -4,26 +4,11 @@
 
 #include "proxy/Guard.h"
 #include "proxy/Health.h"
-#include "proxy/PeerUser.h"
+#include "proxy/PeerSocket.h"
 
 namespace ferrin::proxy {
-namespace {
-
-using tcp = boost::asio::ip::tcp;
-
-tcp::endpoint endpointOf(const tcp::socket& socket, bool remote) {
-  boost::system::error_code gone;
-  return remote ? socket.remote_endpoint(gone) : socket.local_endpoint(gone);
-}
-
-}  // namespace
-
-ClientConnection::ClientConnection(Services& shared, tcp::socket connected)
-    : services(shared),
-      peer(endpointOf(connected, true)),
-      local(endpointOf(connected, false)),
-      client(std::move(connected)),
-      limit([this] { client.stream.socket().interrupt(); }) {}
+ClientConnection::ClientConnection(Services& shared, boost::asio::ip::tcp::socket connected)
+    : services(shared), client(std::move(connected)), limit([this] { client.stream.socket().interrupt(); }) {}
 
 void ClientConnection::stopIfIdle() {
   if (exchange == nullptr) client.stream.socket().interrupt();
@@ -112,7 +97,7 @@ std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
 
 /// Asked again after a no, which may have come from a question that could not be put.
 bool ClientConnection::isSomebodyElse() {
-  if (!ours) ours = !belongsToSomebodyElse(peer, local);
+  if (!ours) ours = !belongsToSomebodyElse(client.peer, client.local);
   return !ours;
 }
 

@@ -48,8 +48,6 @@ class ClientConnection
   bool closesAfter(const RequestHead& head) const;
 
   Services& services;
-  boost::asio::ip::tcp::endpoint peer;
-  boost::asio::ip::tcp::endpoint local;
   Client client;
   Deadline limit;
   bool ours = false;  ///< known to belong to this user

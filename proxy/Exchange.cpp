@@ -80,7 +80,7 @@ void Exchange::watchClient() {
 
 /// Something came from the client, or came some time ago and still waits unread.
 void Exchange::lookForClient() {
-  if (peerHasClosed(client.stream.socket().descriptor())) {
+  if (client.hasGone()) {
     clientHasGone();
   } else {
     recheck.start(services.limits.recheck);

@@ -1,4 +1,4 @@
-#include "proxy/PeerUser.h"
+#include "proxy/PeerSocket.h"
 
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 namespace ferrin::proxy {
 namespace {
@@ -58,22 +60,40 @@ Request questionAbout(const Endpoint& peer, const Endpoint& local) {
   return request;
 }
 
+/// The kernel's answer to `request`: its type, and what it carries. Nothing when there is none.
+struct Answer {
+  nlmsghdr header{};
+  inet_diag_msg socket{};
+  int error = 0;  ///< of an answer of the type NLMSG_ERROR
+};
+std::optional<Answer> ask(const Request& request) {
+  if (send(netlink(), &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request))
+    return std::nullopt;
+  alignas(nlmsghdr) std::array<char, 1024> bytes{};
+  Answer answer;
+  do {  // the kernel answers before send() returns; what was left unread of an earlier question is not ours
+    const ssize_t size = recv(netlink(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (size < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(nlmsgerr)))) return std::nullopt;
+    std::memcpy(&answer.header, bytes.data(), sizeof answer.header);
+  } while (answer.header.nlmsg_seq != request.header.nlmsg_seq);
+  std::memcpy(&answer.socket, bytes.data() + NLMSG_HDRLEN, sizeof answer.socket);
+  std::memcpy(&answer.error, bytes.data() + NLMSG_HDRLEN, sizeof answer.error);
+  return answer;
+}
+
 }  // namespace
 
 bool belongsToSomebodyElse(const Endpoint& peer, const Endpoint& local) {
-  const Request request = questionAbout(peer, local);
-  if (send(netlink(), &request, sizeof request, 0) != static_cast<ssize_t>(sizeof request)) return true;
-  alignas(nlmsghdr) std::array<char, 1024> answer{};
-  nlmsghdr header{};
-  do {  // the kernel answers before send() returns; what was left unread of an earlier question is not ours
-    const ssize_t size = recv(netlink(), answer.data(), answer.size(), MSG_DONTWAIT);
-    if (size < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg)))) return true;
-    std::memcpy(&header, answer.data(), sizeof header);
-  } while (header.nlmsg_seq != request.header.nlmsg_seq);
-  if (header.nlmsg_type != SOCK_DIAG_BY_FAMILY) return true;  // an error: no such connection any more
-  inet_diag_msg message{};
-  std::memcpy(&message, answer.data() + NLMSG_HDRLEN, sizeof message);
-  return message.idiag_uid != getuid();
+  const auto answer = ask(questionAbout(peer, local));
+  // Another type is an error: there is no such connection any more.
+  return !answer || answer->header.nlmsg_type != SOCK_DIAG_BY_FAMILY || answer->socket.idiag_uid != getuid();
+}
+
+bool isAbandoned(const Endpoint& peer, const Endpoint& local) {
+  const auto answer = ask(questionAbout(peer, local));
+  if (!answer) return false;
+  if (answer->header.nlmsg_type == NLMSG_ERROR) return answer->error == -ENOENT;
+  return answer->socket.idiag_inode == 0;  // what the kernel itself still sends off
 }
 
 }  // namespace ferrin::proxy
