@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/asio/post.hpp>
 #include <cstdio>
 #include <ctime>
 
@@ -71,7 +70,7 @@ void AccessLog::announce(std::string_view line) {
 }
 
 void AccessLog::add(std::string_view text) {
-  if (pending.empty()) boost::asio::post(loop, [this] { flush(); });
+  loop.soon(*this);
   pending.append(timestamp(std::chrono::system_clock::now())).append(" ").append(text).append("\n");
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 // The relay's log: one line per exchange and per trouble, on standard output.
 
-#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "proxy/EventLoop.h"
 #include "proxy/LogFile.h"
 
 namespace ferrin::proxy {
@@ -38,12 +38,10 @@ std::string formatted(const ExchangeRecord& record);
 std::string timestamp(std::chrono::system_clock::time_point when);
 
 /// Collects lines and writes them once in a turn of the event loop. What is left is written when it goes.
-class AccessLog {
+class AccessLog : private Job {
  public:
-  AccessLog(boost::asio::io_context& context, int descriptor) : loop(context), file(descriptor) {}
-  AccessLog(const AccessLog&) = delete;
-  AccessLog& operator=(const AccessLog&) = delete;
-  ~AccessLog() { flush(); }
+  AccessLog(EventLoop& home, int descriptor) : loop(home), file(descriptor) {}
+  ~AccessLog() override { flush(); }
 
   void exchange(const ExchangeRecord& record) { add(formatted(record)); }
   /// Something that is not an exchange.
@@ -54,8 +52,9 @@ class AccessLog {
  private:
   void add(std::string_view text);
   void flush();
+  void run() override { flush(); }
 
-  boost::asio::io_context& loop;
+  EventLoop& loop;
   LogFile file;
   std::string pending;
 };

@@ -1,11 +1,15 @@
 #include "proxy/AddressRace.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
-namespace ferrin::proxy {
+#include "proxy/NonBlocking.h"
 
-using tcp = boost::asio::ip::tcp;
+namespace ferrin::proxy {
 
 Endpoints interleaved(const Endpoints& resolved) {
   if (resolved.empty()) return {};
@@ -22,59 +26,86 @@ Endpoints interleaved(const Endpoints& resolved) {
   return mixed;
 }
 
-AddressRace::AddressRace(boost::asio::io_context& context, TimeLimits& timeLimits, Endpoints inOrder)
-    : loop(context),
-      limits(timeLimits),
-      endpoints(std::move(inOrder)),
-      next([this] { startNext(); }),
-      self(std::make_shared<AddressRace*>(this)) {}
+/// One address.
+class AddressRace::Attempt : private Watched, private Job {
+ public:
+  Attempt(AddressRace& owner, const Endpoints::value_type& to)
+      : Watched(owner.loop), endpoint(to), race(owner) {}
 
-AddressRace::~AddressRace() { *self = nullptr; }
+  void start() {
+    socket = nonBlockingSocket(endpoint.protocol().family());
+    const bool connected =
+        socket && connect(socket.get(), endpoint.data(), static_cast<socklen_t>(endpoint.size())) == 0;
+    if (!connected && errno != EINPROGRESS) {
+      failure = errno;
+      loop.soon(*this);
+    } else {
+      loop.watch(socket.get(), *this);
+    }
+  }
 
-Task<std::optional<tcp::socket>> AddressRace::run() {
+  const Endpoints::value_type endpoint;
+  Descriptor socket;
+
+ private:
+  void noted(const Change& change) override { writable = writable || change.writable; }
+  void goOnReading() override {}
+  void goOnWriting() override {
+    if (!std::exchange(writable, false)) return;
+    socklen_t size = sizeof failure;
+    if (getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0) failure = errno;
+    run();
+  }
+  void run() override { race.attempted(*this, failure); }
+
+  AddressRace& race;
+  int failure = 0;
+  bool writable = false;
+};
+
+AddressRace::AddressRace(EventLoop& home, TimeLimits& timeLimits, Endpoints inOrder)
+    : loop(home), limits(timeLimits), endpoints(std::move(inOrder)), next([this] { startNext(); }) {}
+
+AddressRace::~AddressRace() = default;
+
+Task<Descriptor> AddressRace::run() {
   startNext();
   if (!over) co_await finished.wait();
-  if (!winner) co_return std::nullopt;
-  co_return std::move(*sockets.at(*winner));
+  co_return std::move(winner);
 }
-
-void AddressRace::cancel() { finish(); }
 
 void AddressRace::startNext() {
   if (over) return;
-  if (sockets.size() == endpoints.size()) {
+  if (attempts.size() == endpoints.size()) {
     if (running == 0) finish();
     return;
   }
-  const std::size_t index = sockets.size();
-  sockets.push_back(std::make_unique<tcp::socket>(loop));
   ++running;
-  sockets.back()->async_connect(endpoints[index],
-                                [held = self, index](const boost::system::error_code& error) {
-                                  if (*held != nullptr) (*held)->attempted(index, error);
-                                });
-  if (sockets.size() < endpoints.size()) next.start(limits.nextAddress);
+  attempts.push_back(std::make_unique<Attempt>(*this, endpoints[attempts.size()]));
+  attempts.back()->start();
+  if (attempts.size() < endpoints.size()) next.start(limits.nextAddress);
 }
 
-void AddressRace::attempted(std::size_t index, const boost::system::error_code& error) {
+/// `error` is 0 for a connection. Its end may be this object's.
+void AddressRace::attempted(Attempt& attempt, int error) {
   if (over) return;
   --running;
-  if (!error) {
-    winner = index;
+  if (error == 0) {
+    winner = std::move(attempt.socket);
     finish();
     return;
   }
-  if (firstProblem.empty()) firstProblem = endpoints[index].address().to_string() + ": " + error.message();
+  if (firstProblem.empty()) {
+    firstProblem = attempt.endpoint.address().to_string() + ": " + std::generic_category().message(error);
+  }
+  attempt.socket.close();
   startNext();
 }
 
 void AddressRace::finish() {
   if (std::exchange(over, true)) return;
   next.stop();
-  for (std::size_t index = 0; index < sockets.size(); ++index) {
-    boost::system::error_code ignored;
-    if (index != winner) sockets[index]->close(ignored);
-  }
+  for (const auto& attempt : attempts) attempt->socket.close();
   finished.announce();
 }
 

@@ -1,22 +1,30 @@
 #include "proxy/Client.h"
 
+#include <sys/socket.h>
+
 #include "proxy/PeerSocket.h"
 
 namespace ferrin::proxy {
 namespace {
 
-using tcp = boost::asio::ip::tcp;
+using Endpoint = boost::asio::ip::tcp::endpoint;
 
-tcp::endpoint endpointOf(const tcp::socket& socket, bool remote) {
-  boost::system::error_code gone;
-  return remote ? socket.remote_endpoint(gone) : socket.local_endpoint(gone);
+/// What getsockname(2) or getpeername(2) tells; nothing of a connection that has gone already.
+template <typename Ask>
+Endpoint endpointOf(const Descriptor& socket, Ask ask) {
+  Endpoint endpoint;
+  auto size = static_cast<socklen_t>(endpoint.capacity());
+  if (ask(socket.get(), endpoint.data(), &size) == 0) endpoint.resize(size);
+  return endpoint;
 }
 
 }  // namespace
 
-Client::Client(tcp::socket connected)
-    : peer(endpointOf(connected, true)), local(endpointOf(connected, false)), stream(std::move(connected)) {}
+Client::Client(EventLoop& loop, Descriptor connected)
+    : peer(endpointOf(connected, getpeername)),
+      local(endpointOf(connected, getsockname)),
+      stream(loop, std::move(connected)) {}
 
-bool Client::hasGone() { return peerHasClosed(stream.socket().descriptor()) || isAbandoned(peer, local); }
+bool Client::hasGone() { return stream.socket().hungUp() || isAbandoned(peer, local); }
 
 }  // namespace ferrin::proxy

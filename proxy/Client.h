@@ -9,7 +9,7 @@
 namespace ferrin::proxy {
 
 struct Client {
-  explicit Client(boost::asio::ip::tcp::socket connected);
+  Client(EventLoop& loop, Descriptor connected);
 
   /// Whether its program has closed the connection, or has it closed and its last bytes not yet read here.
   bool hasGone();

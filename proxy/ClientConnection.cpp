@@ -7,8 +7,10 @@
 #include "proxy/PeerSocket.h"
 
 namespace ferrin::proxy {
-ClientConnection::ClientConnection(Services& shared, boost::asio::ip::tcp::socket connected)
-    : services(shared), client(std::move(connected)), limit([this] { client.stream.socket().interrupt(); }) {}
+ClientConnection::ClientConnection(Services& shared, Descriptor connected)
+    : services(shared),
+      client(shared.loop, std::move(connected)),
+      limit([this] { client.stream.socket().interrupt(); }) {}
 
 void ClientConnection::stopIfIdle() {
   if (exchange == nullptr) client.stream.socket().interrupt();

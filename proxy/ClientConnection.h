@@ -1,7 +1,6 @@
 #pragma once
 // A client's connection from its first byte to its last: request after request.
 
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/intrusive/list.hpp>
 #include <optional>
 #include <string>
@@ -17,7 +16,7 @@ namespace ferrin::proxy {
 class ClientConnection
     : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
  public:
-  ClientConnection(Services& shared, boost::asio::ip::tcp::socket connected);
+  ClientConnection(Services& shared, Descriptor connected);
   ClientConnection(const ClientConnection&) = delete;
   ClientConnection& operator=(const ClientConnection&) = delete;
 

@@ -6,7 +6,6 @@
 #include "proxy/AddressRace.h"
 
 namespace ferrin::proxy {
-using tcp = boost::asio::ip::tcp;
 
 Task<Connected> Connector::open() {
   Deadline limit([this] {
@@ -19,12 +18,12 @@ Task<Connected> Connector::open() {
   if (!endpoints.empty() && !cancelled) {
     AddressRace addresses(loop, limits, interleaved(endpoints));
     race = &addresses;
-    auto socket = co_await addresses.run();
+    Descriptor socket = co_await addresses.run();
     race = nullptr;
     result.problem = addresses.problem();
     if (socket) {
       limit.start(limits.connect);
-      result = co_await secure(std::move(*socket));
+      result = co_await secure(std::move(socket));
     }
   }
   if (cancelled) result.stream.reset();
@@ -56,15 +55,15 @@ Task<Endpoints> Connector::resolve(std::string& problem) {
   co_return std::move(found.endpoints);
 }
 
-Task<Connected> Connector::secure(tcp::socket socket) {
+Task<Connected> Connector::secure(Descriptor socket) {
   Connected result;
-  if (!upstream.secure) {
-    result.stream = std::make_unique<PlainStream>(std::move(socket));
-    co_return result;
-  }
   try {
+    if (!upstream.secure) {
+      result.stream = std::make_unique<PlainStream>(loop, std::move(socket));
+      co_return result;
+    }
     co_await tls.ready();
-    auto stream = std::make_unique<TlsStream>(std::move(socket), tls, upstream.host);
+    auto stream = std::make_unique<TlsStream>(loop, std::move(socket), tls, upstream.host);
     handshaking = &stream->socket();
     if (!cancelled) result.problem = co_await stream->handshake();
     handshaking = nullptr;

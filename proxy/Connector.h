@@ -2,8 +2,6 @@
 // New connections to the upstream: the name is looked up each time, its addresses are raced, TLS is agreed
 // on.
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <memory>
 #include <string>
 
@@ -27,9 +25,9 @@ struct Connected {
 /// event loop; it may resume the coroutine that awaits open(). The object stays until open() is done.
 class Connector {
  public:
-  Connector(boost::asio::io_context& context, TimeLimits& timeLimits, NameLookups& lookups,
-            TlsContext& tlsContext, const UpstreamURL& url)
-      : loop(context), limits(timeLimits), names(lookups), tls(tlsContext), upstream(url) {}
+  Connector(EventLoop& home, TimeLimits& timeLimits, NameLookups& lookups, TlsContext& tlsContext,
+            const UpstreamURL& url)
+      : loop(home), limits(timeLimits), names(lookups), tls(tlsContext), upstream(url) {}
   Connector(const Connector&) = delete;
   Connector& operator=(const Connector&) = delete;
 
@@ -38,9 +36,9 @@ class Connector {
 
  private:
   Task<Endpoints> resolve(std::string& problem);
-  Task<Connected> secure(boost::asio::ip::tcp::socket socket);
+  Task<Connected> secure(Descriptor socket);
 
-  boost::asio::io_context& loop;
+  EventLoop& loop;
   TimeLimits& limits;
   NameLookups& names;
   TlsContext& tls;

@@ -1,13 +1,11 @@
 #pragma once
-// Time limits. All waits of one kind last equally long, so each kind is a list in order of expiry, and one
-// timer serves them all: starting, renewing and stopping a limit cost a few pointer writes and no system
-// call.
+// Time limits. All waits of one kind last equally long, so each kind is a list in order of expiry: starting,
+// renewing and stopping a limit cost a few pointer writes and no system call.
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/intrusive/list.hpp>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace ferrin::proxy {
@@ -39,27 +37,23 @@ class Deadline
   Clock::time_point due;
 };
 
-/// The one timer. It is armed for the earliest limit of all lists, and not at all when there is none.
+/// All limits, and the time as it was when this turn of the event loop began, which they count from.
 class Deadlines {
  public:
-  explicit Deadlines(boost::asio::io_context& context) : timer(context) {}
-
-  /// Disarms the timer if nothing is waited for. Called when the last connection has gone.
-  void settle();
-  /// For good: nothing calls back any more.
-  void stop() { timer.cancel(); }
+  Clock::time_point now() const { return current; }
+  /// A turn begins.
+  void advance() { current = Clock::now(); }
+  /// How long nothing expires, rounded up; without a value when nothing ever does.
+  std::optional<std::chrono::milliseconds> untilNext() const;
+  /// Calls back all that have run their length.
+  void expireDue();
 
  private:
   friend class Deadline;
   friend class DeadlineList;
   using Entries = boost::intrusive::list<Deadline, boost::intrusive::constant_time_size<false>>;
 
-  void armFor(Clock::time_point due);
-  void armForEarliest();
-  void expireDue();
-
-  boost::asio::steady_timer timer;
-  Clock::time_point armedFor = Clock::time_point::max();
+  Clock::time_point current = Clock::now();
   std::vector<DeadlineList*> lists;
 };
 

@@ -23,16 +23,13 @@ std::string chunkHead(std::size_t size) {
   return std::string(digits.data(), end) + "\r\n";
 }
 
-std::chrono::milliseconds since(Clock::time_point start) {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-}
-
 }  // namespace
 
 Exchange::Exchange(Services& shared, Client& from, const RequestHead& head, std::string_view target,
                    std::string_view key)
     : services(shared),
       client(from),
+      started(shared.loop.deadlines().now()),
       headRequest(head.method == "HEAD"),
       clientVersion(head.version),
       clientKeeps(head.version == 11 && !head.connectionHas("close")),
@@ -61,6 +58,10 @@ Task<AfterAnswer> Exchange::run() {
   if (begun) co_await forwardBody();
   co_await stopFeeding();
   co_return co_await finish();
+}
+
+std::chrono::milliseconds Exchange::elapsed() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(services.loop.deadlines().now() - started);
 }
 
 /// Ends everything that the exchange waits for. Connecting comes last, as it may end the exchange at once.
@@ -254,7 +255,7 @@ bool Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
   upstreamKeeps = head.version == 11 && !head.connectionHas("close") && !webSocket;
   closeAfter = !clientKeeps || services.stopping;
   recorded.status = head.status;
-  recorded.first = since(started);
+  recorded.first = elapsed();
   services.head.clear();
   appendClientHead(services.head, head, form, closeAfter);
   return forward(rest, services.head);
@@ -264,7 +265,7 @@ bool Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
   tunnel = true;
   closeAfter = true;
   recorded.status = head.status;
-  recorded.first = since(started);
+  recorded.first = elapsed();
   answerBody = BodyFraming::tunnel();
   requestBody = BodyFraming::tunnel();
   services.head.clear();
@@ -353,7 +354,7 @@ Task<AfterAnswer> Exchange::finish() {
   silence.stop();
   recorded.bytesIn = requestBody.contentBytes();
   recorded.bytesOut = answerBody ? answerBody->contentBytes() : 0;
-  recorded.total = since(started);
+  recorded.total = elapsed();
   co_return after;
 }
 
@@ -371,7 +372,7 @@ Task<AfterAnswer> Exchange::answerFailure() {
   const bool close = !clientKeeps || !requestBody.complete() || services.stopping;
   recorded.ending = Ending::refused;
   recorded.status = statusOf(*failure->error);
-  recorded.first = since(started);
+  recorded.first = elapsed();
   silence.start(services.limits.silence);
   const std::string answer = relayAnswer(*failure->error, close, headRequest);
   bool sent = client.outbox.send(client.stream, {answer});

@@ -50,6 +50,7 @@ class Exchange {
     std::string cause;
   };
 
+  std::chrono::milliseconds elapsed() const;
   void fail(std::optional<RelayError> error, std::string cause);
   void clientHasGone() { fail(std::nullopt, ""); }
 
@@ -82,7 +83,7 @@ class Exchange {
   Services& services;
   Client& client;
   ExchangeRecord recorded;
-  Clock::time_point started = Clock::now();
+  Clock::time_point started;
 
   bool headRequest;
   int clientVersion;

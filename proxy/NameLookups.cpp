@@ -2,7 +2,6 @@
 
 #include <netdb.h>
 
-#include <boost/asio/post.hpp>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
@@ -64,19 +63,18 @@ struct NameLookups::Lookup {
 /// Where the threads bring their answers, as long as anybody is there.
 struct NameLookups::Home {
   std::mutex mutex;
-  boost::asio::io_context* loop;
+  EventLoop* loop;
 
   void bring(std::shared_ptr<Lookup> lookup, Found found) {
     const std::lock_guard lock(mutex);
     if (loop == nullptr) return;
-    boost::asio::post(*loop,
-                      [lookup = std::move(lookup), found = std::move(found)] { lookup->finish(found); });
+    loop->post([lookup = std::move(lookup), found = std::move(found)] { lookup->finish(found); });
   }
 };
 
-NameLookups::NameLookups(boost::asio::io_context& context, std::function<Found()> asked)
+NameLookups::NameLookups(EventLoop& loop, std::function<Found()> asked)
     : ask(std::move(asked)), home(std::make_shared<Home>()) {
-  home->loop = &context;
+  home->loop = &loop;
 }
 
 NameLookups::~NameLookups() {

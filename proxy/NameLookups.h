@@ -3,7 +3,6 @@
 // take many seconds, so it runs in a thread that nobody has to wait for: no client that leaves, no later
 // request, not the end of the process.
 
-#include <boost/asio/io_context.hpp>
 #include <boost/intrusive/list.hpp>
 #include <cstdint>
 #include <functional>
@@ -27,7 +26,7 @@ Found lookUp(const std::string& host, std::uint16_t port);
 class NameLookups {
  public:
   /// `ask` is called in other threads, and may still be running in one when this object has gone.
-  NameLookups(boost::asio::io_context& context, std::function<Found()> ask);
+  NameLookups(EventLoop& loop, std::function<Found()> ask);
   NameLookups(const NameLookups&) = delete;
   NameLookups& operator=(const NameLookups&) = delete;
   ~NameLookups();

@@ -3,15 +3,15 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
 #include <stdexcept>
+#include <system_error>
 
 #include "proxy/PortHolder.h"
 
 namespace ferrin::proxy {
 namespace {
 
-namespace asio = boost::asio;
+namespace ip = boost::asio::ip;
 
 /// Beyond the limit, so many connections at once are told so; others are just closed.
 constexpr std::size_t maxTurnedAway = 64;
@@ -25,7 +25,7 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-std::string authority(const asio::ip::tcp::endpoint& endpoint) {
+std::string authority(const ip::tcp::endpoint& endpoint) {
   const std::string address = endpoint.address().to_string();
   return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(endpoint.port());
 }
@@ -34,56 +34,48 @@ std::string authority(const asio::ip::tcp::endpoint& endpoint) {
 
 Server::Server(Services& shared)
     : services(shared),
-      acceptor(shared.loop),
-      signals(shared.loop, SIGTERM, SIGINT),
+      signals(shared.loop, [this] { signalled(); }),
       drain([this] { abandonAll(); }),
-      acceptAgain([this] { acceptNext(); }) {}
+      acceptAgain([this] { listener->again(); }) {}
 
 void Server::start() {
   raiseDescriptorLimit();
   listen();
-  services.port = acceptor.local_endpoint().port();
-  services.log.announce("listening on http://" + authority(acceptor.local_endpoint()) +
-                        "/v1, forwarding to " + services.options.upstream.text);
+  const auto endpoint = listener->endpoint();
+  services.port = endpoint.port();
+  services.log.announce("listening on http://" + authority(endpoint) + "/v1, forwarding to " +
+                        services.options.upstream.text);
   if (services.options.upstream.secure) services.tls.load();
-  awaitSignal();
-  acceptNext();
 }
 
 void Server::listen() {
-  const tcp::endpoint endpoint(asio::ip::make_address(services.options.host), services.options.port);
-  boost::system::error_code error;
-  acceptor.open(endpoint.protocol());
-  acceptor.set_option(tcp::acceptor::reuse_address(true));
-  acceptor.bind(endpoint, error);
-  if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
-  if (!error) return;
-  const std::string holder = holderOfPort(endpoint.port());
-  throw std::runtime_error("port " + std::to_string(endpoint.port()) + ": " + error.message() +
-                           (holder.empty() ? "" : ", by " + holder));
-}
-
-void Server::acceptNext() {
-  acceptor.async_accept([this](const boost::system::error_code& error, tcp::socket socket) {
-    if (!services.stopping) accepted(error, std::move(socket));
-  });
-}
-
-void Server::accepted(const boost::system::error_code& error, tcp::socket socket) {
-  if (error) {
-    if (!shortOfDescriptors)
-      services.log.note("can't accept connections: " + error.message() + "; trying on");
-    shortOfDescriptors = true;
-    acceptAgain.start(services.limits.recheck);
-    return;
+  const ip::tcp::endpoint endpoint(ip::make_address(services.options.host), services.options.port);
+  try {
+    listener.emplace(
+        services.loop, endpoint, [this](Descriptor socket) { accepted(std::move(socket)); },
+        [this](int error) { notAccepted(error); });
+  } catch (const std::system_error& error) {
+    const std::string holder = holderOfPort(endpoint.port());
+    throw std::runtime_error("port " + std::to_string(endpoint.port()) + ": " + error.code().message() +
+                             (holder.empty() ? "" : ", by " + holder));
   }
+}
+
+void Server::accepted(Descriptor socket) {
   if (shortOfDescriptors) services.log.note("accepting connections again");
   shortOfDescriptors = false;
   if (services.connections < maxConnections + maxTurnedAway) run(std::move(socket));
-  acceptNext();
 }
 
-Detached Server::run(tcp::socket socket) {
+void Server::notAccepted(int error) {
+  if (!shortOfDescriptors) {
+    services.log.note("can't accept connections: " + std::generic_category().message(error) + "; trying on");
+  }
+  shortOfDescriptors = true;
+  acceptAgain.start(services.limits.recheck);
+}
+
+Detached Server::run(Descriptor socket) {
   ++services.connections;
   try {
     ClientConnection connection(services, std::move(socket));
@@ -100,25 +92,20 @@ Detached Server::run(tcp::socket socket) {
   connectionEnded();
 }
 
-void Server::awaitSignal() {
-  signals.async_wait([this](const boost::system::error_code& error, int) {
-    if (error) return;
-    awaitSignal();
-    if (services.stopping) {
-      abandonAll();
-    } else {
-      stop();
-    }
-  });
+void Server::signalled() {
+  if (services.stopping) {
+    abandonAll();
+  } else {
+    stop();
+  }
 }
 
 /// Lets requests that are under way end, for as long as there is time.
 void Server::stop() {
   services.stopping = true;
   services.log.note("stopping");
-  boost::system::error_code ignored;
-  acceptor.close(ignored);
   acceptAgain.stop();
+  listener.reset();
   drain.start(services.limits.drain);
   for (ClientConnection& connection : connections) connection.stopIfIdle();
   connectionEnded();
@@ -132,13 +119,7 @@ void Server::abandonAll() {
 }
 
 void Server::connectionEnded() {
-  if (services.connections != 0) return;
-  services.deadlines.settle();
-  if (!services.stopping) return;
-  drain.stop();
-  services.pool.clear();
-  services.deadlines.stop();
-  signals.cancel();
+  if (services.connections == 0 && services.stopping) services.loop.stop();
 }
 
 }  // namespace ferrin::proxy

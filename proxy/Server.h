@@ -1,12 +1,13 @@
 #pragma once
 // The listening socket and the life of the whole relay.
 
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <boost/intrusive/list.hpp>
+#include <optional>
 
 #include "proxy/ClientConnection.h"
+#include "proxy/Listener.h"
 #include "proxy/Services.h"
+#include "proxy/Signals.h"
 #include "proxy/Task.h"
 
 namespace ferrin::proxy {
@@ -22,21 +23,20 @@ class Server {
   void start();
 
  private:
-  using tcp = boost::asio::ip::tcp;
   using Connections = boost::intrusive::list<ClientConnection, boost::intrusive::constant_time_size<false>>;
 
   void listen();
-  void acceptNext();
-  void accepted(const boost::system::error_code& error, tcp::socket socket);
-  Detached run(tcp::socket socket);
-  void awaitSignal();
+  void accepted(Descriptor socket);
+  void notAccepted(int error);
+  Detached run(Descriptor socket);
+  void signalled();
   void stop();
   void abandonAll();
   void connectionEnded();
 
   Services& services;
-  tcp::acceptor acceptor;
-  boost::asio::signal_set signals;
+  std::optional<Listener> listener;
+  Signals signals;
   Connections connections;
   Deadline drain;
   Deadline acceptAgain;

@@ -2,7 +2,6 @@
 // What all connections of one relay share. Everything runs on the event loop's one thread.
 
 #include <array>
-#include <boost/asio/io_context.hpp>
 #include <cstddef>
 #include <string>
 
@@ -18,24 +17,21 @@
 namespace ferrin::proxy {
 
 struct Services {
-  Services(boost::asio::io_context& context, const Options& given, int logDescriptor,
-           const TimeLengths& lengths = {})
-      : loop(context),
+  Services(EventLoop& home, const Options& given, int logDescriptor, const TimeLengths& lengths = {})
+      : loop(home),
         options(given),
-        log(context, logDescriptor),
-        deadlines(context),
-        limits(deadlines, given.timeout, lengths),
+        log(home, logDescriptor),
+        limits(home.deadlines(), given.timeout, lengths),
         key(given.apiKeyFile),
-        names(context, [url = given.upstream] { return lookUp(url.host, url.port); }),
-        tls(context),
+        names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
+        tls(home),
         pool(limits) {}
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
 
-  boost::asio::io_context& loop;
+  EventLoop& loop;
   const Options& options;
   AccessLog log;
-  Deadlines deadlines;
   TimeLimits limits;
   KeyFile key;
   NameLookups names;

@@ -1,92 +1,104 @@
 #include "proxy/Socket.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <utility>
 
 namespace ferrin::proxy {
 
-namespace asio = boost::asio;
-using tcp = asio::ip::tcp;
-
-Socket::Socket(tcp::socket connected) : socket(std::move(connected)) {
-  boost::system::error_code ignored;  // a socket that is already dead shows that at its first read
-  socket.non_blocking(true, ignored);
-  socket.set_option(tcp::no_delay(true), ignored);
+Socket::Socket(EventLoop& home, Descriptor connected) : Watched(home), socket(std::move(connected)) {
+  const int on = 1;
+  setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  loop.watch(socket.get(), *this);
 }
 
-Socket::~Socket() {
-  state->owner = nullptr;
-  boost::system::error_code ignored;
-  socket.close(ignored);
-}
-
-void Socket::watch(std::function<void()> stirred) {
-  Side& side = state->read;
-  side.watcher = std::move(stirred);
-  if (std::exchange(side.fired, false)) {
-    asio::post(socket.get_executor(), [held = state] {
-      if (held->owner != nullptr) held->owner->ready(Direction::read);
-    });
-  } else {
-    arm(Direction::read);
+ssize_t Socket::receive(std::span<char> into) {
+  if (!read.ready) {
+    errno = EAGAIN;
+    return -1;
   }
+  ssize_t count = 0;
+  do count = recv(socket.get(), into.data(), into.size(), 0);
+  while (count < 0 && errno == EINTR);
+  // A short read has taken all that there was, but not the end of the stream behind it.
+  const bool drained =
+      count < 0 ? errno == EAGAIN : count > 0 && static_cast<std::size_t>(count) < into.size();
+  if (drained) read.ready = ended;
+  return count;
 }
 
-void Socket::unwatch() { state->read.watcher = nullptr; }
+ssize_t Socket::transmit(std::span<iovec> pieces) {
+  msghdr message{};
+  message.msg_iov = pieces.data();
+  message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(pieces.size());
+  ssize_t count = 0;
+  do count = sendmsg(socket.get(), &message, MSG_NOSIGNAL);
+  while (count < 0 && errno == EINTR);
+  std::size_t size = 0;
+  for (const iovec& piece : pieces) size += piece.iov_len;
+  if (count < 0 ? errno == EAGAIN : static_cast<std::size_t>(count) < size) write.ready = false;
+  return count;
+}
+
+void Socket::watch(std::function<void()> told) {
+  watcher = std::move(told);
+  stirred = read.ready;
+  if (stirred) loop.soon(*this);
+}
 
 void Socket::interrupt() {
-  for (Side* side : {&state->read, &state->write}) side->interrupting = side->waiter != nullptr;
-  boost::system::error_code ignored;
-  socket.cancel(ignored);
+  for (Side* side : {&read, &write}) side->interrupting = side->waiter != nullptr;
+  loop.soon(*this);
 }
 
-void Socket::shutdownSending() {
-  boost::system::error_code ignored;
-  socket.shutdown(tcp::socket::shutdown_send, ignored);
-}
+void Socket::shutdownSending() { shutdown(socket.get(), SHUT_WR); }
 
 void Socket::reset() {
-  boost::system::error_code ignored;
-  socket.set_option(asio::socket_base::linger(true, 0), ignored);
-  socket.close(ignored);
+  const linger abort{1, 0};
+  setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  socket.close();
 }
 
-void Socket::arm(Direction direction) {
-  Side& waiting = side(direction);
-  if (waiting.armed) return;
-  waiting.armed = true;
-  const auto kind = direction == Direction::read ? tcp::socket::wait_read : tcp::socket::wait_write;
-  socket.async_wait(kind, [held = state, direction, &waiting](const boost::system::error_code& error) {
-    waiting.armed = false;
-    if (held->owner == nullptr) return;
-    if (error == asio::error::operation_aborted) {
-      held->owner->aborted(direction);
-    } else {
-      held->owner->ready(direction);
-    }
-  });
+void Socket::Side::resume() {
+  interrupted = std::exchange(interrupting, false);
+  yielding = false;
+  std::exchange(waiter, nullptr).resume();
 }
 
-void Socket::ready(Direction direction) {
-  Side& waiting = side(direction);
-  if (waiting.waiter) {
-    waiting.interrupted = std::exchange(waiting.interrupting, false);
-    std::exchange(waiting.waiter, nullptr).resume();
-    return;
+void Socket::noted(const Change& change) {
+  ended = ended || change.hungUp;
+  read.ready = read.ready || change.readable;
+  write.ready = write.ready || change.writable;
+  stirred = stirred || change.readable;
+}
+
+void Socket::goOnReading() {
+  if (!std::exchange(stirred, false)) return;
+  if (read.waiter) {
+    read.resume();
+  } else if (const auto told = watcher) {  // a copy: it may end this socket, and with it itself
+    told();
   }
-  if (const auto watcher = std::exchange(waiting.watcher, nullptr)) {
-    watcher();
+}
+
+void Socket::goOnWriting() {
+  if (write.waiter && write.ready) write.resume();
+}
+
+/// Wakes who was interrupted or has let others go first; one in a turn, as that may be the end of this
+/// socket.
+void Socket::run() {
+  const bool reading = read.waiter && (read.interrupting || read.yielding);
+  if (reading && write.interrupting) loop.soon(*this);
+  if (reading) {
+    read.resume();
+  } else if (write.waiter && write.interrupting) {
+    write.resume();
   } else {
-    waiting.fired = true;
-  }
-}
-
-/// A wait that was cancelled: its waiter goes on, but one that came later, and a watch, still want to know.
-void Socket::aborted(Direction direction) {
-  Side& waiting = side(direction);
-  if (waiting.waiter && waiting.interrupting) {
-    ready(direction);
-  } else if (waiting.waiter || waiting.watcher) {
-    arm(direction);
+    goOnReading();
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <openssl/crypto.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 #include <array>
 #include <cerrno>
@@ -22,12 +21,14 @@ IoResult failure(int error) {
 }  // namespace
 
 Task<IoResult> readSome(Stream& stream, std::span<char> into) {
-  for (;;) {
+  Wake wake = Wake::ready;
+  if (stream.hasMore()) wake = co_await stream.socket().nextTurn();
+  while (wake == Wake::ready) {
     IoResult result = stream.read(into);
     if (result.status != IoStatus::blocked) co_return result;
-    const Wake wake = co_await stream.readable();
-    if (wake == Wake::interrupted) co_return IoResult{IoStatus::interrupted};
+    wake = co_await stream.socket().readable();
   }
+  co_return IoResult{IoStatus::interrupted};
 }
 
 bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces) {
@@ -54,7 +55,7 @@ bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces
 Task<bool> Outbox::flush(Stream& stream, Deadline& silence) {
   std::size_t offset = 0;
   while (offset < kept.size()) {
-    const Wake wake = co_await stream.writable();
+    const Wake wake = co_await stream.socket().writable();
     if (wake == Wake::interrupted) co_return false;
     const std::string_view rest = std::string_view(kept).substr(offset);
     IoResult result = stream.write(std::span(&rest, 1));
@@ -75,39 +76,22 @@ void Outbox::wipe() {
 }
 
 IoResult PlainStream::read(std::span<char> into) {
-  if (!std::exchange(ready, false)) return {IoStatus::blocked};
-  for (;;) {
-    const ssize_t count = recv(connection.descriptor(), into.data(), into.size(), 0);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return failure(errno);
-    if (count == 0) return {IoStatus::end};
-    return {IoStatus::moved, static_cast<std::size_t>(count)};
-  }
+  const ssize_t count = connection.receive(into);
+  more = count == static_cast<ssize_t>(into.size());
+  if (count < 0) return failure(errno);
+  if (count == 0) return {IoStatus::end};
+  return {IoStatus::moved, static_cast<std::size_t>(count)};
 }
 
 IoResult PlainStream::write(std::span<const std::string_view> pieces) {
   std::array<iovec, maxPieces> vectors{};
   std::size_t count = 0;
   for (std::string_view piece : pieces.first(std::min(pieces.size(), maxPieces))) {
-    vectors.at(count++) = {const_cast<char*>(piece.data()), piece.size()};
+    if (!piece.empty()) vectors.at(count++) = {const_cast<char*>(piece.data()), piece.size()};
   }
-  msghdr message{};
-  message.msg_iov = vectors.data();
-  message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
-  for (;;) {
-    const ssize_t sent = sendmsg(connection.descriptor(), &message, MSG_NOSIGNAL);
-    if (sent >= 0) return {IoStatus::moved, static_cast<std::size_t>(sent)};
-    if (errno != EINTR) return failure(errno);
-  }
+  const ssize_t sent = connection.transmit(std::span(vectors).first(count));
+  return sent < 0 ? failure(errno) : IoResult{IoStatus::moved, static_cast<std::size_t>(sent)};
 }
-
-Task<Wake> PlainStream::readable() {
-  const Wake wake = co_await connection.readable();
-  ready = true;
-  co_return wake;
-}
-
-Task<Wake> PlainStream::writable() { co_return co_await connection.writable(); }
 
 bool PlainStream::quiet() {
   char byte = 0;

@@ -1,9 +1,9 @@
 #pragma once
 // Bytes in and out of one connection, plain or through TLS, without waiting: what can't be done now says so.
 
-#include <boost/asio/ip/tcp.hpp>
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -30,7 +30,7 @@ struct IoResult {
 
 class Stream {
  public:
-  explicit Stream(boost::asio::ip::tcp::socket connected) : connection(std::move(connected)) {}
+  Stream(EventLoop& loop, Descriptor connected) : connection(loop, std::move(connected)) {}
   virtual ~Stream() = default;
 
   Socket& socket() { return connection; }
@@ -39,20 +39,21 @@ class Stream {
   virtual IoResult read(std::span<char> into) = 0;
   /// Writes as much of `pieces`, in order, as is taken now.
   virtual IoResult write(std::span<const std::string_view> pieces) = 0;
-  /// Waits until reading is worth a try.
-  virtual Task<Wake> readable() = 0;
-  /// Waits until writing is worth a try.
-  virtual Task<Wake> writable() = 0;
   /// Whether nothing has come in since the last answer and the other side is still there: fit for another
   /// request.
   virtual bool quiet() = 0;
 
+  /// Whether the last read filled what it was given, and another one could go on at once.
+  bool hasMore() const { return more; }
+
  protected:
   Socket connection;
+  bool more = false;
 };
 
 /// Waits for bytes and reads them into `into`, which is not touched before there are any: it may be shared by
-/// all streams as long as what was read is used up before the next wait.
+/// all streams as long as what was read is used up before the next wait. After a full block the other streams
+/// have their turn first.
 Task<IoResult> readSome(Stream& stream, std::span<char> into);
 
 /// What a stream still has to send, kept only while the other side doesn't take it.
@@ -87,14 +88,7 @@ class PlainStream : public Stream {
   using Stream::Stream;
   IoResult read(std::span<char> into) override;
   IoResult write(std::span<const std::string_view> pieces) override;
-  Task<Wake> readable() override;
-  Task<Wake> writable() override;
   bool quiet() override;
-
- private:
-  /// One read per wait: after a short one another would only cost a system call, and after a full one it is
-  /// the turn of the other streams.
-  bool ready = false;
 };
 
 }  // namespace ferrin::proxy

@@ -5,12 +5,12 @@
 
 #include <array>
 #include <boost/asio/ip/address.hpp>
-#include <boost/asio/post.hpp>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
 
+#include "proxy/SocketBio.h"
 #include "proxy/TrustStore.h"
 
 namespace ferrin::proxy {
@@ -72,9 +72,9 @@ void TlsContext::load() {
     } catch (const std::exception& error) {
       problem = error.what();
     }
-    boost::asio::post(loop, [this, made = std::move(made), problem]() mutable {
+    loop.post([this, made = std::move(made), problem] {
       if (made) SSL_CTX_up_ref(made.get());
-      loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), std::move(problem));
+      loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), problem);
     });
   });
 }
@@ -106,17 +106,18 @@ int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
   return 1;
 }
 
-std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, int descriptor) {
+std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, Socket& socket) {
   std::unique_ptr<SSL, FreeTls> ssl(SSL_new(settings.get()));
   if (!ssl) throw std::runtime_error(libraryError());
-  if (!verifyAs(ssl.get(), host) || SSL_set_fd(ssl.get(), descriptor) != 1)
-    throw std::runtime_error(libraryError());
+  BIO* bio = bioOver(socket);
+  if (bio != nullptr) SSL_set_bio(ssl.get(), bio, bio);  // owned by ssl from here on
+  if (bio == nullptr || !verifyAs(ssl.get(), host)) throw std::runtime_error(libraryError());
   if (lastSession) SSL_set_session(ssl.get(), lastSession.get());
   return ssl;
 }
 
-TlsStream::TlsStream(boost::asio::ip::tcp::socket connected, TlsContext& context, const std::string& host)
-    : Stream(std::move(connected)), ssl(context.connection(host, connection.descriptor())) {}
+TlsStream::TlsStream(EventLoop& loop, Descriptor connected, TlsContext& context, const std::string& host)
+    : Stream(loop, std::move(connected)), ssl(context.connection(host, connection)) {}
 
 TlsStream::~TlsStream() {
   ERR_clear_error();
@@ -134,7 +135,7 @@ Task<std::string> TlsStream::handshake() {
     if (verified != X509_V_OK) co_return std::string(X509_verify_cert_error_string(verified));
     if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
     if (io.status == IoStatus::failed) co_return std::move(io.reason);
-    const Wake wake = co_await awaitWanted();
+    const Wake wake = co_await (wantsWriting ? connection.writable() : connection.readable());
     if (wake == Wake::interrupted) co_return std::string("interrupted");
   }
 }
@@ -142,8 +143,9 @@ Task<std::string> TlsStream::handshake() {
 /// What the library's last call on this connection came to, when it moved nothing.
 IoResult TlsStream::outcome(int result) {
   const int systemError = errno;
-  wanted = SSL_get_error(ssl.get(), result);
-  switch (wanted) {
+  const int kind = SSL_get_error(ssl.get(), result);
+  wantsWriting = kind == SSL_ERROR_WANT_WRITE;
+  switch (kind) {
     case SSL_ERROR_WANT_READ:
     case SSL_ERROR_WANT_WRITE:
       return {IoStatus::blocked};
@@ -156,68 +158,49 @@ IoResult TlsStream::outcome(int result) {
   }
 }
 
+/// As many records as there are and fit. Asking once too often costs no system call: the socket knows when it
+/// has nothing.
 IoResult TlsStream::read(std::span<char> into) {
-  if (drained) return {IoStatus::blocked};
-  ERR_clear_error();
+  if (trouble) return *trouble;
   std::size_t total = 0;
+  more = false;
   while (total < into.size()) {
+    ERR_clear_error();
     std::size_t count = 0;
     const int result = SSL_read_ex(ssl.get(), into.data() + total, into.size() - total, &count);
     if (result != 1) {
-      if (total > 0) break;  // the reason comes again with the next call
       IoResult io = outcome(result);
-      drained = io.status == IoStatus::blocked;
-      return io;
+      if (total == 0) return io;
+      if (io.status != IoStatus::blocked) trouble = std::move(io);
+      return {IoStatus::moved, total};
     }
     total += count;
-    drained = SSL_has_pending(ssl.get()) == 0;
-    if (drained) break;
   }
-  wanted = SSL_ERROR_WANT_READ;
+  more = true;
   return {IoStatus::moved, total};
 }
 
 IoResult TlsStream::write(std::span<const std::string_view> pieces) {
   std::array<char, 16384> buffer;
   const std::string_view bytes = pieces.size() == 1 ? pieces.front() : gathered(pieces, buffer);
-  if (bytes.empty()) return {IoStatus::moved, 0};
-  IoResult result = writeRecords(bytes);
-  if (pieces.size() > 1) OPENSSL_cleanse(buffer.data(), bytes.size());
-  return result;
-}
-
-IoResult TlsStream::writeRecords(std::string_view bytes) {
   std::size_t total = 0;
-  while (total < bytes.size()) {
+  IoResult problem{IoStatus::moved};
+  while (total < bytes.size() && problem.status == IoStatus::moved) {
     ERR_clear_error();
     std::size_t count = 0;
     const int result = SSL_write_ex(ssl.get(), bytes.data() + total, bytes.size() - total, &count);
-    if (result != 1) {
-      IoResult io = outcome(result);
-      if (io.status == IoStatus::blocked && total > 0) break;
-      return io;
-    }
+    if (result != 1) problem = outcome(result);
     total += count;
   }
-  return {IoStatus::moved, total};
+  if (pieces.size() > 1) OPENSSL_cleanse(buffer.data(), bytes.size());
+  if (problem.status == IoStatus::blocked && total > 0) problem.status = IoStatus::moved;
+  problem.bytes = total;
+  return problem;
 }
-
-Task<Wake> TlsStream::awaitWanted() {
-  if (wanted == SSL_ERROR_WANT_WRITE) co_return co_await connection.writable();
-  co_return co_await connection.readable();
-}
-
-Task<Wake> TlsStream::readable() {
-  const Wake wake = co_await connection.readable();
-  drained = false;
-  co_return wake;
-}
-
-Task<Wake> TlsStream::writable() { co_return co_await connection.writable(); }
 
 bool TlsStream::quiet() {
   char byte = 0;
-  drained = false;
+  connection.lookAgain();
   return read(std::span(&byte, 1)).status == IoStatus::blocked;
 }
 

@@ -3,8 +3,8 @@
 
 #include <openssl/ssl.h>
 
-#include <boost/asio/io_context.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +25,7 @@ struct FreeTls {
 /// listens.
 class TlsContext {
  public:
-  explicit TlsContext(boost::asio::io_context& context) : loop(context) {}
+  explicit TlsContext(EventLoop& home) : loop(home) {}
   TlsContext(const TlsContext&) = delete;
   TlsContext& operator=(const TlsContext&) = delete;
   ~TlsContext();
@@ -35,15 +35,14 @@ class TlsContext {
   /// Waits until the roots are there. Throws std::runtime_error when they can't be read.
   Task<> ready();
 
-  /// A client's side for `host`, which is verified (a name, or an address in the certificate), on a connected
-  /// socket.
-  std::unique_ptr<SSL, FreeTls> connection(const std::string& host, int descriptor);
+  /// A client's side for `host`, which is verified (a name, or an address in the certificate), on `socket`.
+  std::unique_ptr<SSL, FreeTls> connection(const std::string& host, Socket& socket);
 
  private:
   void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
   static int keepSession(SSL* ssl, SSL_SESSION* session);
 
-  boost::asio::io_context& loop;
+  EventLoop& loop;
   std::unique_ptr<SSL_CTX, FreeTls> settings;
   std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
   std::string failure;
@@ -53,7 +52,7 @@ class TlsContext {
 
 class TlsStream : public Stream {
  public:
-  TlsStream(boost::asio::ip::tcp::socket connected, TlsContext& context, const std::string& host);
+  TlsStream(EventLoop& loop, Descriptor connected, TlsContext& context, const std::string& host);
   ~TlsStream() override;
 
   /// Agrees on keys and verifies the other side. The reason when that fails or is interrupted, else empty.
@@ -61,18 +60,14 @@ class TlsStream : public Stream {
 
   IoResult read(std::span<char> into) override;
   IoResult write(std::span<const std::string_view> pieces) override;
-  Task<Wake> readable() override;
-  Task<Wake> writable() override;
   bool quiet() override;
 
  private:
   IoResult outcome(int result);
-  IoResult writeRecords(std::string_view bytes);
-  Task<Wake> awaitWanted();
 
   std::unique_ptr<SSL, FreeTls> ssl;
-  int wanted = SSL_ERROR_WANT_READ;
-  bool drained = false;
+  std::optional<IoResult> trouble;  ///< met behind bytes that had to be handed out first
+  bool wantsWriting = false;
 };
 
 }  // namespace ferrin::proxy

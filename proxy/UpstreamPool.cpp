@@ -21,12 +21,7 @@ void UpstreamPool::keep(std::unique_ptr<Stream> stream) {
 
 /// TLS moves bytes of its own now and then; only those leave the connection fit.
 void UpstreamPool::stirred(Position position) {
-  Stream& stream = *(*position)->stream;
-  if (stream.quiet()) {
-    stream.socket().watch([this, position] { stirred(position); });
-  } else {
-    idle.erase(position);
-  }
+  if (!(*position)->stream->quiet()) idle.erase(position);
 }
 
 }  // namespace ferrin::proxy

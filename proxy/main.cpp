@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <boost/asio/io_context.hpp>
 #include <csignal>
 #include <iostream>
 #include <vector>
@@ -22,8 +21,7 @@ constexpr int misused = 2;
 int relay(const Options& options) {
   std::signal(SIGPIPE, SIG_IGN);
   const NoCoreDumps noCoreDumps;
-  // One thread only runs the loop; others (name look-ups, reading roots) post to it.
-  boost::asio::io_context loop(BOOST_ASIO_CONCURRENCY_HINT_UNSAFE_IO);
+  EventLoop loop;
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
   server.start();

@@ -1,13 +1,12 @@
 #include "proxy/AddressRace.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/proxy/Peers.h"
 
 namespace ferrin::proxy {
 namespace {
-
-using tcp = boost::asio::ip::tcp;
 
 Endpoints endpoints(std::initializer_list<const char*> addresses, std::uint16_t port = 1) {
   Endpoints list;
@@ -25,50 +24,48 @@ TEST(Interleaved, letsTheFamiliesTakeTurns) {
 
 const auto loopback = boost::asio::ip::make_address("127.0.0.1");
 
-Detached race(AddressRace& addresses, std::optional<tcp::socket>& result, bool& ended) {
-  result = co_await addresses.run();
-  ended = true;
-}
+class Racing : public testing::Test {
+ protected:
+  void race(Endpoints inOrder) {
+    addresses = std::make_unique<AddressRace>(loop, limits, std::move(inOrder));
+    run();
+  }
+  Detached run() {
+    result = co_await addresses->run();
+    ended = true;
+  }
 
-TEST(AddressRace, goesOnFromFailingAndDeafAddresses) {
-  boost::asio::io_context loop;
-  Deadlines deadlines(loop);
-  TimeLimits limits(deadlines, std::chrono::seconds(60));
-  tcp::acceptor open(loop, {loopback, 0});
-  const tests::DeafUpstream deaf;
-  tcp::acceptor closed(loop, {loopback, 0});
-  const tcp::endpoint refusing = closed.local_endpoint();
-  closed.close();
-
-  AddressRace addresses(loop, limits, {refusing, {loopback, deaf.port()}, open.local_endpoint()});
-  std::optional<tcp::socket> result;
+  EventLoop loop;
+  TimeLimits limits{loop.deadlines(), std::chrono::seconds(60)};
+  std::unique_ptr<AddressRace> addresses;
+  Descriptor result;
   bool ended = false;
+};
+
+TEST_F(Racing, goesOnFromFailingAndDeafAddresses) {
+  tests::Upstream open;
+  const tests::DeafUpstream deaf;
   const auto start = Clock::now();
-  race(addresses, result, ended);
-  while (!ended) loop.run_one_for(std::chrono::seconds(5));
+  race({{loopback, tests::unusedPort()}, {loopback, deaf.port()}, {loopback, open.port()}});
+  while (!ended && Clock::now() - start < std::chrono::seconds(5)) loop.turn(std::chrono::seconds(1));
   ASSERT_TRUE(result);
-  EXPECT_EQ(result->remote_endpoint(), open.local_endpoint());
-  EXPECT_EQ(addresses.problem(), "127.0.0.1: Connection refused");
+  tests::Connection winner(core::FileDescriptor(dup(result.get())));
+  winner.send("hello");
+  EXPECT_EQ(open.accept().read(5), "hello");
+  EXPECT_EQ(addresses->problem(), "127.0.0.1: Connection refused");
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(250));
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
 }
 
-TEST(AddressRace, endsWhenAllHaveFailedOrItIsCancelled) {
-  boost::asio::io_context loop;
-  Deadlines deadlines(loop);
-  TimeLimits limits(deadlines, std::chrono::seconds(60));
+TEST_F(Racing, endsWhenItIsCancelled) {
   const tests::DeafUpstream deaf;
-  std::optional<tcp::socket> result;
-  bool ended = false;
-  {
-    AddressRace addresses(loop, limits, {{loopback, deaf.port()}});
-    race(addresses, result, ended);
-    EXPECT_FALSE(ended);
-    addresses.cancel();
-    EXPECT_TRUE(ended);
-  }
+  race({{loopback, deaf.port()}});
+  EXPECT_FALSE(ended);
+  addresses->cancel();
+  EXPECT_TRUE(ended);
   EXPECT_FALSE(result);
-  loop.run_for(std::chrono::milliseconds(50));  // late completions find nobody
+  addresses.reset();
+  loop.turn(std::chrono::milliseconds(50));  // late completions find nobody
 }
 
 }  // namespace

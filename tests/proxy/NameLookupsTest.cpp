@@ -38,15 +38,11 @@ class NameLookup : public testing::Test {
   }
   template <typename Condition>
   bool eventually(Condition holds) {
-    for (int round = 0; round < 1000 && !holds(); ++round) {
-      loop.restart();
-      loop.run_for(milliseconds(5));
-      std::this_thread::sleep_for(milliseconds(1));
-    }
+    for (int round = 0; round < 1000 && !holds(); ++round) loop.turn(milliseconds(5));
     return holds();
   }
 
-  boost::asio::io_context loop;
+  EventLoop loop;
   std::atomic<std::size_t> asked = 0;
   std::array<std::promise<Found>, 2> answers;
   std::array<std::future<Found>, 2> futures{answers[0].get_future(), answers[1].get_future()};

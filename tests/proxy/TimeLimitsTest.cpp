@@ -42,7 +42,7 @@ class TimeLimit : public testing::Test {
   core::FileDescriptor log{open("/dev/null", O_WRONLY | O_CLOEXEC)};
   Options options;
   TimeLengths lengths;
-  boost::asio::io_context loop;
+  EventLoop loop;
   std::optional<Services> services;
   std::optional<Server> server;
   std::thread thread;
