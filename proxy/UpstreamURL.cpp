@@ -32,6 +32,9 @@ void refuseWhatCantBeKept(const boost::urls::url_view& url) {
     throw std::invalid_argument("the scheme is not http or https");
   if (!url.has_authority() || url.encoded_host().empty()) throw std::invalid_argument("there is no host");
   if (url.has_userinfo()) throw std::invalid_argument("a user name or password does not belong in it");
+  // The parser takes what is behind the digits of a mistyped port for a path.
+  if (!url.encoded_path().empty() && url.encoded_path().front() != '/')
+    throw std::invalid_argument("the port is not a number from 1 to 65535");
   if (url.has_query() || url.has_fragment()) throw std::invalid_argument("it ends in a query or a fragment");
 }
 
@@ -47,6 +50,7 @@ UpstreamURL parseUpstreamURL(std::string_view text) {
   upstream.port = portOf(url, upstream.secure);
   upstream.host = url.host_address();
   upstream.basePath = withoutTrailingSlashes(std::string(url.encoded_path()));
+  if (upstream.basePath.starts_with("//")) throw std::invalid_argument("its path begins with two slashes");
   upstream.hostField = std::string(url.encoded_host());
   if (upstream.port != (upstream.secure ? 443 : 80))
     upstream.hostField += ":" + std::to_string(upstream.port);
@@ -60,7 +64,9 @@ std::optional<std::string> upstreamTarget(const UpstreamURL& upstream, std::stri
   if (!rest.empty() && rest.front() != '/' && rest.front() != '?') return std::nullopt;
   std::string mapped = upstream.basePath;
   if (mapped.empty() && (rest.empty() || rest.front() == '?')) mapped = "/";
-  return mapped.append(rest);
+  mapped.append(rest);
+  if (mapped.starts_with("//")) return std::nullopt;  // many readers take what follows for a host
+  return mapped;
 }
 
 }  // namespace ferrin::proxy

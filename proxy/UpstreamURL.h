@@ -21,8 +21,7 @@ struct UpstreamURL {
 UpstreamURL parseUpstreamURL(std::string_view text);
 
 /// Where `target` (path and query of a request to the relay) goes at the upstream; nothing for what lies
-/// outside
-/// `/v1`. What follows `/v1` is kept byte for byte.
+/// outside `/v1`, or would begin with "//" there. What follows `/v1` is kept byte for byte.
 std::optional<std::string> upstreamTarget(const UpstreamURL& upstream, std::string_view target);
 
 }  // namespace ferrin::proxy

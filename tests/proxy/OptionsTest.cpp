@@ -87,6 +87,9 @@ TEST(ParseOptions, namesTheOptionThatIsWrong) {
        "--upstream: the port is not a number from 1 to 65535"},
       {with("--upstream", "https://api.example:99999/"),
        "--upstream: the port is not a number from 1 to 65535"},
+      {with("--upstream", "https://api.example:8o80/v1"),
+       "--upstream: the port is not a number from 1 to 65535"},
+      {with("--upstream", "https://api.example//v1"), "--upstream: its path begins with two slashes"},
       {with("--upstream", "https://a b/"), "--upstream: not a URL"},
   };
   for (const Row& row : rows) EXPECT_EQ(complaintAbout(row.arguments), row.complaint);

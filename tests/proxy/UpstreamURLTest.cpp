@@ -21,6 +21,8 @@ TEST(UpstreamTarget, putsWhatFollowsV1BelowTheBase) {
       {"https://h/a", "/v1/", "/a/"},
       {"https://h/a", "/v1/x%2Fy/../z?q=/v1/%zz", "/a/x%2Fy/../z?q=/v1/%zz"},
       {"https://h/a%20b", "/v1/x", "/a%20b/x"},
+      {"https://h/a", "/v1//x", "/a//x"},
+      {"https://h", "/v1//x", std::nullopt},
       {"https://h/v1", "/v1beta/x", std::nullopt},
       {"https://h/v1", "/V1/x", std::nullopt},
       {"https://h/v1", "/", std::nullopt},
