@@ -15,6 +15,13 @@ bool isLineByte(char byte) {
   return value == '\t' || (value >= 0x20 && value != 0x7F);
 }
 
+/// What a field's name is made of (RFC 9110, section 5.6.2).
+bool isNameByte(char byte) {
+  const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+  return letter || (byte >= '0' && byte <= '9') ||
+         (byte != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(byte) != std::string_view::npos);
+}
+
 int hexValue(char byte) {
   if (byte >= '0' && byte <= '9') return byte - '0';
   if (byte >= 'a' && byte <= 'f') return byte - 'a' + 10;
@@ -118,8 +125,9 @@ bool BodyFraming::step(char byte) {
       return expect('\n', State::sizeStart);
     case State::trailerStart:
       if (byte == '\r') return expect('\r', State::end);
-      state = State::trailer;
-      return isLineByte(byte) && byte != ' ' && byte != '\t';
+      return isNameByte(byte) && expect(byte, State::trailerName);
+    case State::trailerName:
+      return byte == ':' ? expect(':', State::trailer) : isNameByte(byte);
     case State::trailer:
       return byte == '\r' ? expect('\r', State::trailerEnd) : isLineByte(byte);
     case State::trailerEnd:

@@ -48,6 +48,7 @@ class BodyFraming {
     dataReturn,
     dataEnd,
     trailerStart,
+    trailerName,
     trailer,
     trailerEnd,
     end,

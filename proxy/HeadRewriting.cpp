@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/beast/core/string.hpp>
 
 namespace ferrin::proxy {
 namespace {
 
-namespace http = boost::beast::http;
+namespace beast = boost::beast;
+namespace http = beast::http;
 using Field = http::field;
 
 constexpr std::string_view lineEnd = "\r\n";
@@ -45,7 +47,16 @@ bool isClientSecret(const HeadField& field) {
                      [&](std::string_view name) { return sameIgnoringCase(field.name, name); });
 }
 
-/// The field names that Connection lists besides its own words; empty for nearly every message.
+bool isGoAheadWish(const HeadField& field) {
+  return field.id == Field::expect && sameIgnoringCase(field.value, "100-continue");
+}
+
+bool ordered(std::string_view one, std::string_view other) {
+  return beast::iless()({one.data(), one.size()}, {other.data(), other.size()});
+}
+
+/// The field names that Connection lists besides its own words, sorted, as a hostile head has thousands;
+/// empty for nearly every message.
 std::vector<std::string_view> namedByConnection(const Head& head) {
   std::vector<std::string_view> names;
   for (const HeadField& field : head.fields) {
@@ -55,12 +66,8 @@ std::vector<std::string_view> namedByConnection(const Head& head) {
         names.push_back(member);
     });
   }
+  std::sort(names.begin(), names.end(), ordered);
   return names;
-}
-
-bool lists(const std::vector<std::string_view>& names, std::string_view name) {
-  return std::any_of(names.begin(), names.end(),
-                     [&](std::string_view other) { return sameIgnoringCase(name, other); });
 }
 
 void appendField(std::string& out, std::string_view name, std::string_view value) {
@@ -75,7 +82,8 @@ void appendPassingFields(std::string& out, const Head& head, Stops stops) {
   for (const HeadField& field : head.fields) {
     if (field.id == Field::content_length && !std::exchange(lengthWritten, true) && head.contentLength) {
       appendField(out, field.name, std::to_string(*head.contentLength));
-    } else if (!isConnectionField(field.id) && !stops(field) && !lists(named, field.name)) {
+    } else if (!isConnectionField(field.id) && !stops(field) &&
+               !std::binary_search(named.begin(), named.end(), field.name, ordered)) {
       appendField(out, field.name, field.value);
     }
   }
@@ -89,12 +97,12 @@ void appendStatusLine(std::string& out, const AnswerHead& head) {
 
 bool asksForWebSocket(const RequestHead& head) {
   const auto upgrade = head.value(Field::upgrade);
-  return upgrade && sameIgnoringCase(*upgrade, "websocket") && head.connectionHas("upgrade");
+  return head.version == 11 && head.method == "GET" && upgrade && sameIgnoringCase(*upgrade, "websocket") &&
+         head.connectionHas("upgrade");
 }
 
 bool expectsContinue(const RequestHead& head) {
-  const auto expect = head.value(Field::expect);
-  return head.version == 11 && expect && sameIgnoringCase(*expect, "100-continue");
+  return head.version == 11 && std::any_of(head.fields.begin(), head.fields.end(), isGoAheadWish);
 }
 
 void appendUpstreamHead(std::string& out, const RequestHead& head, const UpstreamURL& upstream,
@@ -104,9 +112,8 @@ void appendUpstreamHead(std::string& out, const RequestHead& head, const Upstrea
   out.reserve(out.size() + size);  // at once, so that no outgrown copy of the key is left in memory
   out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
   appendField(out, "Host", upstream.hostField);
-  const bool continued = expectsContinue(head);
-  appendPassingFields(out, head, [continued](const HeadField& field) {
-    return field.id == Field::host || (continued && field.id == Field::expect) || isClientSecret(field);
+  appendPassingFields(out, head, [](const HeadField& field) {
+    return field.id == Field::host || isGoAheadWish(field) || isClientSecret(field);
   });
   out.append("Authorization: Bearer ").append(key).append(lineEnd);
   if (head.chunked) appendField(out, "Transfer-Encoding", "chunked");

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
-#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/basic_parser.hpp>
 
 namespace ferrin::proxy {
@@ -115,17 +114,25 @@ std::size_t endOfHead(std::string_view bytes, std::size_t searched) {
 
 bool parseRequestHead(std::string_view head, RequestHead& into) {
   if (!parse<true>(head, into)) return false;
+  if (into.method == "CONNECT" || into.target.find('#') != std::string_view::npos) return false;
   const std::size_t hosts = into.count(http::field::host);
   return into.version == 11 ? hosts == 1 : hosts <= 1;
 }
 
 bool parseAnswerHead(std::string_view head, AnswerHead& into) {
-  return parse<false>(head, into) && into.status >= 100;
+  if (!parse<false>(head, into) || into.status < 100) return false;
+  if (into.status < 200 || into.status == 204) {  // never with a body, whatever they announce
+    into.chunked = false;
+    into.contentLength.reset();
+  }
+  return true;
 }
 
+/// Beast's own iequals looks at a byte behind the end.
 bool sameIgnoringCase(std::string_view one, std::string_view other) {
-  return beast::iequals(beast::string_view(one.data(), one.size()),
-                        beast::string_view(other.data(), other.size()));
+  const auto lower = [](char byte) { return byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte; };
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                    [lower](char left, char right) { return lower(left) == lower(right); });
 }
 
 }  // namespace ferrin::proxy

@@ -52,7 +52,8 @@ std::size_t endOfHead(std::string_view bytes, std::size_t searched);
 
 /// Takes a complete head apart. False for anything malformed or ambiguous: folded lines, bare line ends, both
 /// lengths and codings, differing lengths, codings other than chunked, an HTTP/1.1 request without exactly
-/// one Host.
+/// one Host, a target with a fragment, which some cut off, and CONNECT, whose answer others take for a
+/// tunnel.
 bool parseRequestHead(std::string_view head, RequestHead& into);
 bool parseAnswerHead(std::string_view head, AnswerHead& into);
 

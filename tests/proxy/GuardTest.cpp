@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace ferrin::proxy {
 namespace {
@@ -47,6 +48,8 @@ TEST(SplitTarget, understandsTheAbsoluteForm) {
   EXPECT_EQ(splitTarget("HTTP://a:1/v1/x?y").pathAndQuery, "/v1/x?y");
   EXPECT_EQ(splitTarget("http://a?y").pathAndQuery, "?y");
   EXPECT_EQ(splitTarget("/v1/http://b/").authority, "");
+  const std::vector<char> nothingBehind{'h', 't', 't', 'P', ':', '/', '/'};
+  EXPECT_EQ(splitTarget({nothingBehind.data(), nothingBehind.size()}).pathAndQuery, "");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace ferrin::proxy {
 namespace {
 
@@ -55,9 +57,23 @@ TEST(UpstreamHead, keepsWebSocketsAndAnswersExpectationsHere) {
                    "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\nSec-WebSocket-Key: k\r\n");
   EXPECT_NE(socket.find("\r\nSec-WebSocket-Key: k\r\n"), std::string::npos);
   EXPECT_NE(socket.find("\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"), std::string::npos);
-  EXPECT_EQ(
-      upstreamHead("POST /v1/r HTTP/1.1", "Expect: 100-Continue\r\nContent-Length: 1\r\n").find("Expect"),
-      std::string::npos);
+  for (const char* version : {"HTTP/1.1", "HTTP/1.0"}) {
+    const std::string line = std::string("POST /v1/r ") + version;
+    EXPECT_EQ(upstreamHead(line, "Expect: 100-Continue\r\nContent-Length: 1\r\n").find("Expect"),
+              std::string::npos);
+    EXPECT_EQ(upstreamHead(line, "Connection: Upgrade\r\nUpgrade: websocket\r\n").find("Upgrade"),
+              std::string::npos);
+  }
+}
+
+TEST(UpstreamHead, takesNoTimeHoweverManyFieldsConnectionNames) {
+  std::string names = "Connection: a";
+  while (names.size() < 32'000) names += ",a";
+  names += ",b\r\n";
+  while (names.size() < 64'000) names += "b:\r\n";
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(upstreamHead("GET /v1/r HTTP/1.1", names).find("b:"), std::string::npos);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST(ClientHead, keepsEverythingOfTheProvidersButCookiesAndConnection) {

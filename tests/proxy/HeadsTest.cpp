@@ -60,6 +60,8 @@ TEST(ParseRequestHead, refusesWhatCouldBeReadInTwoWays) {
       {"no target", "POST HTTP/1.1", host},
       {"bytes behind the version", "POST /v1/x HTTP/1.1 ", host},
       {"method with a colon", "PO:ST /v1/x HTTP/1.1", host},
+      {"CONNECT", "CONNECT /v1/x HTTP/1.1", host},
+      {"fragment", "GET /v1/x#y HTTP/1.1", host},
   };
   for (const Row& row : rows) EXPECT_FALSE(accepted(row.requestLine, row.lines)) << row.name;
   EXPECT_TRUE(accepted(line, host));
@@ -78,6 +80,10 @@ TEST(ParseAnswerHead, takesOrRefuses) {
   EXPECT_EQ(head.contentLength, 2U);
   EXPECT_TRUE(parseAnswerHead("HTTP/1.1 200 \r\n\r\n", head));
   EXPECT_FALSE(head.contentLength);
+  for (const char* bodiless : {"HTTP/1.1 204 None\r\nContent-Length: 1\r\n\r\n",
+                               "HTTP/1.1 103 Hints\r\nTransfer-Encoding: chunked\r\n\r\n"}) {
+    EXPECT_TRUE(parseAnswerHead(bodiless, head) && !head.contentLength && !head.chunked) << bodiless;
+  }
   for (const char* bad :
        {"HTTP/1.1 20 OK\r\n\r\n", "HTTP/1.1 099 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n", "ICY 200 OK\r\n\r\n",
         "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n",
