@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <charconv>
 #include <ctime>
 
 namespace ferrin::proxy {
@@ -20,6 +20,12 @@ std::string_view nameOf(UpstreamUse use) {
   return names.at(static_cast<std::size_t>(use));
 }
 
+template <typename Number>
+void appendNumber(std::string& out, Number number) {
+  std::array<char, 24> digits;
+  out.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
+}
+
 void appendPrintable(std::string& out, std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   for (const char byte : text.substr(0, maxPathBytes)) {
@@ -34,34 +40,39 @@ void appendPrintable(std::string& out, std::string_view text) {
 
 }  // namespace
 
-std::string timestamp(std::chrono::system_clock::time_point when) {
-  const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(when.time_since_epoch());
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(milliseconds);
-  const std::time_t time = seconds.count();
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  std::array<char, 32> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  const auto rest = static_cast<int>((milliseconds - seconds).count());
-  std::snprintf(text.data() + length, text.size() - length, ".%03dZ", rest);
-  return text.data();
+void TimeStamps::append(std::string& out, std::chrono::system_clock::time_point when) {
+  const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(when);
+  const auto current = std::chrono::floor<std::chrono::seconds>(milliseconds);
+  if (current != second) {
+    const std::time_t time = std::chrono::system_clock::to_time_t(current);
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    std::array<char, 32> text{};
+    date.assign(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts));
+    second = current;
+  }
+  const auto rest = static_cast<unsigned>((milliseconds - current).count());
+  const auto digit = [](unsigned value) { return static_cast<char>('0' + value % 10); };
+  out.append(date).append({'.', digit(rest / 100), digit(rest / 10), digit(rest), 'Z'});
 }
 
-std::string formatted(const ExchangeRecord& record) {
-  std::string line;
-  line.reserve(192);
-  appendPrintable(line, record.method);
-  line.push_back(' ');
-  appendPrintable(line, record.path);
-  line.append(" ").append(std::to_string(record.status));
-  line.append(" in=").append(std::to_string(record.bytesIn));
-  line.append(" out=").append(std::to_string(record.bytesOut));
-  line.append(" first=").append(record.first ? std::to_string(record.first->count()) + "ms" : "-");
-  line.append(" total=").append(std::to_string(record.total.count())).append("ms");
-  line.append(" upstream=").append(nameOf(record.upstream));
-  line.append(" end=").append(nameOf(record.ending));
-  if (!record.cause.empty()) line.append(" cause=\"").append(record.cause).append("\"");
-  return line;
+void append(std::string& out, const ExchangeRecord& record) {
+  appendPrintable(out, record.method);
+  out.push_back(' ');
+  appendPrintable(out, record.path);
+  appendNumber(out.append(" "), record.status);
+  appendNumber(out.append(" in="), record.bytesIn);
+  appendNumber(out.append(" out="), record.bytesOut);
+  out.append(" first=");
+  if (record.first) {
+    appendNumber(out, record.first->count());
+    out.append("ms");
+  } else {
+    out.append("-");
+  }
+  appendNumber(out.append(" total="), record.total.count());
+  out.append("ms upstream=").append(nameOf(record.upstream)).append(" end=").append(nameOf(record.ending));
+  if (!record.cause.empty()) out.append(" cause=\"").append(record.cause).append("\"");
 }
 
 void AccessLog::announce(std::string_view line) {
@@ -69,9 +80,22 @@ void AccessLog::announce(std::string_view line) {
   file.write(std::string(line) + '\n');
 }
 
-void AccessLog::add(std::string_view text) {
+void AccessLog::exchange(const ExchangeRecord& record) {
+  begin();
+  append(pending, record);
+  pending.push_back('\n');
+}
+
+void AccessLog::note(std::string_view text) {
+  begin();
+  pending.append(text).push_back('\n');
+}
+
+/// A line, with the time, which is written when the turn ends.
+void AccessLog::begin() {
   loop.soon(*this);
-  pending.append(timestamp(std::chrono::system_clock::now())).append(" ").append(text).append("\n");
+  stamps.append(pending, std::chrono::system_clock::now());
+  pending.push_back(' ');
 }
 
 void AccessLog::flush() {

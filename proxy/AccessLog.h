@@ -31,11 +31,19 @@ struct ExchangeRecord {
   std::string cause;  ///< why it didn't end well, if so
 };
 
-/// The line, without its time stamp and line feed. Bytes of the path that are not printable ASCII come out as
-/// \xNN.
-std::string formatted(const ExchangeRecord& record);
-/// "2026-11-21T01:02:03.456Z".
-std::string timestamp(std::chrono::system_clock::time_point when);
+/// Appends the line, without its time stamp and line feed. Bytes of the path that are not printable ASCII
+/// come out as \xNN.
+void append(std::string& out, const ExchangeRecord& record);
+
+/// Writes time stamps, "2026-11-21T01:02:03.456Z", and works out the date but once a second.
+class TimeStamps {
+ public:
+  void append(std::string& out, std::chrono::system_clock::time_point when);
+
+ private:
+  std::chrono::sys_seconds second = std::chrono::sys_seconds::min();
+  std::string date;  ///< of `second`
+};
 
 /// Collects lines and writes them once in a turn of the event loop. What is left is written when it goes.
 class AccessLog : private Job {
@@ -43,19 +51,20 @@ class AccessLog : private Job {
   AccessLog(EventLoop& home, int descriptor) : loop(home), file(descriptor) {}
   ~AccessLog() override { flush(); }
 
-  void exchange(const ExchangeRecord& record) { add(formatted(record)); }
+  void exchange(const ExchangeRecord& record);
   /// Something that is not an exchange.
-  void note(std::string_view text) { add(text); }
+  void note(std::string_view text);
   /// A line as it stands, written at once.
   void announce(std::string_view line);
 
  private:
-  void add(std::string_view text);
+  void begin();
   void flush();
   void run() override { flush(); }
 
   EventLoop& loop;
   LogFile file;
+  TimeStamps stamps;
   std::string pending;
 };
 

@@ -56,8 +56,19 @@ Task<AfterAnswer> Exchange::run() {
   bool begun = co_await openUpstream();
   if (begun) begun = co_await receiveAnswerHead();
   if (begun) co_await forwardBody();
-  co_await stopFeeding();
-  co_return co_await finish();
+  unwatchClient();
+  if (feeder.pending()) co_await stopFeeding();
+  AfterAnswer after = AfterAnswer::reset;
+  if (failure) {
+    after = co_await answerFailure();
+  } else {
+    after = finish();
+  }
+  silence.stop();
+  recorded.bytesIn = requestBody.contentBytes();
+  recorded.bytesOut = answerBody ? answerBody->contentBytes() : 0;
+  recorded.total = elapsed();
+  co_return after;
 }
 
 std::chrono::milliseconds Exchange::elapsed() const {
@@ -195,31 +206,26 @@ Task<bool> Exchange::receiveAnswerHead() {
     if (end != 0) {
       if (!takeHead(end)) break;
       if (answerBody) co_return true;
-      continue;
+    } else if (held.size() > maxHeadBytes) {
+      fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
+    } else if (const IoResult got = co_await readSome(*upstream, services.block); !takeMoreOfHead(got)) {
+      break;
     }
-    searched = held.size();
-    const bool more = co_await readMoreHead();
-    if (!more) break;
   }
   co_return false;
 }
 
-Task<bool> Exchange::readMoreHead() {
-  if (held.size() > maxHeadBytes) {
-    fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
-    co_return false;
-  }
-  const IoResult got = co_await readSome(*upstream, services.block);
+/// Takes what was read of the upstream. False when there will be no whole head.
+bool Exchange::takeMoreOfHead(const IoResult& got) {
   if (got.status == IoStatus::moved) {
     silence.renew();
+    searched = held.size();
     held.append(services.block.data(), got.bytes);
-    co_return true;
-  }
-  if (got.status != IoStatus::interrupted) {
+  } else if (got.status != IoStatus::interrupted) {
     fail(RelayError::upstreamClosed,
          got.reason.empty() ? "closed before an answer" : "receive: " + got.reason);
   }
-  co_return false;
+  return got.status == IoStatus::moved;
 }
 
 /// Takes the head that ends at `end` from what is held: passes an informational one on, begins the answer
@@ -332,30 +338,26 @@ bool Exchange::upstreamEnded(const IoResult& got) {
 
 // ---- The end
 
-Task<> Exchange::stopFeeding() {
+void Exchange::unwatchClient() {
   client.stream.socket().unwatch();
   recheck.stop();
+}
+
+Task<> Exchange::stopFeeding() {
   if (feeder.running()) {
     client.stream.socket().interrupt();
     upstream->socket().interrupt();
   }
   co_await feeder.join();
-  client.stream.socket().unwatch();
-  recheck.stop();
+  unwatchClient();
 }
 
-Task<AfterAnswer> Exchange::finish() {
-  AfterAnswer after = closeAfter || !requestBody.complete() ? AfterAnswer::close : AfterAnswer::keep;
-  if (failure) {
-    after = co_await answerFailure();
-  } else if (upstreamKeeps && requestBody.complete() && upload.empty() && answerBody->complete()) {
+/// Keeps of the two connections what can serve again.
+AfterAnswer Exchange::finish() {
+  const bool whole = requestBody.complete();
+  if (upstreamKeeps && whole && upload.empty() && answerBody->complete())
     services.pool.keep(std::move(upstream));
-  }
-  silence.stop();
-  recorded.bytesIn = requestBody.contentBytes();
-  recorded.bytesOut = answerBody ? answerBody->contentBytes() : 0;
-  recorded.total = elapsed();
-  co_return after;
+  return closeAfter || !whole ? AfterAnswer::close : AfterAnswer::keep;
 }
 
 /// Tells the client, as far as that can still be done.

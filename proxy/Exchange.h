@@ -67,7 +67,7 @@ class Exchange {
   void endTunnel();
 
   Task<bool> receiveAnswerHead();
-  Task<bool> readMoreHead();
+  bool takeMoreOfHead(const IoResult& got);
   bool takeHead(std::size_t end);
   bool beginAnswer(const AnswerHead& head, std::string_view rest);
   bool beginTunnel(const AnswerHead& head, std::string_view rest);
@@ -76,8 +76,9 @@ class Exchange {
   Task<> forwardBody();
   bool upstreamEnded(const IoResult& got);
 
+  void unwatchClient();
   Task<> stopFeeding();
-  Task<AfterAnswer> finish();
+  AfterAnswer finish();
   Task<AfterAnswer> answerFailure();
 
   Services& services;

@@ -11,6 +11,8 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using Code = beast::error_code;
 
+constexpr std::size_t usualFields = 24;  // what hardly any head exceeds
+
 std::string_view standard(beast::string_view text) { return {text.data(), text.size()}; }
 
 /// Collects a head in a Head; bodies never reach it.
@@ -69,6 +71,7 @@ template <bool isRequest, typename Into>
 bool parse(std::string_view head, Into& into) {
   if (hasFoldedLine(head)) return false;
   into.fields.clear();
+  into.fields.reserve(usualFields);
   HeadParser<isRequest, Into> parser(into);
   Code error;
   parser.put(boost::asio::buffer(head.data(), head.size()), error);

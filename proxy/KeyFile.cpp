@@ -56,7 +56,7 @@ void KeyFile::read(const struct stat& now) {
   forget();
   const int descriptor =
       open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a named pipe must not block
-  std::array<char, maxKeyBytes + 1> content{};
+  std::array<char, maxKeyBytes + 1> content;
   const ssize_t count = descriptor < 0 ? -1 : ::read(descriptor, content.data(), content.size());
   const int error = errno;
   if (descriptor >= 0) close(descriptor);
@@ -65,7 +65,7 @@ void KeyFile::read(const struct stat& now) {
     return;
   }
   use({content.data(), static_cast<std::size_t>(count)});
-  OPENSSL_cleanse(content.data(), content.size());
+  OPENSSL_cleanse(content.data(), static_cast<std::size_t>(count));
   seen = now;
   const auto age =
       std::chrono::system_clock::now().time_since_epoch() - std::max(modified(now), changed(now));

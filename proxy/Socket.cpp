@@ -8,6 +8,17 @@
 #include <utility>
 
 namespace ferrin::proxy {
+namespace {
+
+ssize_t sendPieces(int descriptor, std::span<iovec> pieces) {
+  if (pieces.size() == 1) return send(descriptor, pieces[0].iov_base, pieces[0].iov_len, MSG_NOSIGNAL);
+  msghdr message{};
+  message.msg_iov = pieces.data();
+  message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(pieces.size());
+  return sendmsg(descriptor, &message, MSG_NOSIGNAL);
+}
+
+}  // namespace
 
 Socket::Socket(EventLoop& home, Descriptor connected) : Watched(home), socket(std::move(connected)) {
   const int on = 1;
@@ -31,11 +42,8 @@ ssize_t Socket::receive(std::span<char> into) {
 }
 
 ssize_t Socket::transmit(std::span<iovec> pieces) {
-  msghdr message{};
-  message.msg_iov = pieces.data();
-  message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(pieces.size());
   ssize_t count = 0;
-  do count = sendmsg(socket.get(), &message, MSG_NOSIGNAL);
+  do count = sendPieces(socket.get(), pieces);
   while (count < 0 && errno == EINTR);
   std::size_t size = 0;
   for (const iovec& piece : pieces) size += piece.iov_len;
@@ -62,10 +70,16 @@ void Socket::reset() {
   socket.close();
 }
 
-void Socket::Side::resume() {
-  interrupted = std::exchange(interrupting, false);
+void Socket::awaitReadable(Waiter& waiter, bool afterOthers) {
+  read.waiter = &waiter;
+  read.yielding = afterOthers;
+  if (afterOthers) loop.soon(*this);
+}
+
+void Socket::Side::wake() {
   yielding = false;
-  std::exchange(waiter, nullptr).resume();
+  const Wake why = std::exchange(interrupting, false) ? Wake::interrupted : Wake::ready;
+  std::exchange(waiter, nullptr)->woken(why);
 }
 
 void Socket::noted(const Change& change) {
@@ -78,14 +92,14 @@ void Socket::noted(const Change& change) {
 void Socket::goOnReading() {
   if (!std::exchange(stirred, false)) return;
   if (read.waiter) {
-    read.resume();
+    read.wake();
   } else if (const auto told = watcher) {  // a copy: it may end this socket, and with it itself
     told();
   }
 }
 
 void Socket::goOnWriting() {
-  if (write.waiter && write.ready) write.resume();
+  if (write.waiter && write.ready) write.wake();
 }
 
 /// Wakes who was interrupted or has let others go first; one in a turn, as that may be the end of this
@@ -94,9 +108,9 @@ void Socket::run() {
   const bool reading = read.waiter && (read.interrupting || read.yielding);
   if (reading && write.interrupting) loop.soon(*this);
   if (reading) {
-    read.resume();
+    read.wake();
   } else if (write.waiter && write.interrupting) {
-    write.resume();
+    write.wake();
   } else {
     goOnReading();
   }

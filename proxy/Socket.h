@@ -34,14 +34,23 @@ class Socket final : private Watched, private Job {
   /// sendmsg(2).
   ssize_t transmit(std::span<iovec> pieces);
 
+  /// One who is told when a wait ends.
+  class Waiter {
+   public:
+    virtual void woken(Wake why) = 0;
+
+   protected:
+    ~Waiter() = default;
+  };
+  /// Has `waiter` told when receive() is worth a try, the end of the stream and errors included; with
+  /// `afterOthers` at the end of this turn, when the other sockets have had theirs. One waiter at a time.
+  void awaitReadable(Waiter& waiter, bool afterOthers);
+
   class Wait;
-  /// Until receive() is worth a try, the end of the stream and errors included. One waiter at a time.
+  /// Until receive() is worth a try. One waiter at a time.
   Wait readable();
   /// Until transmit() is worth a try. One waiter at a time.
   Wait writable();
-  /// Until the other sockets have had their turn: for one who could go on reading at once. In place of
-  /// readable().
-  Wait nextTurn();
 
   /// Calls `stirred` whenever something has come that nobody waits for, bytes or the end of the stream: soon,
   /// if that is so already.
@@ -62,12 +71,11 @@ class Socket final : private Watched, private Job {
 
  private:
   struct Side {
-    std::coroutine_handle<> waiter;
+    Waiter* waiter = nullptr;
     bool ready = false;         ///< as far as has been reported
     bool yielding = false;      ///< the waiter is to be woken at the end of the turn
     bool interrupting = false;  ///< likewise, as interrupted
-    bool interrupted = false;
-    void resume();
+    void wake();
   };
 
   void noted(const Change& change) override;
@@ -83,28 +91,28 @@ class Socket final : private Watched, private Job {
   bool ended = false;
 };
 
-class Socket::Wait {
+class Socket::Wait final : private Waiter {
  public:
-  Wait(Socket& waitedFor, Side& which, bool afterOthers)
-      : socket(waitedFor), side(which), yields(afterOthers) {}
-  bool await_ready() const noexcept { return side.ready && !yields; }
-  void await_suspend(std::coroutine_handle<> waiter) {
-    side.waiter = waiter;
-    side.yielding = yields;
-    if (yields) socket.loop.soon(socket);
+  explicit Wait(Side& which) : side(which) {}
+  bool await_ready() const noexcept { return side.ready; }
+  void await_suspend(std::coroutine_handle<> waiting) {
+    coroutine = waiting;
+    side.waiter = this;
   }
-  Wake await_resume() noexcept {
-    return std::exchange(side.interrupted, false) ? Wake::interrupted : Wake::ready;
-  }
+  Wake await_resume() const noexcept { return result; }
 
  private:
-  Socket& socket;
+  void woken(Wake why) override {
+    result = why;
+    coroutine.resume();
+  }
+
   Side& side;
-  bool yields;
+  std::coroutine_handle<> coroutine;
+  Wake result = Wake::ready;
 };
 
-inline Socket::Wait Socket::readable() { return {*this, read, false}; }
-inline Socket::Wait Socket::writable() { return {*this, write, false}; }
-inline Socket::Wait Socket::nextTurn() { return {*this, read, true}; }
+inline Socket::Wait Socket::readable() { return Wait(read); }
+inline Socket::Wait Socket::writable() { return Wait(write); }
 
 }  // namespace ferrin::proxy

@@ -20,15 +20,19 @@ IoResult failure(int error) {
 
 }  // namespace
 
-Task<IoResult> readSome(Stream& stream, std::span<char> into) {
-  Wake wake = Wake::ready;
-  if (stream.hasMore()) wake = co_await stream.socket().nextTurn();
-  while (wake == Wake::ready) {
-    IoResult result = stream.read(into);
-    if (result.status != IoStatus::blocked) co_return result;
-    wake = co_await stream.socket().readable();
+/// False when nothing is there after all.
+bool ReadSome::attempt() {
+  result = stream.read(into);
+  return result.status != IoStatus::blocked;
+}
+
+void ReadSome::woken(Wake why) {
+  if (why == Wake::interrupted) {
+    result = {IoStatus::interrupted};
+  } else if (!attempt()) {
+    return stream.socket().awaitReadable(*this, false);
   }
-  co_return IoResult{IoStatus::interrupted};
+  coroutine.resume();
 }
 
 bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces) {

@@ -54,7 +54,26 @@ class Stream {
 /// Waits for bytes and reads them into `into`, which is not touched before there are any: it may be shared by
 /// all streams as long as what was read is used up before the next wait. After a full block the other streams
 /// have their turn first.
-Task<IoResult> readSome(Stream& stream, std::span<char> into);
+class ReadSome final : private Socket::Waiter {
+ public:
+  ReadSome(Stream& from, std::span<char> block) : stream(from), into(block) {}
+  bool await_ready() { return !stream.hasMore() && attempt(); }
+  void await_suspend(std::coroutine_handle<> waiting) {
+    coroutine = waiting;
+    stream.socket().awaitReadable(*this, stream.hasMore());
+  }
+  IoResult await_resume() { return std::move(result); }
+
+ private:
+  bool attempt();
+  void woken(Wake why) override;
+
+  Stream& stream;
+  std::span<char> into;
+  std::coroutine_handle<> coroutine;
+  IoResult result{IoStatus::interrupted};
+};
+inline ReadSome readSome(Stream& stream, std::span<char> into) { return {stream, into}; }
 
 /// What a stream still has to send, kept only while the other side doesn't take it.
 class Outbox {

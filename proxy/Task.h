@@ -134,6 +134,8 @@ class SideTask {
     run(std::move(task), *this);
   }
   bool running() const { return active; }
+  /// Whether join() has anything to do.
+  bool pending() const { return active || failure; }
   Task<> join() {
     if (active) co_await ended.wait();
     if (failure) std::rethrow_exception(std::exchange(failure, nullptr));

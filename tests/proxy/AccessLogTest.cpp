@@ -9,6 +9,12 @@
 namespace ferrin::proxy {
 namespace {
 
+std::string formatted(const ExchangeRecord& record) {
+  std::string line;
+  append(line, record);
+  return line;
+}
+
 TEST(ExchangeRecord, isOneLine) {
   ExchangeRecord record;
   record.method = "POST";
@@ -31,9 +37,14 @@ TEST(ExchangeRecord, isOneLine) {
       "end=truncated cause=\"closed in mid-answer\"");
 }
 
-TEST(Timestamp, isUTCWithMilliseconds) {
-  EXPECT_EQ(timestamp(std::chrono::system_clock::time_point(std::chrono::milliseconds(1795222923456))),
-            "2026-11-21T01:02:03.456Z");
+TEST(TimeStamps, areUTCWithMilliseconds) {
+  TimeStamps stamps;
+  std::string out;
+  for (const std::int64_t time : {1795222923456, 1795222923999, 1795222924000, 1795222923007})
+    stamps.append(out, std::chrono::system_clock::time_point(std::chrono::milliseconds(time)));
+  EXPECT_EQ(
+      out,
+      "2026-11-21T01:02:03.456Z2026-11-21T01:02:03.999Z2026-11-21T01:02:04.000Z2026-11-21T01:02:03.007Z");
 }
 
 TEST(LogFile, dropsTheOlderHalfBeforeItOutgrowsItsLimit) {
