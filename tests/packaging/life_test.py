@@ -3,6 +3,7 @@
 Arguments: the tree of a release build, its version, and the relay program of the next one.
 """
 
+import contextlib
 import json
 import os
 import pathlib
@@ -10,9 +11,11 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import urllib.request
+
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "app/qt"))
+from desktop import Desktop, eventually  # noqa: E402
 
 tree, version, next_relay = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
 next_version = version + "+next"
@@ -21,15 +24,6 @@ secrets = home / ".ferrin/secrets"
 service = home / ".local/share/ferrin-relay/sv/com.ferrin.third-party-proxy"
 relay_log = home / ".ferrin/logs/third-party-proxy.log"
 MISSING = "no ferrin-third-party-proxy found: install Ferrin Relay again"
-
-
-def eventually(condition, seconds=15):
-    deadline = time.monotonic() + seconds
-    while not (result := condition()):
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not within {seconds} s: {condition.__doc__ or condition}")
-        time.sleep(0.05)
-    return result
 
 
 def do(*command, **options):
@@ -125,10 +119,12 @@ class Life(unittest.TestCase):
 
     def test_a_package_through_its_whole_life(self):
         package = next((tree / "package").glob("*.deb"))
+        self.addCleanup(do, "dpkg", "--purge", "ferrin-relay")
         apt("install", package)
         self.assertIn("/man1/ferrin-relay.1", do("man", "-w", "ferrin-relay"))
         self.apply("/usr/bin/ferrin-relay")
         self.assertEqual(relay_program(), "/usr/libexec/ferrin-relay/ferrin-third-party-proxy")
+        self.assertEqual(self.tray_icon(), "com.ferrin.Relay-running-symbolic")
         before = files()
 
         apt("install", next_package(package, self.folder))
@@ -149,6 +145,17 @@ class Life(unittest.TestCase):
         self.farewell("purge")
         self.assertEqual(running_version(), version)
         self.assertEqual(files(), before)
+
+    def tray_icon(self):
+        """The name under which the application, started as it is installed, asks the tray for its icon."""
+        with contextlib.ExitStack() as cleanups:
+            desktop = Desktop()
+            cleanups.callback(desktop.end)
+            desktop.show_tray()
+            application = cleanups.enter_context(subprocess.Popen(["ferrin-relay"]))
+            cleanups.callback(application.terminate)
+            eventually(lambda: desktop.tray.item)
+            return desktop.tray.symbol()
 
     def farewell(self, kind):
         apt(kind, "ferrin-relay")

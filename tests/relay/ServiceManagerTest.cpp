@@ -39,6 +39,7 @@ TEST_F(ServiceManagerTest, startsTheProgramWithExactlyItsArguments) {
   const auto definition = tests::serviceOf(relay, arguments);
   EXPECT_EQ(relay.arguments(), definition.commandLine);
   EXPECT_NE(log().find("started with 24 arguments\n"), std::string::npos) << log();
+  EXPECT_NE(log().find("told of " + definition.relayProgram.string() + "\n"), std::string::npos) << log();
   EXPECT_NE(log().find("complaint\n"), std::string::npos) << log();
   EXPECT_EQ(tests::modeOf(definition.logFile), 0600U);
 }

@@ -58,6 +58,7 @@ record, process = sys.argv[0] + ".arguments", str(os.getpid())
 with open(record + process, "w") as words: words.writelines(word + "\0" for word in sys.argv)
 os.replace(record + process, record)
 print("started with", len(sys.argv) - 1, "arguments", flush=True)
+print("told of", os.environ.get("FERRIN_RELAY_PROGRAM"), flush=True)
 print("complaint", file=sys.stderr, flush=True)
 with open(sys.argv[0] + ".starts", "a") as starts: print(process, file=starts)
 signal.sigwait([signal.SIGTERM])
@@ -92,7 +93,7 @@ relay::ServiceDefinition serviceOf(const StandInRelay& relay, const std::vector<
   std::vector<std::string> commandLine{relay.path().string()};
   commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
   return {std::string(core::serviceLabel), commandLine,
-          relay.path().parent_path() / "logs 100%/the relay's.log"};
+          relay.path().parent_path() / "logs 100%/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
 }
 
 void install(relay::ServiceManager& manager, const relay::ServiceDefinition& definition) {
