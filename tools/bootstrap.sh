@@ -5,8 +5,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
-  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libqt6svg6-dev libssl-dev
-  libxcb1-dev nlohmann-json3-dev qt6-base-dev
+  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev
+  libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
 demo_packages=(curl iproute2 libnss-wrapper runit)
@@ -62,6 +62,9 @@ install_debian_packages() {
     fail "Packages could not be installed; the whole output is in $log"
   fi
   rm -f "$log"
+  # A name that only other packages provide would be asked for again every time.
+  mapfile -t missing < <(missing_packages "${missing[@]}")
+  [ ${#missing[@]} -eq 0 ] || fail "Not there although installed: ${missing[*]}; tools/bootstrap.sh has to name the package itself"
 }
 
 # install_packages PACKAGE...: Debian's by name; on macOS what the Brewfile lists.

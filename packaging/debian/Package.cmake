@@ -5,7 +5,7 @@ add_custom_command(OUTPUT changelog.gz
   COMMAND ${CMAKE_CURRENT_LIST_DIR}/changelog ${changes} ${FERRIN_MAINTAINER} changelog.gz
   DEPENDS ${CMAKE_CURRENT_LIST_DIR}/changelog ${changes} VERBATIM)
 add_custom_target(ferrin_changelog ALL DEPENDS changelog.gz)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz debian/copyright DESTINATION share/doc/ferrin-relay)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz copyright DESTINATION share/doc/ferrin-relay)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ferrin-relay)

@@ -13,4 +13,4 @@ add_custom_command(OUTPUT ${icon}
   COMMAND ${CMAKE_CURRENT_LIST_DIR}/icon ${picture} ${icon}
   DEPENDS ${CMAKE_CURRENT_LIST_DIR}/icon ${picture} VERBATIM)
 add_custom_target(ferrin_icon ALL DEPENDS ${icon})
-install(FILES ${icon} debian/copyright DESTINATION ${FERRIN_DATADIR})
+install(FILES ${icon} copyright DESTINATION ${FERRIN_DATADIR})

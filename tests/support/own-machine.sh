@@ -17,10 +17,11 @@ enter() {
 }
 
 lay_over() {
+  local reason
   mount -t tmpfs tmpfs "$1"
   mkdir "$1/written" "$1/work" "$1/root"
-  mount -t overlay overlay -o "lowerdir=/,upperdir=$1/written,workdir=$1/work" "$1/root" 2>/dev/null ||
-    skip "nothing can be laid over the root file system"
+  reason=$(mount -t overlay overlay -o "lowerdir=/,upperdir=$1/written,workdir=$1/work" "$1/root" 2>&1) ||
+    skip "nothing can be laid over the root file system: $reason"
 }
 
 furnish() {
