@@ -7,6 +7,16 @@
 #include "proxy/PeerSocket.h"
 
 namespace ferrin::proxy {
+namespace {
+
+/// Bytes of empty lines before a request, which are to be ignored (RFC 9112, section 2.2).
+std::size_t emptyLinesBefore(std::string_view bytes) {
+  std::size_t size = 0;
+  while (bytes.substr(size).starts_with("\r\n")) size += 2;
+  return size;
+}
+
+}  // namespace
 ClientConnection::ClientConnection(Services& shared, Descriptor connected)
     : services(shared),
       client(shared.loop, std::move(connected)),
@@ -49,10 +59,13 @@ Task<> ClientConnection::turnAway() {
 /// Reads until client.pending begins with a whole head, whose size is headSize then.
 Task<ClientConnection::HeadResult> ClientConnection::readHead() {
   std::size_t searched = 0;
-  limit.start(client.pending.empty() ? services.limits.idleClient : services.limits.head);
+  bool begun = !client.pending.empty();
+  limit.start(begun ? services.limits.head : services.limits.idleClient);
   for (;;) {
-    // An empty line before a request is to be ignored (RFC 9112, section 2.2).
-    while (client.pending.starts_with("\r\n")) client.pending.erase(0, 2);
+    if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
+      client.pending.erase(0, empty);
+      searched = 0;
+    }
     headSize = endOfHead(client.pending, searched);
     if (headSize == malformedHead) co_return HeadResult::malformed;
     if (headSize > maxHeadBytes || (headSize == 0 && client.pending.size() > maxHeadBytes)) {
@@ -62,7 +75,7 @@ Task<ClientConnection::HeadResult> ClientConnection::readHead() {
     searched = client.pending.size();
     const IoResult got = co_await readSome(client.stream, services.block);
     if (got.status != IoStatus::moved) co_return HeadResult::gone;
-    if (client.pending.empty()) limit.start(services.limits.head);
+    if (!std::exchange(begun, true)) limit.start(services.limits.head);
     client.pending.append(services.block.data(), got.bytes);
   }
   limit.stop();
