@@ -46,6 +46,7 @@ void Server::start() {
   services.log.announce("listening on http://" + authority(endpoint) + "/v1, forwarding to " +
                         services.options.upstream.text);
   if (services.options.upstream.secure) services.tls.load();
+  warm.emplace(services, [this] { stopLoopIfDone(); });
 }
 
 void Server::listen() {
@@ -89,7 +90,7 @@ Detached Server::run(Descriptor socket) {
     services.log.note(std::string("internal error: ") + error.what());
   }
   --services.connections;
-  connectionEnded();
+  stopLoopIfDone();
 }
 
 void Server::signalled() {
@@ -107,8 +108,9 @@ void Server::stop() {
   acceptAgain.stop();
   listener.reset();
   drain.start(services.limits.drain);
+  if (warm) warm->stop();
   for (ClientConnection& connection : connections) connection.stopIfIdle();
-  connectionEnded();
+  stopLoopIfDone();
 }
 
 /// Ends every request now, and in further rounds what these still wait for: that an answer is taken, that the
@@ -118,8 +120,9 @@ void Server::abandonAll() {
   if (services.connections != 0) drain.start(services.limits.recheck);
 }
 
-void Server::connectionEnded() {
-  if (services.connections == 0 && services.stopping) services.loop.stop();
+void Server::stopLoopIfDone() {
+  const bool busy = services.connections > 0 || (warm && warm->busy());
+  if (services.stopping && !busy) services.loop.stop();
 }
 
 }  // namespace ferrin::proxy

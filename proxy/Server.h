@@ -9,6 +9,7 @@
 #include "proxy/Services.h"
 #include "proxy/Signals.h"
 #include "proxy/Task.h"
+#include "proxy/WarmConnection.h"
 
 namespace ferrin::proxy {
 
@@ -32,12 +33,13 @@ class Server {
   void signalled();
   void stop();
   void abandonAll();
-  void connectionEnded();
+  void stopLoopIfDone();
 
   Services& services;
   std::optional<Listener> listener;
   Signals signals;
   Connections connections;
+  std::optional<WarmConnection> warm;
   Deadline drain;
   Deadline acceptAgain;
   bool shortOfDescriptors = false;

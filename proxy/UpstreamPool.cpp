@@ -14,9 +14,14 @@ std::unique_ptr<Stream> UpstreamPool::take() {
 
 void UpstreamPool::keep(std::unique_ptr<Stream> stream) {
   const Position position = idle.emplace(idle.end());
-  *position = std::make_unique<Idle>(std::move(stream), [this, position] { idle.erase(position); });
+  *position = std::make_unique<Idle>(std::move(stream), [this, position] { expire(position); });
   (*position)->limit.start(limits.idleUpstream);
   (*position)->stream->socket().watch([this, position] { stirred(position); });
+}
+
+void UpstreamPool::expire(Position position) {
+  idle.erase(position);
+  if (idle.empty() && expired) expired();
 }
 
 /// TLS moves bytes of its own now and then; only those leave the connection fit.

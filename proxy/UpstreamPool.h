@@ -1,6 +1,7 @@
 #pragma once
 // Connections to the upstream that wait for their next request.
 
+#include <functional>
 #include <list>
 #include <memory>
 
@@ -19,14 +20,18 @@ class UpstreamPool {
   /// idle for too long.
   void keep(std::unique_ptr<Stream> stream);
   void clear() { idle.clear(); }
+  /// Has `told` called when the last connection has been idle for too long.
+  void onExpiry(std::function<void()> told) { expired = std::move(told); }
 
  private:
   struct Idle;
   using Position = std::list<std::unique_ptr<Idle>>::iterator;
   void stirred(Position position);
+  void expire(Position position);
 
   TimeLimits& limits;
   std::list<std::unique_ptr<Idle>> idle;
+  std::function<void()> expired;
 };
 
 /// A connection at rest. What arrives on it then, its end in most cases, makes it unfit.

@@ -55,17 +55,18 @@ TEST_F(TimeLimit, endsClientsThatDawdle) {
   const auto begin = Clock::now();
   Connection idle(services->port);
   Connection slow(services->port);
-  slow.send("GET ");
+  slow.send("\r\n");
   EXPECT_TRUE(slow.silentFor(milliseconds(150)));
-  slow.send("/v1/a");
+  slow.send("\r\nGET /v1/a");
   slow.readAll();
   EXPECT_GE(Clock::now() - begin, lengths.head);
+  EXPECT_LT(Clock::now() - begin, lengths.head + milliseconds(140));
   EXPECT_TRUE(idle.silentFor(milliseconds(0)));
   idle.readAll();
   EXPECT_GE(Clock::now() - begin, lengths.idleClient);
 }
 
-TEST_F(TimeLimit, letsGoOfAnUpstreamConnectionThatNobodyUses) {
+TEST_F(TimeLimit, replacesAnIdleUpstreamConnectionWhileAClientStays) {
   tests::Upstream upstream;
   lengths.idleUpstream = milliseconds(300);
   start(upstream.url());
@@ -78,6 +79,16 @@ TEST_F(TimeLimit, letsGoOfAnUpstreamConnectionThatNobodyUses) {
   client.readAnswer();
   EXPECT_LT(side.timeUntilClosed(), std::chrono::seconds(5));
   EXPECT_GE(Clock::now() - begin, lengths.idleUpstream);
+
+  Connection warm = upstream.accept();
+  EXPECT_TRUE(warm.silentFor(milliseconds(50)));  // opened before anybody asks for it
+  client.send(request());
+  warm.readHead();
+  warm.send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+  client.readAnswer();
+  client.close();
+  EXPECT_LT(warm.timeUntilClosed(), std::chrono::seconds(5));
+  EXPECT_TRUE(upstream.silentFor(milliseconds(200)));
 }
 
 TEST_F(TimeLimit, givesUpConnectingToWhoeverDoesNotAnswer) {
