@@ -1,7 +1,5 @@
 #pragma once
-// What AppKit has and GNUstep's headers lack, as far as the window uses it.
-
-#import <AppKit/AppKit.h>
+// What AppKit has and GNUstep's headers lack, as far as the window uses it. Comes after theirs.
 
 @interface NSImage (Additions)
 + (NSImage*)imageWithSystemSymbolName:(NSString*)name accessibilityDescription:(NSString*)description;
