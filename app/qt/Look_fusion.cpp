@@ -1,5 +1,6 @@
 // Where the system has no controls of its own: the toolkit's plainest style, with our colours and shapes.
 
+#include <QEvent>
 #include <QFile>
 #include <QPalette>
 #include <QProxyStyle>
@@ -86,9 +87,25 @@ QString styleSheetOf(const Colours& colours, const QPalette& palette) {
   return sheet;
 }
 
+/// Widgets under a style sheet keep the font that they have when the system's changes, until they are dressed
+/// again.
+class FontFollower : public QObject {
+ public:
+  using QObject::QObject;
+
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (watched == qApp && event->type() == QEvent::ApplicationFontChange)
+      qApp->setStyleSheet(qApp->styleSheet());
+    return false;
+  }
+};
+
 }  // namespace
 
-void setUpLook(QApplication&) { QApplication::setStyle(new Style); }
+void setUpLook(QApplication& application) {
+  QApplication::setStyle(new Style);
+  application.installEventFilter(new FontFollower(&application));
+}
 
 void setColourScheme(QApplication& application, ColourScheme scheme) {
   const Colours colours = coloursOf(scheme);

@@ -1,5 +1,7 @@
 // Where the controls of the main window stand, and how each of them behaves by itself.
 
+#include <QApplication>
+#include <QEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -15,16 +17,32 @@ constexpr int promptHeight = 84;
 constexpr int responseHeight = 120;
 constexpr int profileNameWidth = 130;
 
-enum class TextSize { headline, title2 };
+constexpr double headlineSize = 1;
+constexpr double title2Size = 17.0 / 13;
 
-QLabel* heading(const QString& text, TextSize size) {
-  auto* label = new QLabel(text);
-  QFont font = label->font();
-  font.setWeight(QFont::DemiBold);
-  if (size == TextSize::title2) font.setPointSizeF(font.pointSizeF() * 17 / 13);
-  label->setFont(font);
-  return label;
-}
+/// A text whose size is in proportion to the system's font, which people may change at any time.
+class Heading : public QLabel {
+ public:
+  Heading(const QString& text, double relativeSize) : QLabel(text), size(relativeSize) { adoptSystemFont(); }
+
+ protected:
+  bool event(QEvent* event) override {
+    const bool handled = QLabel::event(event);
+    const auto type = event->type();
+    if (type == QEvent::ApplicationFontChange || type == QEvent::StyleChange) adoptSystemFont();
+    return handled;
+  }
+
+ private:
+  void adoptSystemFont() {
+    QFont font = QApplication::font(this);
+    font.setPointSizeF(font.pointSizeF() * size);
+    font.setWeight(QFont::DemiBold);
+    setFont(font);
+  }
+
+  const double size;
+};
 
 /// A label that names its field, for screen readers too.
 QLabel* labelFor(QWidget* field, const QString& text) {
@@ -139,12 +157,12 @@ MainWindowControls layOutMainWindow(QWidget& window) {
   auto* stack = new QVBoxLayout(&window);
   stack->setContentsMargins(24, 24, 24, 24);
   stack->setSpacing(18);
-  stack->addWidget(heading("Ferrin Relay", TextSize::title2));
+  stack->addWidget(new Heading("Ferrin Relay", title2Size));
   stack->addLayout(profileRow(controls));
   stack->addLayout(settingsGrid(controls));
   stack->addWidget(controls.restartChatGPT, 0, Qt::AlignLeft);
   stack->addWidget(new Divider);
-  stack->addWidget(heading("Direct provider test", TextSize::headline));
+  stack->addWidget(new Heading("Direct provider test", headlineSize));
   stack->addWidget(promptEditor(controls.prompt));
   stack->addLayout(sendRow(controls.send));
   stack->addWidget(responsePanel(controls));

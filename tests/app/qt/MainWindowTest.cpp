@@ -236,6 +236,28 @@ TEST_F(MainWindowTest, movesNothingHoweverLongTheTextsAre) {
   EXPECT_EQ(named<QPlainTextEdit>("Response")->toPlainText().toStdString(), answer);
 }
 
+TEST_F(MainWindowTest, growsWithTheFontOfTheSystem) {
+  const auto pointSizes = [this] {
+    std::vector<double> result;
+    for (const char* label : {"Ferrin Relay", "Direct provider test", "Model"}) {
+      for (const auto* each : window.findChildren<QLabel*>()) {
+        if (each->text() == label) result.push_back(each->font().pointSizeF());
+      }
+    }
+    return result;
+  };
+  const QFont before = QApplication::font();
+  const int height = window.height();
+  QFont larger = before;
+  larger.setPointSizeF(26);
+  QApplication::setFont(larger);
+  QApplication::processEvents();
+  EXPECT_EQ(pointSizes(), (std::vector<double>{34, 26, 26}));
+  EXPECT_GT(window.height(), height);
+  EXPECT_EQ(window.width(), 520);
+  QApplication::setFont(before);
+}
+
 TEST_F(MainWindowTest, asksAnewEachTimeItAppears) {
   tests::put(application.at.upstreamURLFile, "https://elsewhere.example/v1\n");
   window.close();
