@@ -29,8 +29,7 @@ void restartChatGPT() {
 }
 
 void describeApplication() {
-  QApplication::setApplicationName("ferrin-relay");
-  QApplication::setApplicationDisplayName(fromUTF8(app::menuBarTitle));
+  QApplication::setApplicationName(fromUTF8(app::menuBarTitle));  // the tray item's title too
   QApplication::setDesktopFileName("com.ferrin.Relay");
   QApplication::setWindowIcon(QIcon(":/icons/com.ferrin.Relay.svg"));
   QApplication::setQuitOnLastWindowClosed(false);

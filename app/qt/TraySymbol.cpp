@@ -12,33 +12,23 @@ QString themeName(std::string_view symbol) {
                                    : "com.ferrin.Relay-stopped-symbolic";
 }
 
-QPixmap silhouette(const QString& name, const QSize& size, const QColor& colour) {
-  QPixmap picture(size);
-  picture.fill(Qt::transparent);
-  QPainter painter(&picture);
-  QSvgRenderer(":/icons/" + name + ".svg").render(&painter);
-  painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-  painter.fillRect(picture.rect(), colour);
-  return picture;
-}
-
-QPixmap edged(const QString& name, int size) {
+/// Dark on a light disc.
+QPixmap picture(const QString& name, int size) {
+  QPixmap result(size, size);
+  result.fill(Qt::transparent);
+  QPainter painter(&result);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(QColor(0xfafafa));
+  painter.drawEllipse(result.rect());
   const int edge = (size + 15) / 16;
-  const QSize inner(size - 2 * edge, size - 2 * edge);
-  const QPixmap light = silhouette(name, inner, QColor(0xfafafa));
-  QPixmap picture(size, size);
-  picture.fill(Qt::transparent);
-  QPainter painter(&picture);
-  for (int x = 0; x <= 2 * edge; x += edge) {
-    for (int y = 0; y <= 2 * edge; y += edge) painter.drawPixmap(x, y, light);
-  }
-  painter.drawPixmap(edge, edge, silhouette(name, inner, QColor(0x2e3436)));
-  return picture;
+  QSvgRenderer(":/icons/" + name + ".svg").render(&painter, result.rect().adjusted(edge, edge, -edge, -edge));
+  return result;
 }
 
 QIcon drawn(const QString& name) {
   QIcon icon;
-  for (const int size : {16, 22, 24, 32, 48}) icon.addPixmap(edged(name, size));
+  for (const int size : {16, 22, 24, 32, 48}) icon.addPixmap(picture(name, size));
   return icon;
 }
 

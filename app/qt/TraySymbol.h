@@ -7,7 +7,7 @@
 namespace ferrin::qt {
 
 /// `symbol` is one of menuBarSymbol's. From the icon theme where it has ours, so that panels recolour it;
-/// else drawn, dark with a light edge, to be seen on any panel.
+/// else drawn so that it can be seen on any panel.
 QIcon trayIcon(std::string_view symbol);
 
 }  // namespace ferrin::qt

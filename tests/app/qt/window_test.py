@@ -57,10 +57,10 @@ class User:
             "HOME": str(self.home), "XDG_RUNTIME_DIR": str(self.runtime), "PATH": "/usr/bin:/bin",
             "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
 
-    def start(self, **more):
+    def start(self, program=tree / "bin/ferrin-relay", **more):
         shared = {name: os.environ[name] for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "FONTCONFIG_FILE")}
         environment = {name: value for name, value in (self.environment | shared | more).items() if value}
-        return subprocess.Popen([tree / "bin/ferrin-relay"], env=environment, stderr=subprocess.PIPE, text=True)
+        return subprocess.Popen([program], env=environment, stderr=subprocess.PIPE, text=True)
 
     def end(self):
         service = self.home / ".local/share/ferrin-relay/sv" / LABEL
@@ -114,8 +114,8 @@ class WindowTest(unittest.TestCase):
         _, errors = process.communicate(timeout=20)
         self.assertEqual(errors, "")
 
-    def start_with_tray(self):
-        self.start()
+    def start_with_tray(self, **environment):
+        self.start(**environment)
         eventually(lambda: self.tray.item)
 
     def launch_again(self):
@@ -221,6 +221,18 @@ class WindowTest(unittest.TestCase):
         eventually(lambda: self.tray.symbol() == stopped)
         self.assertFalse(relay_answers())
         self.take_screenshots("stopped")
+
+    def test_names_its_symbols_where_they_are_installed(self):
+        with tempfile.TemporaryDirectory() as prefix:
+            subprocess.run(["cmake", "--install", tree, "--prefix", prefix], stdout=subprocess.DEVNULL, check=True)
+            data = pathlib.Path(prefix) / "share"
+            self.start_with_tray(program=f"{prefix}/bin/ferrin-relay", XDG_DATA_DIRS=f"{data}:/usr/share")
+            self.assertEqual(self.tray.property("Title"), "Ferrin Relay")
+            self.assertEqual(self.tray.property("IconName"), "com.ferrin.Relay-stopped-symbolic")
+            for state in ("running", "stopped"):
+                symbol = data / f"icons/hicolor/symbolic/apps/com.ferrin.Relay-{state}-symbolic.svg"
+                # Panels that recolour a symbol fill all of its shapes.
+                self.assertNotRegex(symbol.read_text(), 'stroke=|fill="none"')
 
     def test_hides_after_applying_when_chatgpt_is_restarted(self):
         self.start_with_tray()
