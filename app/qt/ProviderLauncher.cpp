@@ -88,7 +88,7 @@ ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
       contentView(collaborators),
       menuBarControls(collaborators),
       window(contentView, [this] { windowClosed(); }),
-      trayItem(makeTrayItem([this](app::MenuAction action) { chosen(action); })),
+      trayItem(makeTrayItem([this](app::MenuAction action) { chosen(action); }, [this] { trayItemLost(); })),
       menuBarSubscription(menuBarControls.subscribe([this] { showTrayItem(); })),
       instance(std::move(ownInstance)) {
   setColourScheme(*qApp, colours->scheme());
@@ -112,6 +112,10 @@ void ProviderLauncherApp::chosen(app::MenuAction action) {
 /// Without a tray, the window is the application.
 void ProviderLauncherApp::windowClosed() {
   if (!trayItem->isPresent()) shell.terminate();
+}
+
+void ProviderLauncherApp::trayItemLost() {
+  if (!window.isVisible()) shell.openWindow(app::mainWindow);
 }
 
 void ProviderLauncherApp::listenForLaunches() {

@@ -33,6 +33,7 @@ class ProviderLauncherApp {
   void showTrayItem();
   void chosen(app::MenuAction action);
   void windowClosed();
+  void trayItemLost();
   void listenForLaunches();
 
   // Ended from the last to the first: nobody outlives what it works with.

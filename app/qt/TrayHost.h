@@ -1,5 +1,5 @@
 #pragma once
-// Whether there is a tray, and which of the two kinds.
+// Whether there is a tray of the newer kind: a host of status notifier items.
 
 #include <QDBusServiceWatcher>
 #include <QObject>
@@ -7,25 +7,26 @@
 
 namespace ferrin::qt {
 
-/// Calls `appeared` each time when a host of status notifier items is found, which may be at once or much
-/// later: at login the panel often comes last.
+/// Knows of none at first: at login the panel often comes last.
 class TrayHost : public QObject {
   Q_OBJECT
 
  public:
-  explicit TrayHost(std::function<void()> appeared);
+  /// `changed` is called when the first host has come or the last one has gone.
+  explicit TrayHost(std::function<void()> changed);
+
+  bool isThere() const { return hostIsThere; }
 
  private slots:
-  void hostRegistered();
+  /// A watcher may be there long before any host is.
+  void askWatcher();
 
  private:
-  void ask();
+  void take(bool isThere);
 
-  const std::function<void()> appeared;
+  const std::function<void()> changed;
   QDBusServiceWatcher watcher;
+  bool hostIsThere = false;
 };
-
-/// Whether somebody manages the older kind of tray, X11's own. False where there is no X11.
-bool hasX11Tray();
 
 }  // namespace ferrin::qt

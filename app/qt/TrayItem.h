@@ -24,7 +24,8 @@ class TrayItem {
   virtual bool isPresent() = 0;
 };
 
-/// `chosen` is called for what is chosen from the menu.
-std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen);
+/// `chosen` is called for what is chosen from the menu; `lost` when the item can't be seen any more, and for
+/// longer than it takes a panel to start again.
+std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen, std::function<void()> lost);
 
 }  // namespace ferrin::qt

@@ -11,6 +11,7 @@
 #include "app/qt/TrayHost.h"
 #include "app/qt/TrayItem.h"
 #include "app/qt/TraySymbol.h"
+#include "app/qt/X11Tray.h"
 
 namespace ferrin::qt {
 namespace {
@@ -18,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using Kind = app::MenuItem::Kind;
 
-/// Time for the newer kind of tray to show up before the older one is taken.
+/// Time for the newer kind of tray to show up before the older one is taken, and for a panel to start again.
 constexpr auto patience = 4s;
 
 void showAction(QAction& action, const app::MenuItem& item) {
@@ -30,11 +31,17 @@ void showAction(QAction& action, const app::MenuItem& item) {
 
 class DesktopTrayItem : public TrayItem {
  public:
-  explicit DesktopTrayItem(Chosen whenChosen) : chosen(std::move(whenChosen)), host([this] { appear(); }) {
+  DesktopTrayItem(Chosen whenChosen, std::function<void()> whenLost)
+      : chosen(std::move(whenChosen)),
+        lost(std::move(whenLost)),
+        notifierHost([this] { trayChanged(); }),
+        x11Tray([this] { trayChanged(); }) {
     QObject::connect(&menu, &QMenu::triggered, &menu, [this](const QAction* action) {
       chosen(static_cast<app::MenuAction>(action->data().toInt()));
     });
-    QTimer::singleShot(patience, &menu, [this] { appearInX11Tray(); });
+    settling.setSingleShot(true);
+    QObject::connect(&settling, &QTimer::timeout, &menu, [this] { traysHaveSettled(); });
+    settling.start(patience);
   }
 
   void show(std::string_view symbol, const std::vector<app::MenuItem>& items) override {
@@ -44,8 +51,8 @@ class DesktopTrayItem : public TrayItem {
   }
 
   bool isPresent() override {
-    appearInX11Tray();
-    return icon && QSystemTrayIcon::isSystemTrayAvailable();
+    if (x11Tray.isThere()) appear();
+    return icon && (isNotifierItem ? notifierHost.isThere() : x11Tray.isThere());
   }
 
  private:
@@ -57,12 +64,18 @@ class DesktopTrayItem : public TrayItem {
     }
   }
 
-  void appearInX11Tray() {
-    if (!icon && hasX11Tray()) appear();
+  void trayChanged() {
+    if (notifierHost.isThere()) appear();
+    settling.start(patience);
+  }
+
+  void traysHaveSettled() {
+    if (!isPresent() && icon) lost();
   }
 
   void appear() {
     if (icon) return;  // the toolkit itself returns to a tray that went and came back
+    isNotifierItem = notifierHost.isThere();
     icon.emplace(trayIcon(shownSymbol));
     icon->setToolTip(fromUTF8(app::menuBarTitle));
     icon->setContextMenu(&menu);
@@ -73,16 +86,20 @@ class DesktopTrayItem : public TrayItem {
   }
 
   const Chosen chosen;
+  const std::function<void()> lost;
   std::string_view shownSymbol = app::menuBarSymbol(false);
   QMenu menu;
+  QTimer settling;
   std::optional<QSystemTrayIcon> icon;
-  TrayHost host;
+  bool isNotifierItem = false;
+  TrayHost notifierHost;
+  X11Tray x11Tray;
 };
 
 }  // namespace
 
-std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen) {
-  return std::make_unique<DesktopTrayItem>(std::move(chosen));
+std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen, std::function<void()> lost) {
+  return std::make_unique<DesktopTrayItem>(std::move(chosen), std::move(lost));
 }
 
 }  // namespace ferrin::qt

@@ -28,7 +28,9 @@ using ferrin::qt::TrayItem;
 namespace ferrin::qt {
 namespace {
 
-NSString* toNative(std::string_view text) { return [NSString stringWithUTF8String:std::string(text).c_str()]; }
+NSString* toNative(std::string_view text) {
+  return [NSString stringWithUTF8String:std::string(text).c_str()];
+}
 
 class NativeTrayItem : public TrayItem {
  public:
@@ -65,7 +67,7 @@ class NativeTrayItem : public TrayItem {
     if (item.kind == MenuItem::Kind::separator) return [NSMenuItem separatorItem];
     const bool isButton = item.kind == MenuItem::Kind::button;
     NSMenuItem* entry = [[[NSMenuItem alloc] initWithTitle:toNative(item.title)
-                                                    action:isButton ? @selector(choose:) : SEL{}
+                                                    action:isButton ? @selector(choose:) : SEL {}
                                              keyEquivalent:@""] autorelease];
     [entry setTarget:target];
     [entry setTag:static_cast<NSInteger>(item.action)];
@@ -81,7 +83,7 @@ class NativeTrayItem : public TrayItem {
 
 }  // namespace
 
-std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen) {
+std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen, std::function<void()>) {
   return std::make_unique<NativeTrayItem>(std::move(chosen));
 }
 

@@ -135,8 +135,11 @@ class WindowTest(unittest.TestCase):
     def is_open(self):
         return self.window_id() is not None
 
-    def close_window(self):
+    def close_by_keyboard(self):
         x("xdotool", "windowactivate", "--sync", self.window_id(), "key", "--clearmodifiers", "alt+F4")
+
+    def close_window(self):
+        self.close_by_keyboard()
         eventually(lambda: not self.is_open())
 
     def take_screenshot(self, name, scheme="light"):
@@ -308,24 +311,46 @@ class WindowTest(unittest.TestCase):
             self.assertEqual(self.tray.menu(), STOPPED_MENU)
             self.desktop.hide_tray()
 
+    def test_shows_its_window_when_the_tray_has_gone_for_good(self):
+        self.start_with_tray()
+        self.close_window()
+        self.desktop.hide_tray()
+        self.desktop.show_tray()
+        eventually(lambda: self.tray.item)
+        self.assertFalse(self.is_open())
+        self.desktop.hide_tray()
+        eventually(self.is_open)
+        self.close_by_keyboard()
+        self.assertEqual(self.process.wait(timeout=20), 0)
+
     def test_is_its_window_where_there_is_no_tray(self):
         self.desktop.hide_tray()
         self.start()
         self.launch_again()
         self.assertTrue(self.is_open())
-        x("xdotool", "windowactivate", "--sync", self.window_id(), "key", "--clearmodifiers", "alt+F4")
+        self.close_by_keyboard()
         self.assertEqual(self.process.wait(timeout=20), 0)
 
     def test_goes_to_an_x11_tray_where_that_is_all_there_is(self):
         self.desktop.hide_tray()
-        tray = subprocess.Popen(["trayer"], stderr=subprocess.DEVNULL)
-        self.addCleanup(tray.wait)
-        self.addCleanup(tray.terminate)
-        eventually(lambda: x("xdotool", "search", "--class", "trayer"))
+        tray = self.start_x11_tray()
         self.start()
         self.close_window()
         self.launch_again()
         eventually(self.is_open)
+        self.close_window()
+        tray.terminate()
+        eventually(self.is_open)
+        self.start_x11_tray()
+        self.close_window()
+        self.assertIsNone(self.process.poll())
+
+    def start_x11_tray(self):
+        tray = subprocess.Popen(["trayer"], stderr=subprocess.DEVNULL)
+        self.addCleanup(tray.wait)
+        self.addCleanup(tray.terminate)
+        eventually(lambda: x("xdotool", "search", "--class", "trayer"))
+        return tray
 
     def test_ends_what_it_is_doing_before_it_goes(self):
         self.start_with_tray()
