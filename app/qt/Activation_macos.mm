@@ -16,4 +16,8 @@ void activateApplication() {
 
 void hideApplication() { [NSApp hide:nil]; }
 
+std::string activationToken() { return {}; }
+
+void withActivationToken(const std::string&, const std::function<void()>& comeForward) { comeForward(); }
+
 }  // namespace ferrin::qt

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/CommandLineMode.h"
+#include "app/qt/Activation.h"
 #include "app/qt/Display.h"
 #include "app/qt/Text.h"
 #include "core/LauncherError.h"
@@ -43,7 +44,7 @@ struct Place {
 
 Place placeOf(const core::Locations& locations) {
   try {
-    auto instance = SingleInstance::take(instanceFolder(locations.home));
+    auto instance = SingleInstance::take(instanceFolder(locations.home), activationToken());
     return {!instance, std::move(instance)};
   } catch (const std::exception& error) {
     writeError("ferrin-relay: " + core::localizedDescription(error) +
@@ -122,7 +123,11 @@ void ProviderLauncherApp::listenForLaunches() {
   if (!instance) return;
   launches.emplace(instance->descriptor(), QSocketNotifier::Read);
   QObject::connect(&*launches, &QSocketNotifier::activated, &window,
-                   [this] { instance->answer([this] { menuBarControls.openWindow(); }); });
+                   [this] { instance->answer([this](const std::string& token) { comeForward(token); }); });
+}
+
+void ProviderLauncherApp::comeForward(const std::string& token) {
+  withActivationToken(token, [this] { menuBarControls.openWindow(); });
 }
 
 int ProviderLauncherApp::main(int count, char** arguments) {

@@ -35,6 +35,7 @@ class ProviderLauncherApp {
   void windowClosed();
   void trayItemLost();
   void listenForLaunches();
+  void comeForward(const std::string& token);
 
   // Ended from the last to the first: nobody outlives what it works with.
   const std::unique_ptr<relay::ServiceManager> services;

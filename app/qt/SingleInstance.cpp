@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -12,7 +13,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -29,6 +29,8 @@ using Clock = std::chrono::steady_clock;
 /// The other process may be in the middle of an action that blocks it.
 constexpr auto patience = 15s;
 constexpr auto betweenAttempts = 20ms;
+constexpr timeval patienceForMessage{.tv_sec = 1, .tv_usec = 0};
+constexpr std::size_t maxMessageBytes = 4096;
 
 [[noreturn]] void fail(int error, const std::filesystem::path& file) {
   throw std::system_error(error, std::generic_category(), file.string());
@@ -83,13 +85,16 @@ FileDescriptor listenAt(const std::filesystem::path& file) {
   return descriptor;
 }
 
-/// Whether the process that listens there says that it has come forward, before `deadline`.
-bool ask(const std::filesystem::path& file, Clock::time_point deadline) {
+/// Whether the process that listens there is told `message` and says that it has come forward, before
+/// `deadline`.
+bool ask(const std::filesystem::path& file, const std::string& message, Clock::time_point deadline) {
   const sockaddr_un address = addressOf(file);
   const FileDescriptor descriptor = localSocket();
   if (connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
     return false;
   if (!isOurs(descriptor.get())) fail(EPERM, file);
+  send(descriptor.get(), message.data(), message.size(), MSG_NOSIGNAL);
+  shutdown(descriptor.get(), SHUT_WR);
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
   pollfd answer{descriptor.get(), POLLIN, 0};
   char byte = 0;
@@ -97,16 +102,26 @@ bool ask(const std::filesystem::path& file, Clock::time_point deadline) {
          read(descriptor.get(), &byte, 1) == 1;
 }
 
+/// Up to its end, as far as it comes in time: nobody is to hold up the main thread.
+std::string messageFrom(int socket) {
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patienceForMessage, sizeof patienceForMessage);
+  std::string message(maxMessageBytes, '\0');
+  const ssize_t length = recv(socket, message.data(), message.size(), MSG_WAITALL);
+  message.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
+  return message;
+}
+
 }  // namespace
 
-std::optional<SingleInstance> SingleInstance::take(const std::filesystem::path& folder) {
+std::optional<SingleInstance> SingleInstance::take(const std::filesystem::path& folder,
+                                                   const std::string& message) {
   makePrivateFolder(folder);
   const auto deadline = Clock::now() + patience;
   // The holder of the lock may not listen yet, or be about to end: so both are tried in turn.
   for (;;) {
     FileDescriptor lock = lockFile(folder / "lock");
     if (lock.valid()) return SingleInstance(std::move(lock), listenAt(folder / "socket"));
-    if (ask(folder / "socket", deadline)) return std::nullopt;
+    if (ask(folder / "socket", message, deadline)) return std::nullopt;
     if (Clock::now() > deadline) fail(ETIMEDOUT, folder / "socket");
     std::this_thread::sleep_for(betweenAttempts);
   }
@@ -115,12 +130,12 @@ std::optional<SingleInstance> SingleInstance::take(const std::filesystem::path& 
 SingleInstance::SingleInstance(FileDescriptor held, FileDescriptor listening)
     : lock(std::move(held)), listener(std::move(listening)) {}
 
-void SingleInstance::answer(const std::function<void()>& comeForward) const {
+void SingleInstance::answer(const std::function<void(const std::string&)>& comeForward) const {
   const FileDescriptor caller(accept(listener.get(), nullptr, nullptr));
   if (!caller.valid()) return;
   fcntl(caller.get(), F_SETFD, FD_CLOEXEC);
   if (!isOurs(caller.get())) return;
-  comeForward();
+  comeForward(messageFrom(caller.get()));
   send(caller.get(), "1", 1, MSG_NOSIGNAL);
 }
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "core/FileDescriptor.h"
 
@@ -13,15 +14,16 @@ namespace ferrin::qt {
 class SingleInstance {
  public:
   /// Takes the place in `folder`, which is made for its owner alone. Where another process has it, that one
-  /// is asked to come forward, and nothing is returned once it has. Throws std::system_error when the folder
-  /// is not safe to use or the other process does not answer.
-  static std::optional<SingleInstance> take(const std::filesystem::path& folder);
+  /// is told `message` and asked to come forward, and nothing is returned once it has. Throws
+  /// std::system_error when the folder is not safe to use or the other process does not answer.
+  static std::optional<SingleInstance> take(const std::filesystem::path& folder, const std::string& message);
 
   /// Readable when somebody waits to be answered.
   int descriptor() const { return listener.get(); }
 
-  /// Calls `comeForward` for a later launch that waits; processes of other users are turned away.
-  void answer(const std::function<void()>& comeForward) const;
+  /// Calls `comeForward` for a later launch that waits, with its message; processes of other users are turned
+  /// away.
+  void answer(const std::function<void(const std::string& message)>& comeForward) const;
 
  private:
   SingleInstance(core::FileDescriptor lock, core::FileDescriptor listener);

@@ -22,18 +22,19 @@ bool isAskedFor(const SingleInstance& instance) {
 
 TEST(SingleInstance, bringsTheFirstForwardBeforeTheSecondGoes) {
   const tests::TemporaryFolder folder;
-  auto first = SingleInstance::take(folder / "place");
+  auto first = SingleInstance::take(folder / "place", "token");
   ASSERT_TRUE(first);
-  auto second = std::async(std::launch::async, [&] { return SingleInstance::take(folder / "place"); });
+  auto second =
+      std::async(std::launch::async, [&] { return SingleInstance::take(folder / "place", "token"); });
   ASSERT_TRUE(isAskedFor(*first));
   EXPECT_EQ(second.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-  int times = 0;
-  first->answer([&times] { ++times; });
+  std::string told;
+  first->answer([&told](const std::string& message) { told += message; });
   EXPECT_FALSE(second.get());
-  EXPECT_EQ(times, 1);
+  EXPECT_EQ(told, "token");
 
   first.reset();  // its socket is still there
-  EXPECT_TRUE(SingleInstance::take(folder / "place"));
+  EXPECT_TRUE(SingleInstance::take(folder / "place", "token"));
 }
 
 TEST(SingleInstance, refusesAPlaceThatOthersCanReach) {
@@ -44,16 +45,16 @@ TEST(SingleInstance, refusesAPlaceThatOthersCanReach) {
   fs::permissions(folder / "private", fs::perms::owner_all);
   fs::create_directory_symlink(folder / "private", folder / "link");
   for (const char* name : {"open", "link"}) {
-    EXPECT_THROW(SingleInstance::take(folder / name), std::system_error) << name;
+    EXPECT_THROW(SingleInstance::take(folder / name, ""), std::system_error) << name;
   }
   const std::string far(200, 'x');
-  EXPECT_THROW(SingleInstance::take(folder / far), std::system_error);
+  EXPECT_THROW(SingleInstance::take(folder / far, ""), std::system_error);
 }
 
 TEST(SingleInstance, turnsOtherUsersAway) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
   const tests::TemporaryFolder folder;
-  const auto instance = SingleInstance::take(folder / "place");
+  const auto instance = SingleInstance::take(folder / "place", "token");
   for (const char* name : {"", "place", "place/socket"}) fs::permissions(folder / name, fs::perms::all);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -63,7 +64,7 @@ TEST(SingleInstance, turnsOtherUsersAway) {
   const int connected = connect(stranger.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
   ASSERT_EQ(seteuid(0), 0);
   ASSERT_EQ(connected, 0);
-  instance->answer([] { FAIL() << "came forward for a stranger"; });
+  instance->answer([](const std::string&) { FAIL() << "came forward for a stranger"; });
   char byte = 0;
   EXPECT_EQ(recv(stranger.get(), &byte, 1, 0), 0);
 }
