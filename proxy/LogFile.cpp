@@ -21,22 +21,27 @@ std::string newerHalf(int descriptor, off_t size) {
   return lineEnd == std::string::npos ? std::string() : bytes.substr(lineEnd + 1);
 }
 
-void writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+/// How many bytes could be written.
+std::size_t writeAll(int descriptor, std::string_view bytes) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
     if (count > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(count));
+      written += static_cast<std::size_t>(count);
     } else if (errno != EINTR) {
-      return;
+      break;
     }
   }
+  return written;
 }
 
 }  // namespace
 
 void LogFile::write(std::string_view lines) {
   makeRoomFor(lines.size());
-  writeAll(output, lines);
+  if (cut && writeAll(output, "\n") == 0) return;
+  const std::size_t written = writeAll(output, lines);
+  cut = written > 0 && lines[written - 1] != '\n';
 }
 
 void LogFile::makeRoomFor(std::size_t bytes) {

@@ -16,12 +16,14 @@ class LogFile {
   explicit LogFile(int descriptor) : output(descriptor) {}
 
   /// Appends whole lines. What can't be written (a full disk, a closed pipe) is lost; nobody could be told.
+  /// The next line is a line of its own all the same.
   void write(std::string_view lines);
 
  private:
   void makeRoomFor(std::size_t bytes);
 
   int output;
+  bool cut = false;  ///< the last line was cut off by a full disk
 };
 
 /// A second descriptor of the file behind `descriptor`, for reading and writing; negative when there is none.
