@@ -93,43 +93,6 @@ TEST(Stop, endsAtTheSecondSignalOrAfterFourSeconds) {
   }
 }
 
-TEST(Connections, beyondTheLimitAreToldSo) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
-  std::vector<std::unique_ptr<Connection>> connections;
-  for (int count = 0; count < 1024; ++count)
-    connections.push_back(std::make_unique<Connection>(relay.port()));
-  Connection last(relay.port());
-  const std::string answer = last.readAll();
-  EXPECT_TRUE(answer.starts_with("HTTP/1.1 503 ")) << answer;
-  EXPECT_NE(answer.find("\"code\":\"too_many_connections\""), std::string::npos);
-  connections.pop_back();
-  for (bool served = false; !served;) {  // as soon as the relay has seen the other one go
-    Connection next(relay.port());
-    next.send(relay.request("GET /healthz"));
-    served = next.readAnswer().starts_with("HTTP/1.1 200 ");
-  }
-}
-
-TEST(Connections, afterDescriptorsRanOutAreServedAgain) {
-  Upstream upstream;
-  RelayProcess::Settings settings;
-  settings.program = FERRIN_RELEASED_RELAY_PROGRAM;  // the sanitizers want descriptors of their own
-  const RelayProcess relay(upstream.url(), settings);
-  const rlim_t room = relay.openDescriptors() + 4;
-  const rlimit narrow{room, room};
-  ASSERT_EQ(prlimit(relay.process(), RLIMIT_NOFILE, &narrow, nullptr), 0);
-  {
-    std::vector<std::unique_ptr<Connection>> connections;
-    for (int count = 0; count < 8; ++count) connections.push_back(std::make_unique<Connection>(relay.port()));
-    EXPECT_TRUE(relay.logs("can't accept connections: Too many open files"));
-  }
-  EXPECT_TRUE(relay.logs("accepting connections again"));
-  Connection client(relay.port());
-  client.send(relay.request("GET /healthz"));
-  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 200 "));
-}
-
 TEST(Idle, takesNoProcessorTime) {
   Upstream upstream;
   const RelayProcess relay(upstream.url());
@@ -165,63 +128,6 @@ TEST(Log, staysUnderItsLimit) {
   EXPECT_TRUE(relay.log().starts_with("newest\n")) << relay.log().substr(0, 100);
 }
 
-/// The upstream's side of the request that names `mark`. Those that broke off before it are passed over.
-std::pair<Connection, std::string> acceptRequest(Upstream& upstream, const std::string& mark) {
-  for (;;) {
-    Connection side = upstream.accept();
-    try {
-      std::string head = side.readHead();
-      if (head.find(mark) != std::string::npos) return {std::move(side), std::move(head)};
-    } catch (const std::runtime_error&) {
-      continue;
-    }
-  }
-}
-
-/// One client's stream with content of its own, which ends well, or is left by one side at a random moment.
-void strayStream(const RelayProcess& relay, Upstream& upstream, std::mt19937& random) {
-  Connection client(relay.port());
-  const std::string mark = std::to_string(random());
-  const std::string body(random() % 3000, 'b');
-  const std::string whole = relay.request("POST /v1/" + mark, "", body);
-  const int leaver = static_cast<int>(random() % 5);
-  if (leaver == 0) return client.send(whole.substr(0, random() % whole.size()));
-  client.send(whole);
-  auto [side, head] = acceptRequest(upstream, mark);
-  const std::string seen = head.substr(6, head.find(" HTTP") - 6);
-  const std::string answer = streamHead + "a\r\n" + (seen + "          ").substr(0, 10) + "\r\n0\r\n\r\n";
-  const std::size_t cut = leaver < 3 ? random() % answer.size() : answer.size();
-  side.send(answer.substr(0, cut));
-  if (leaver == 1) return random() % 2 == 0 ? side.reset() : side.close();
-  if (leaver == 2) return random() % 2 == 0 ? client.reset() : client.close();
-  EXPECT_EQ(seen, mark);
-  EXPECT_EQ(client.readUntil("0\r\n\r\n"), answer);
-}
-
-class Faults : public testing::TestWithParam<const char*> {};
-
-TEST_P(Faults, leaveNeitherDescriptorsNorMemoryBehind) {
-  Upstream upstream;
-  RelayProcess::Settings settings;
-  settings.program = GetParam();
-  const RelayProcess relay(upstream.url(), settings);
-  std::mt19937 random(20261121);
-  const auto round = [&](int count) {
-    for (int index = 0; index < count; ++index) strayStream(relay, upstream, random);
-    while (!upstream.silentFor(milliseconds(100))) upstream.accept();
-  };
-  round(200);
-  const std::size_t before = relay.residentBytes();
-  round(1500);
-  EXPECT_LE(relay.openDescriptors(), 16U) << relay.log().substr(relay.log().size() - 500);
-  const bool sanitized =
-      std::string_view(GetParam()) == FERRIN_RELAY_PROGRAM;  // which keeps freed memory to itself
-  EXPECT_LT(relay.residentBytes(), before + (sanitized ? 60'000'000 : 500'000));
-}
-
-INSTANTIATE_TEST_SUITE_P(Builds, Faults,
-                         testing::Values(FERRIN_RELAY_PROGRAM, FERRIN_RELEASED_RELAY_PROGRAM));
-
 TEST(ThousandStreams, eachGetTheirOwn) {
   Upstream upstream;
   const RelayProcess relay(upstream.url());
@@ -250,38 +156,6 @@ TEST(ThousandStreams, eachGetTheirOwn) {
     const std::string event = "8\r\n" + (stream.mark + "........").substr(0, 8) + "\r\n";
     ASSERT_EQ(stream.client->readUntil("\r\n0\r\n\r\n"), streamHead + event + event + event + "0\r\n\r\n");
   }
-}
-
-TEST(MalformedHeads, areAnsweredOrClosed) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
-  std::mt19937 random(7);
-  const std::string good =
-      relay.request("POST /v1/x", "Transfer-Encoding: chunked\r\n") + "2\r\nhi\r\n0\r\n\r\n";
-  for (int round = 0; round < 800; ++round) {
-    std::string bytes = good;
-    for (std::size_t changes = random() % 4 + 1; changes > 0; --changes) {
-      const std::size_t at = random() % bytes.size();
-      switch (random() % 3) {
-        case 0:
-          bytes[at] = static_cast<char>(random());
-          break;
-        case 1:
-          bytes.erase(at, random() % 8);
-          break;
-        default:
-          bytes.insert(at, bytes.substr(random() % bytes.size(), random() % 30));
-      }
-    }
-    Connection client(relay.port());
-    client.send(bytes);
-    client.finishSending();
-    while (!upstream.silentFor(milliseconds(0))) upstream.accept().close();
-    client.readAll();
-  }
-  Connection client(relay.port());
-  client.send(relay.request("GET /healthz"));
-  EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 200 "));
 }
 
 }  // namespace

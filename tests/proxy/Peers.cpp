@@ -13,11 +13,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-sockaddr_in loopback(std::uint16_t port) {
+sockaddr_in loopback(std::uint16_t port, const std::string& text = "127.0.0.1") {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  inet_pton(AF_INET, text.c_str(), &address.sin_addr);
   return address;
 }
 
@@ -28,9 +28,8 @@ std::uint16_t portOf(int socket) {
   return ntohs(address.sin_port);
 }
 
-FileDescriptor listening(int backlog) {
+FileDescriptor listening(int backlog, const sockaddr_in& address = loopback(0)) {
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const sockaddr_in address = loopback(0);
   if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(socket.get(), backlog) != 0) {
     throw std::system_error(errno, std::generic_category(), "listen");
@@ -117,6 +116,11 @@ std::string Connection::read(std::size_t count) {
   return bytes;
 }
 
+std::string Connection::readSome() {
+  if (buffered.empty()) fill();
+  return std::exchange(buffered, {});
+}
+
 std::string Connection::readAnswer() {
   const std::string head = readHead();
   const std::size_t field = head.find("Content-Length: ");
@@ -146,7 +150,8 @@ void Connection::reset() {
   socket.reset();
 }
 
-Upstream::Upstream() : listener(listening(SOMAXCONN)), number(portOf(listener.get())) {}
+Upstream::Upstream(const std::string& address, std::uint16_t port)
+    : listener(listening(SOMAXCONN, loopback(port, address))), number(portOf(listener.get())) {}
 
 std::string Upstream::url(std::string_view path) const {
   return "http://127.0.0.1:" + std::to_string(number) + std::string(path);

@@ -33,6 +33,8 @@ class Connection {
   std::string readUntil(std::string_view end);
   std::string readHead() { return readUntil("\r\n\r\n"); }
   std::string read(std::size_t count);
+  /// What comes next, however little; "" at the end of the connection.
+  std::string readSome();
   /// A head and as much body as its Content-Length says.
   std::string readAnswer();
   /// Everything up to the end of the connection; a reset counts as "<reset>" at the end.
@@ -61,7 +63,7 @@ class Connection {
 /// A listening socket that the relay takes for its provider.
 class Upstream {
  public:
-  Upstream();
+  explicit Upstream(const std::string& address = "127.0.0.1", std::uint16_t port = 0);
   std::uint16_t port() const { return number; }
   std::string url(std::string_view path = "") const;
   Connection accept();

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -56,6 +57,14 @@ std::uint16_t announcedPort(const std::string& log) {
 }
 
 }  // namespace
+
+void RelayProcess::Settings::surround(const std::vector<std::pair<std::string, std::string>>& variables) {
+  const char* options = std::getenv("ASAN_OPTIONS");
+  environment = variables;
+  environment.emplace_back("LD_PRELOAD", FERRIN_SURROUNDINGS);
+  environment.emplace_back("ASAN_OPTIONS",
+                           std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0");
+}
 
 RelayProcess::RelayProcess(const std::string& upstream, const Settings& settings) {
   if (!settings.key.empty()) put(keyFile(), settings.key);

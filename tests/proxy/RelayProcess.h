@@ -22,6 +22,9 @@ class RelayProcess {
     std::string program = FERRIN_RELAY_PROGRAM;
     std::string host = "127.0.0.1";
     std::string logContent = "";  ///< what the log holds before the start
+
+    /// With the names and the clock that Surroundings.cpp reads from the files in `variables`.
+    void surround(const std::vector<std::pair<std::string, std::string>>& variables = {});
   };
   static constexpr const char* key = "sk-test-key";
 

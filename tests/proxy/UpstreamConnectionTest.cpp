@@ -4,7 +4,6 @@
 #include <signal.h>
 
 #include <array>
-#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -127,11 +126,8 @@ TEST(UpstreamConnection, thatIsRefusedGives502AndSaysWhyInTheLog) {
 }
 
 TEST(UpstreamConnection, thatHangsInItsNameIsLeftWithTheClientAndByTheProcess) {
-  const char* options = std::getenv("ASAN_OPTIONS");
   RelayProcess::Settings settings;
-  settings.environment = {
-      {"LD_PRELOAD", FERRIN_DEAF_NAMES},
-      {"ASAN_OPTIONS", std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0"}};
+  settings.surround();
   RelayProcess relay("http://deaf.example", settings);
   Connection leaving(relay.port());
   leaving.send(relay.request("GET /v1/a"));
