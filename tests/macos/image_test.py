@@ -51,7 +51,7 @@ class Image(unittest.TestCase):
         self.assertEqual(contents, {"Info.plist", "MacOS/Ferrin Relay", "Helpers/ferrin-third-party-proxy",
                                     "Resources/AppIcon.icns", "Resources/copyright", "Resources/proxy.py"})
         self.assertEqual(sorted(os.listdir(app.parent)), ["Applications", "Ferrin Relay.app"])
-        self.assertIn("built=''\n", (app / "Contents/Resources/proxy.py").read_text())
+        self.assertIn("built='' #", (app / "Contents/Resources/proxy.py").read_text())
         facts = plistlib.loads((app / "Contents/Info.plist").read_bytes())
         expected = {"CFBundleIdentifier": "com.ferrin.Relay", "CFBundleExecutable": "Ferrin Relay",
                     "CFBundleIconFile": "AppIcon", "CFBundlePackageType": "APPL", "LSUIElement": True,
