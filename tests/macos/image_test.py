@@ -18,6 +18,10 @@ TOOLS = ("codesign", "hdiutil", "macdeployqt", "xcrun")
 RECORDING = """#!/bin/sh
 { printf '%s' "${0##*/}"; printf ' [%s]' "$@"; echo; } >>"$CALLS"
 """
+DEPLOYING = RECORDING + """mkdir -p "$1/Contents/Frameworks/QtCore.framework/Versions"
+: >"$1/Contents/Frameworks/QtCore.framework/Versions/inner.dylib"
+: >"$1/Contents/Frameworks/libicuuc.dylib"
+"""
 
 
 class Image(unittest.TestCase):
@@ -26,7 +30,7 @@ class Image(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         for tool in TOOLS:
-            (self.folder / tool).write_text(RECORDING)
+            (self.folder / tool).write_text(DEPLOYING if tool == "macdeployqt" else RECORDING)
             (self.folder / tool).chmod(0o755)
         self.addCleanup(shutil.rmtree, tree / "package", ignore_errors=True)
 
@@ -40,6 +44,14 @@ class Image(unittest.TestCase):
             text = text.replace(str(path), name)
         return done, text.replace("APP/Contents/Helpers/ferrin-third-party-proxy", "HELPER").splitlines()
 
+    def signed(self, calls, options):
+        """What is signed after the libraries, in this order; they are signed first, each whole."""
+        start = f"codesign [--force] [{options}] ["
+        parts = [call[len(start):-1] for call in calls if call.startswith(start)]
+        libraries = {f"APP/Contents/Frameworks/{name}" for name in ("QtCore.framework", "libicuuc.dylib")}
+        self.assertEqual(set(parts[:2]), libraries)
+        return parts[2:]
+
     def image(self):
         return tree / f"package/Ferrin-Relay-{version}.dmg"
 
@@ -47,6 +59,7 @@ class Image(unittest.TestCase):
         done, calls = self.pack()
         self.assertEqual((done.returncode, done.stdout), (0, f"{self.image()}\n"), done.stderr)
         app = tree / "package/image/Ferrin Relay.app"
+        shutil.rmtree(app / "Contents/Frameworks")
         contents = {str(file.relative_to(app / "Contents")) for file in app.rglob("*") if file.is_file()}
         self.assertEqual(contents, {"Info.plist", "MacOS/Ferrin Relay", "Helpers/ferrin-third-party-proxy",
                                     "Resources/AppIcon.icns", "Resources/copyright", "Resources/proxy.py"})
@@ -58,11 +71,10 @@ class Image(unittest.TestCase):
                     "CFBundleShortVersionString": version, "CFBundleVersion": version,
                     "LSMinimumSystemVersion": "13.0", "NSHighResolutionCapable": True}
         self.assertEqual({name: facts.get(name) for name in expected}, expected)
-        self.assertEqual(calls, ["macdeployqt [APP] [-executable=HELPER]",
-                                 "codesign [--force] [--sign] [-] [HELPER]",
-                                 "codesign [--force] [--sign] [-] [APP]",
-                                 f"hdiutil [create] [-quiet] [-volname] [Ferrin Relay] [-srcfolder] "
-                                 f"[{app.parent}] [-format] [UDZO] [DMG]"])
+        self.assertEqual(calls[0], "macdeployqt [APP] [-executable=HELPER]")
+        self.assertEqual(self.signed(calls, "--sign] [-"), ["HELPER", "APP"])
+        self.assertEqual(calls[-1], "hdiutil [create] [-quiet] [-volname] [Ferrin Relay] [-srcfolder] "
+                                    f"[{app.parent}] [-format] [UDZO] [DMG]")
 
     def test_the_icon_file_holds_every_size(self):
         icon = tree / "Ferrin Relay.app/Contents/Resources/AppIcon.icns"
@@ -73,9 +85,8 @@ class Image(unittest.TestCase):
     def test_signs_and_has_notarised_what_it_is_told_to(self):
         done, calls = self.pack(FERRIN_SIGN_IDENTITY="Developer ID Application: X", FERRIN_NOTARY_PROFILE="profile")
         self.assertEqual(done.returncode, 0, done.stderr)
-        signed = "codesign [--force] [--timestamp] [--options] [runtime] [--sign] [Developer ID Application: X] "
-        self.assertEqual([call for call in calls if call.startswith("codesign")],
-                         [signed + f"[{what}]" for what in ("HELPER", "APP", "DMG")])
+        options = "--timestamp] [--options] [runtime] [--sign] [Developer ID Application: X"
+        self.assertEqual(self.signed(calls, options), ["HELPER", "APP", "DMG"])
         self.assertEqual(calls[-2:], ["xcrun [notarytool] [submit] [DMG] [--keychain-profile] [profile] [--wait]",
                                       "xcrun [stapler] [staple] [DMG]"])
         done, _ = self.pack(FERRIN_NOTARY_PROFILE="profile")

@@ -96,20 +96,23 @@ class Life(unittest.TestCase):
         passwd.write_text("\n".join([f"root:x:0:0::{home}:/bin/sh", *others, ""]))
         os.environ["HOME"] = str(home)
         os.environ.pop("XDG_RUNTIME_DIR", None)
-        secrets.mkdir(parents=True, mode=0o700)
-        (secrets / "openai-proxy-upstream.token").write_text("sk-of-the-provider\n")
-        cls.provider = subprocess.Popen(
-            [tree / "bin/ferrin-sample-provider", "--key-file", secrets / "openai-proxy-upstream.token",
-             "--prefix", "/v1", "--echo"], stdout=subprocess.PIPE, text=True)
-        cls.addClassCleanup(cls.provider.communicate)
-        cls.addClassCleanup(cls.provider.terminate)
-        cls.url = cls.provider.stdout.readline().split()[2].rstrip(",")
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        (secrets / "openai-proxy-upstream.url").write_text(self.url + "\n")
+        secrets.mkdir(parents=True, mode=0o700)
+        self.addCleanup(shutil.rmtree, home)
+        (secrets / "openai-proxy-upstream.token").write_text("sk-of-the-provider\n")
+        (secrets / "openai-proxy-upstream.url").write_text(self.start_provider() + "\n")
+
+    def start_provider(self):
+        provider = subprocess.Popen(
+            [tree / "bin/ferrin-sample-provider", "--key-file", secrets / "openai-proxy-upstream.token",
+             "--prefix", "/v1", "--echo"], stdout=subprocess.PIPE, text=True)
+        self.addCleanup(provider.communicate)
+        self.addCleanup(provider.terminate)
+        return provider.stdout.readline().split()[2].rstrip(",")
 
     def apply(self, program):
         self.assertEqual(do(program, "--apply-reference-config"), "reference configuration applied\n")
@@ -118,7 +121,7 @@ class Life(unittest.TestCase):
         self.assertEqual(answer_through_relay("word by word"), "word by word")
 
     def test_a_package_through_its_whole_life(self):
-        package = next((tree / "package").glob("*.deb"))
+        package = next((tree / "package").glob(f"ferrin-relay_{version}_*.deb"))
         self.addCleanup(do, "dpkg", "--purge", "ferrin-relay")
         apt("install", package)
         self.assertIn("/man1/ferrin-relay.1", do("man", "-w", "ferrin-relay"))

@@ -39,11 +39,8 @@ if [ "$1" != --inside ]; then enter "$@"; fi
 folder=$2
 shift 2
 place=$(mktemp -d)
+trap 'umount -l "$place"; rmdir "$place"' EXIT
 lay_over "$place"
 furnish "$place/root" "$folder"
 ip link set lo up
-rmdir_later() { umount -l "$place" && rmdir "$place"; }
-status=0
-chroot "$place/root" "$@" || status=$?
-rmdir_later
-exit "$status"
+chroot "$place/root" "$@"
