@@ -1,11 +1,13 @@
 #include "proxy/LogFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <string>
 
 namespace ferrin::proxy {
@@ -35,22 +37,36 @@ std::size_t writeAll(int descriptor, std::string_view bytes) {
   return written;
 }
 
+/// A pipe that nobody reads must not hold up the relay: what does not fit is dropped. This much fits, or
+/// nothing does (pipe(7)).
+std::size_t writeWhileTaken(int descriptor, std::string_view bytes) {
+  std::size_t written = 0;
+  pollfd polled{descriptor, POLLOUT, 0};
+  while (written < bytes.size() && poll(&polled, 1, 0) == 1 && (polled.revents & POLLOUT) != 0) {
+    const std::size_t count = writeAll(descriptor, bytes.substr(written, PIPE_BUF));
+    if (count == 0) break;
+    written += count;
+  }
+  return written;
+}
+
 }  // namespace
 
 void LogFile::write(std::string_view lines) {
-  makeRoomFor(lines.size());
-  if (cut && writeAll(output, "\n") == 0) return;
-  const std::size_t written = writeAll(output, lines);
+  struct stat status {};
+  const bool regular = fstat(output, &status) == 0 && S_ISREG(status.st_mode);
+  if (regular && static_cast<std::size_t>(status.st_size) + lines.size() > maxBytes)
+    dropOlderHalf(status.st_size);
+  const auto write = regular ? writeAll : writeWhileTaken;
+  if (cut && write(output, "\n") == 0) return;
+  const std::size_t written = write(output, lines);
   cut = written > 0 && lines[written - 1] != '\n';
 }
 
-void LogFile::makeRoomFor(std::size_t bytes) {
-  struct stat status {};
-  if (fstat(output, &status) != 0 || !S_ISREG(status.st_mode)) return;
-  if (static_cast<std::size_t>(status.st_size) + bytes <= maxBytes) return;
+void LogFile::dropOlderHalf(off_t size) {
   const int file = reopened(output);
   if (file < 0) return;
-  const std::string kept = newerHalf(file, status.st_size);
+  const std::string kept = newerHalf(file, size);
   if (ftruncate(file, 0) == 0) {
     lseek(file, 0, SEEK_SET);
     writeAll(file, kept);

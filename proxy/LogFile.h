@@ -15,12 +15,12 @@ class LogFile {
   /// Writes to `descriptor`, which stays the caller's.
   explicit LogFile(int descriptor) : output(descriptor) {}
 
-  /// Appends whole lines. What can't be written (a full disk, a closed pipe) is lost; nobody could be told.
-  /// The next line is a line of its own all the same.
+  /// Appends whole lines. What can't be written at once (a full disk, a pipe that is full or closed) is lost;
+  /// nobody could be told. The next line is a line of its own all the same.
   void write(std::string_view lines);
 
  private:
-  void makeRoomFor(std::size_t bytes);
+  void dropOlderHalf(off_t size);
 
   int output;
   bool cut = false;  ///< the last line was cut off by a full disk

@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
 
 #include "core/FileDescriptor.h"
 #include "tests/support/TemporaryFolder.h"
@@ -73,6 +76,17 @@ TEST(LogFile, dropsTheOlderHalfBeforeItOutgrowsItsLimit) {
     at = content.find('\n', at) + 1;
   }
   EXPECT_EQ(expected, 25'000);
+}
+
+TEST(LogFile, isNotHeldUpByAPipeThatNobodyReads) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const core::FileDescriptor reading(ends[0]);
+  const core::FileDescriptor writing(ends[1]);
+  LogFile log(writing.get());
+  for (int line = 0; line < 200; ++line) log.write(std::string(10'000, 'x') + "\n");
+  char byte = 0;
+  EXPECT_EQ(read(reading.get(), &byte, 1), 1);
 }
 
 }  // namespace

@@ -51,6 +51,11 @@ TlsUpstream::TlsUpstream(const TlsIdentity& identity) : context(SSL_CTX_new(TLS_
   }
 }
 
+void TlsUpstream::speakAtMost(int version) {
+  SSL_CTX_set_max_proto_version(context.get(), version);
+  SSL_CTX_set_cipher_list(context.get(), "ALL:@SECLEVEL=0");  // what old versions need
+}
+
 std::string TlsUpstream::serveOne(const std::string& answer, bool farewell,
                                   const std::function<void(SSL*)>& then) {
   const FileDescriptor socket = upstream.accept().release();

@@ -26,6 +26,8 @@ class TlsIdentity {
 class TlsUpstream {
  public:
   explicit TlsUpstream(const TlsIdentity& identity);
+  /// Speaks nothing newer than `version`, as SSL_CTX_set_max_proto_version(3) numbers it.
+  void speakAtMost(int version);
   std::uint16_t port() const { return upstream.port(); }
 
   /// Takes one connection and answers its first request with `answer`, does what `then` says and closes it,

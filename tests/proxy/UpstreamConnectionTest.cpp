@@ -168,15 +168,18 @@ TEST(UpstreamTls, refusesWhatItCannotVerify) {
     const char* certifiedFor;
     bool trusted;
     const char* cause;
+    int version = TLS1_3_VERSION;
   };
   const Row rows[] = {
       {"unknown issuer", "localhost", false, "self-signed certificate"},
       {"another name", "other.example", true, "hostname mismatch"},
+      {"an old version", "localhost", true, "protocol version", TLS1_1_VERSION},
   };
   for (const Row& row : rows) {
     const TlsIdentity identity(row.certifiedFor);
     const TlsIdentity other("localhost");
     TlsUpstream upstream(identity);
+    upstream.speakAtMost(row.version);
     RelayProcess::Settings settings;
     settings.environment = {{"SSL_CERT_FILE", (row.trusted ? identity : other).certificateFile().string()}};
     const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
