@@ -64,6 +64,7 @@ Task<Connected> Connector::secure(Descriptor socket) {
     }
     co_await tls.ready();
     auto stream = std::make_unique<TlsStream>(loop, std::move(socket), tls, upstream.host);
+    const TlsContext::Handshake counted(tls);
     handshaking = &stream->socket();
     if (!cancelled) result.problem = co_await stream->handshake();
     handshaking = nullptr;

@@ -10,11 +10,14 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "proxy/FreeMemory.h"
 #include "proxy/SocketBio.h"
 #include "proxy/TrustStore.h"
 
 namespace ferrin::proxy {
 namespace {
+
+constexpr int manyHandshakes = 32;
 
 std::string libraryError() {
   const unsigned long code = ERR_get_error();
@@ -100,6 +103,13 @@ Task<> TlsContext::ready() {
   if (!settings) throw std::runtime_error(failure);
 }
 
+TlsContext::Handshake::~Handshake() {
+  --context.handshakes;
+  if (++context.handshakesEnded < manyHandshakes || context.handshakes > 0) return;
+  context.handshakesEnded = 0;
+  releaseFreeMemory();
+}
+
 int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
   auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
   self->lastSession.reset(session);
@@ -147,6 +157,9 @@ IoResult TlsStream::outcome(int result) {
   wantsWriting = kind == SSL_ERROR_WANT_WRITE;
   switch (kind) {
     case SSL_ERROR_WANT_READ:
+      // 33 KiB, which the library would keep through a handshake, and half of it behind every session ticket.
+      SSL_free_buffers(ssl.get());
+      return {IoStatus::blocked};
     case SSL_ERROR_WANT_WRITE:
       return {IoStatus::blocked};
     case SSL_ERROR_ZERO_RETURN:

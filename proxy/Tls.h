@@ -38,6 +38,19 @@ class TlsContext {
   /// A client's side for `host`, which is verified (a name, or an address in the certificate), on `socket`.
   std::unique_ptr<SSL, FreeTls> connection(const std::string& host, Socket& socket);
 
+  /// Exists while a handshake is under way. Many at once take memory that is given back behind the last of
+  /// them.
+  class Handshake {
+   public:
+    explicit Handshake(TlsContext& shared) : context(shared) { ++context.handshakes; }
+    Handshake(const Handshake&) = delete;
+    Handshake& operator=(const Handshake&) = delete;
+    ~Handshake();
+
+   private:
+    TlsContext& context;
+  };
+
  private:
   void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
   static int keepSession(SSL* ssl, SSL_SESSION* session);
@@ -48,6 +61,8 @@ class TlsContext {
   std::string failure;
   std::vector<std::coroutine_handle<>> waiting;
   std::thread loader;
+  int handshakes = 0;       ///< under way
+  int handshakesEnded = 0;  ///< since memory was last given back
 };
 
 class TlsStream : public Stream {
