@@ -60,26 +60,12 @@ TEST(ChunkedFraming, endsAtTheSameByteHoweverTheBytesCome) {
 TEST(ChunkedFraming, refusesWhatIsNotChunks) {
   const std::string longExtension = "5;" + std::string(5000, 'x') + "\r\nhello\r\n0\r\n\r\n";
   const std::string longTrailers = "0\r\nT: " + std::string(17000, 'x') + "\r\n\r\n";
-  const std::string bad[] = {"\r\n",
-                             "g\r\n",
-                             " 5\r\nhello\r\n",
-                             "5\nhello\r\n",
-                             "5\r\nhello0\r\n",
-                             "5 \r\nhello\r\n",
-                             "-5\r\n",
-                             "0x5\r\nhello\r\n",
-                             "5\r\nhello\n0",
-                             "5;\nx\r\n",
-                             "5;a\x01\r\n",
-                             "0\r\n T:\r\n",
-                             "0\r\nT\r\n\r\n",
-                             "0\r\nT :\r\n\r\n",
-                             "0\r\nT:\n\r\n",
-                             "0\r\n\rx",
-                             "1234567890abcdef\r\n",
-                             "5\r\r\n",
-                             longExtension,
-                             longTrailers};
+  // clang-format off
+  const std::string bad[] = {
+      "\r\n", "g\r\n", " 5\r\nhello\r\n", "5\nhello\r\n", "5\r\nhello0\r\n", "5 \r\nhello\r\n", "-5\r\n", "0x5\r\nhello\r\n",
+      "5\r\nhello\n0", "5;\nx\r\n", "5;a\x01\r\n", "0\r\n T:\r\n", "0\r\nT\r\n\r\n", "0\r\nT :\r\n\r\n", "0\r\nT:\n\r\n",
+      "0\r\n\rx", "1234567890abcdef\r\n", "5\r\r\n", longExtension, longTrailers};
+  // clang-format on
   for (const std::string& body : bad) {
     for (const std::size_t size : {std::size_t{1}, body.size()}) {
       const Outcome outcome = fed(body, size);

@@ -16,12 +16,9 @@ namespace ferrin::proxy::tests {
 namespace {
 
 using std::chrono::milliseconds;
+using GuardedAccess = RelayTest;
 
-const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
-
-TEST(GuardedAccess, refusesWebPagesAndOtherHostsBeforeTheUpstreamHears) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(GuardedAccess, refusesWebPagesAndOtherHostsBeforeTheUpstreamHears) {
   Connection client(relay.port());
   client.send(relay.request("POST /v1/a", "Origin: https://evil.example\r\n") +
               "GET /healthz HTTP/1.1\r\nHost: evil.example\r\n\r\n" +
@@ -35,10 +32,8 @@ TEST(GuardedAccess, refusesWebPagesAndOtherHostsBeforeTheUpstreamHears) {
   EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
 }
 
-TEST(GuardedAccess, refusesOtherUsers) {
+TEST_F(GuardedAccess, refusesOtherUsers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can act as another user";
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
   const pid_t child = fork();
   if (child == 0) {
     if (setuid(65534) != 0) _exit(2);
@@ -53,7 +48,7 @@ TEST(GuardedAccess, refusesOtherUsers) {
   EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
 }
 
-TEST(GuardedAccess, knowsThisUserOverIPv6Too) {
+TEST(OwnUser, isKnownOverIPv6Too) {
   if (ferrin::tests::contentOf("/proc/net/if_inet6").find(std::string(31, '0') + "1 ") == std::string::npos)
     GTEST_SKIP() << "there is no [::1] here";
   RelayProcess::Settings settings;
@@ -64,7 +59,7 @@ TEST(GuardedAccess, knowsThisUserOverIPv6Too) {
   EXPECT_TRUE(client.readAnswer().starts_with("HTTP/1.1 200 "));
 }
 
-TEST(GuardedAccess, asksAgainWhoItIsWhenThereWasNoDescriptorToAskWith) {
+TEST(OwnUser, isAskedForAgainWhenThereWasNoDescriptorToAskWith) {
   Upstream upstream;
   RelayProcess::Settings settings;
   settings.program = FERRIN_RELEASED_RELAY_PROGRAM;  // the sanitizers want descriptors of their own

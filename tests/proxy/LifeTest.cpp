@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
 
-#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -18,9 +16,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-
-const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
-const std::string streamHead = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 
 std::vector<std::string> arguments(const std::string& port) {
   return {"--host",         "127.0.0.1", "--port",    port, "--upstream", "http://127.0.0.1:9",
@@ -50,10 +45,7 @@ TEST(Stop, letsExchangesEndAndTakesNoNewOnes) {
   Upstream upstream;
   RelayProcess relay(upstream.url());
   Connection idle(relay.port());
-  Connection busy(relay.port());
-  busy.send(relay.request("GET /v1/a"));
-  Connection side = upstream.accept();
-  side.readHead();
+  auto [busy, side] = joined(relay, upstream);
   side.send(streamHead + "1\r\nx\r\n");
   busy.readUntil("x\r\n");
   relay.signal(SIGTERM);
@@ -68,16 +60,10 @@ TEST(Stop, endsAtTheSecondSignalOrAfterFourSeconds) {
   for (const bool second : {true, false}) {
     Upstream upstream;
     RelayProcess relay(upstream.url());
-    Connection client(relay.port());
-    client.send(relay.request("GET /v1/a"));
-    Connection side = upstream.accept();
-    side.readHead();
+    auto [client, side] = joined(relay, upstream);
     side.send(streamHead);
     client.readHead();
-    Connection waiting(relay.port());  // for an answer's head, and staying behind it
-    waiting.send(relay.request("GET /v1/b"));
-    Connection mute = upstream.accept();
-    mute.readHead();
+    auto [waiting, mute] = joined(relay, upstream, relay.request("GET /v1/b"));
     const auto start = std::chrono::steady_clock::now();
     relay.signal(SIGINT);
     if (second) {
@@ -97,10 +83,7 @@ TEST(Idle, takesNoProcessorTime) {
   Upstream upstream;
   const RelayProcess relay(upstream.url());
   {
-    Connection client(relay.port());
-    client.send(relay.request("GET /v1/a"));
-    Connection side = upstream.accept();
-    side.readHead();
+    auto [client, side] = joined(relay, upstream);
     side.send("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok");
     client.readAnswer();
   }
@@ -126,36 +109,6 @@ TEST(Log, staysUnderItsLimit) {
   EXPECT_TRUE(relay.logs("GET /other 404"));
   EXPECT_LT(relay.log().size(), 6'000'000U);
   EXPECT_TRUE(relay.log().starts_with("newest\n")) << relay.log().substr(0, 100);
-}
-
-TEST(ThousandStreams, eachGetTheirOwn) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
-  struct Stream {
-    std::unique_ptr<Connection> client;
-    std::unique_ptr<Connection> side;
-    std::string mark;
-  };
-  std::vector<Stream> streams(1000);
-  for (std::size_t index = 0; index < streams.size(); ++index) {
-    Stream& stream = streams[index];
-    stream.client = std::make_unique<Connection>(relay.port());
-    stream.client->send(relay.request("GET /v1/" + std::to_string(index)));
-    stream.side = std::make_unique<Connection>(upstream.accept());
-    const std::string head = stream.side->readHead();
-    stream.mark = head.substr(5, head.find(" HTTP") - 5);
-    ASSERT_EQ(stream.mark, std::to_string(index));
-    stream.side->send(streamHead);
-  }
-  for (int beat = 0; beat < 3; ++beat) {
-    for (Stream& stream : streams)
-      stream.side->send("8\r\n" + (stream.mark + "........").substr(0, 8) + "\r\n");
-  }
-  for (Stream& stream : streams) {
-    stream.side->send("0\r\n\r\n");
-    const std::string event = "8\r\n" + (stream.mark + "........").substr(0, 8) + "\r\n";
-    ASSERT_EQ(stream.client->readUntil("\r\n0\r\n\r\n"), streamHead + event + event + event + "0\r\n\r\n");
-  }
 }
 
 }  // namespace

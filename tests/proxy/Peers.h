@@ -16,6 +16,9 @@ namespace ferrin::proxy::tests {
 using core::FileDescriptor;
 
 inline constexpr std::chrono::seconds patience{20};
+/// A whole answer, and the head of one that is to be streamed.
+inline const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+inline const std::string streamHead = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 
 /// One end of a TCP connection.
 class Connection {

@@ -58,12 +58,15 @@ std::uint16_t announcedPort(const std::string& log) {
 
 }  // namespace
 
-void RelayProcess::Settings::surround(const std::vector<std::pair<std::string, std::string>>& variables) {
+void RelayProcess::Settings::sanitizerOptions(const std::string& more) {
   const char* options = std::getenv("ASAN_OPTIONS");
+  environment.emplace_back("ASAN_OPTIONS", std::string(options == nullptr ? "" : options) + ":" + more);
+}
+
+void RelayProcess::Settings::surround(const std::vector<std::pair<std::string, std::string>>& variables) {
   environment = variables;
   environment.emplace_back("LD_PRELOAD", FERRIN_SURROUNDINGS);
-  environment.emplace_back("ASAN_OPTIONS",
-                           std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0");
+  sanitizerOptions("verify_asan_link_order=0");
 }
 
 RelayProcess::RelayProcess(const std::string& upstream, const Settings& settings) {
@@ -116,6 +119,18 @@ std::chrono::milliseconds RelayProcess::processorTime() const {
   long system = 0;
   fields >> user >> system;
   return std::chrono::milliseconds((user + system) * 1000 / sysconf(_SC_CLK_TCK));
+}
+
+Joined joined(const RelayProcess& relay, Upstream& upstream, const std::string& request) {
+  Connection client(relay.port());
+  client.send(request);
+  Connection side = upstream.accept();
+  side.readHead();
+  return {std::move(client), std::move(side)};
+}
+
+Joined joined(const RelayProcess& relay, Upstream& upstream) {
+  return joined(relay, upstream, relay.request("GET /v1/a"));
 }
 
 std::pair<int, std::string> runRelay(const std::vector<std::string>& arguments) {

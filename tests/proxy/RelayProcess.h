@@ -1,6 +1,7 @@
 #pragma once
 // The built relay as a process of its own, with its key and its log in a private folder.
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -23,6 +24,7 @@ class RelayProcess {
     std::string host = "127.0.0.1";
     std::string logContent = "";  ///< what the log holds before the start
 
+    void sanitizerOptions(const std::string& more);
     /// With the names and the clock that Surroundings.cpp reads from the files in `variables`.
     void surround(const std::vector<std::pair<std::string, std::string>>& variables = {});
   };
@@ -59,6 +61,22 @@ class RelayProcess {
   pid_t child = -1;
   std::uint16_t number = 0;
 };
+
+/// A relay, and an upstream that the test plays.
+class RelayTest : public testing::Test {
+ protected:
+  Upstream upstream;
+  RelayProcess relay{upstream.url()};
+};
+
+/// A new client whose request has come to the upstream, and been read up to the end of its head.
+struct Joined {
+  Connection client;
+  Connection side;
+};
+Joined joined(const RelayProcess& relay, Upstream& upstream, const std::string& request);
+/// The same for any request.
+Joined joined(const RelayProcess& relay, Upstream& upstream);
 
 /// Runs the relay with `arguments` to its end: its exit status, and all that it printed.
 std::pair<int, std::string> runRelay(const std::vector<std::string>& arguments);

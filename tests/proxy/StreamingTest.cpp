@@ -13,9 +13,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-const std::string streamHead =
-    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
-
 class Streaming : public testing::Test {
  protected:
   Connection begin() {
@@ -86,10 +83,7 @@ TEST_F(Streaming, endsTheUpstreamsPartWithinASecondOfTheClientsLeaving) {
   };
   for (const Row& row : rows) {
     for (const bool byReset : {false, true}) {
-      Connection leaving(relay.port());
-      leaving.send(row.request);
-      Connection side = upstream.accept();
-      side.readHead();
+      auto [leaving, side] = joined(relay, upstream, row.request);
       side.send(row.answer);
       if (row.answer.ends_with("\r\n\r\n")) leaving.readHead();
       byReset ? leaving.reset() : leaving.close();
@@ -120,10 +114,8 @@ TEST(Connecting, endsWithinASecondOfTheClientsLeaving) {
 /// The end of a connection that is closed waits behind what was sent before, which nobody reads here.
 TEST_F(Streaming, endsAStalledUploadWhenTheClientLeaves) {
   for (const std::string how : {"closed", "reset"}) {
-    Connection leaving(relay.port());
-    leaving.send(relay.request("POST /v1/" + how, "Content-Length: 100000000\r\n"));
-    Connection side = upstream.accept();
-    side.readHead();
+    auto [leaving, side] =
+        joined(relay, upstream, relay.request("POST /v1/" + how, "Content-Length: 100000000\r\n"));
     while (leaving.sendSome(std::string(1'000'000, 'x')) > 0) {}
     const auto left = std::chrono::steady_clock::now();
     how == "reset" ? leaving.reset() : leaving.close();
@@ -135,10 +127,7 @@ TEST_F(Streaming, endsAStalledUploadWhenTheClientLeaves) {
 
 TEST_F(Streaming, neverShowsABrokenAnswerAsAWholeOne) {
   for (const std::string& answer : {streamHead + "xyz\r\n", std::string("HTTP/1.1 200 OK\r\n\r\npartial")}) {
-    Connection reader(relay.port());
-    reader.send(relay.request("GET /v1/a"));
-    Connection side = upstream.accept();
-    side.readHead();
+    auto [reader, side] = joined(relay, upstream);
     side.send(answer);
     reader.readHead();
     side.reset();
@@ -186,10 +175,7 @@ TEST(Silence, endsAnExchangeOnlyWhenNothingMovesForTooLong) {
   EXPECT_TRUE(answer.starts_with("HTTP/1.1 504 Gateway Timeout\r\n"));
   EXPECT_NE(answer.find("\"code\":\"upstream_timeout\""), std::string::npos);
 
-  Connection streaming(relay.port());
-  streaming.send(relay.request("POST /v1/a", "Content-Length: 2\r\n"));
-  Connection side = upstream.accept();
-  side.readHead();
+  auto [streaming, side] = joined(relay, upstream, relay.request("POST /v1/a", "Content-Length: 2\r\n"));
   for (int beat = 0; beat < 2; ++beat) {
     EXPECT_TRUE(streaming.silentFor(milliseconds(600)));
     streaming.send("x");

@@ -28,7 +28,7 @@ class TlsUpstream {
   explicit TlsUpstream(const TlsIdentity& identity);
   /// Speaks nothing newer than `version`, as SSL_CTX_set_max_proto_version(3) numbers it.
   void speakAtMost(int version);
-  std::uint16_t port() const { return upstream.port(); }
+  std::string url() const { return "https://localhost:" + std::to_string(upstream.port()); }
 
   /// Takes one connection and answers its first request with `answer`, does what `then` says and closes it,
   /// with TLS's own farewell or without. The request's head; empty when the other side broke off before

@@ -16,8 +16,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-
-const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+using UpstreamConnection = RelayTest;
 
 /// One request on a new connection of a client, answered by `side`.
 void exchangeOn(const RelayProcess& relay, Connection& side) {
@@ -28,13 +27,8 @@ void exchangeOn(const RelayProcess& relay, Connection& side) {
   EXPECT_EQ(client.readAnswer(), ok);
 }
 
-TEST(UpstreamConnection, servesTheRequestsOfSeveralClients) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
-  Connection first(relay.port());
-  first.send(relay.request("GET /v1/a"));
-  Connection side = upstream.accept();
-  side.readHead();
+TEST_F(UpstreamConnection, servesTheRequestsOfSeveralClients) {
+  auto [first, side] = joined(relay, upstream);
   side.send(ok);
   first.readAnswer();
   exchangeOn(relay, side);
@@ -42,9 +36,7 @@ TEST(UpstreamConnection, servesTheRequestsOfSeveralClients) {
   EXPECT_TRUE(upstream.silentFor(milliseconds(50)));
 }
 
-TEST(UpstreamConnection, isReplacedWhenItWasClosedInItsSleep) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(UpstreamConnection, isReplacedWhenItWasClosedInItsSleep) {
   Connection client(relay.port());
   for (const std::string ending : {"", "unasked", "HTTP/1.1 408 Request Timeout\r\n\r\n"}) {
     client.send(relay.request("POST /v1/a", "", "{}"));
@@ -59,9 +51,7 @@ TEST(UpstreamConnection, isReplacedWhenItWasClosedInItsSleep) {
   EXPECT_TRUE(upstream.accept().readAnswer().ends_with("{}"));
 }
 
-TEST(UpstreamConnection, isNotKeptWhenItsStateIsUnclear) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(UpstreamConnection, isNotKeptWhenItsStateIsUnclear) {
   Connection client(relay.port());
   for (const std::string answer : {"HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok",
                                    "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok",
@@ -75,13 +65,8 @@ TEST(UpstreamConnection, isNotKeptWhenItsStateIsUnclear) {
   }
 }
 
-TEST(UpstreamConnection, neverCarriesARequestTwice) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
-  Connection client(relay.port());
-  client.send(relay.request("GET /v1/a"));
-  Connection side = upstream.accept();
-  side.readHead();
+TEST_F(UpstreamConnection, neverCarriesARequestTwice) {
+  auto [client, side] = joined(relay, upstream);
   side.send(ok);
   client.readAnswer();
   client.send(relay.request("POST /v1/spend", "", "{}"));
@@ -91,9 +76,7 @@ TEST(UpstreamConnection, neverCarriesARequestTwice) {
   EXPECT_TRUE(upstream.silentFor(milliseconds(200)));
 }
 
-TEST(UpstreamConnection, isOpenedWhileTheBodyStillArrives) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(UpstreamConnection, isOpenedWhileTheBodyStillArrives) {
   Connection client(relay.port());
   client.send(relay.request("POST /v1/a", "Content-Length: 2\r\n"));
   Connection side = upstream.accept();
@@ -102,7 +85,7 @@ TEST(UpstreamConnection, isOpenedWhileTheBodyStillArrives) {
   EXPECT_EQ(side.read(2), "hi");
 }
 
-TEST(UpstreamConnection, thatIsRefusedGives502AndSaysWhyInTheLog) {
+TEST(UnreachableUpstream, gives502AndSaysWhyInTheLog) {
   const std::string port = std::to_string(unusedPort());
   struct Row {
     std::string url;
@@ -125,7 +108,7 @@ TEST(UpstreamConnection, thatIsRefusedGives502AndSaysWhyInTheLog) {
   }
 }
 
-TEST(UpstreamConnection, thatHangsInItsNameIsLeftWithTheClientAndByTheProcess) {
+TEST(UnreachableUpstream, thatHangsInItsNameIsLeftWithTheClientAndByTheProcess) {
   RelayProcess::Settings settings;
   settings.surround();
   RelayProcess relay("http://deaf.example", settings);
@@ -143,60 +126,58 @@ TEST(UpstreamConnection, thatHangsInItsNameIsLeftWithTheClientAndByTheProcess) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(4900));
 }
 
-TEST(UpstreamTls, isVerifiedNamedAndResumed) {
-  const Upstream unused;
-  const TlsIdentity identity("localhost");
-  TlsUpstream upstream(identity);
-  RelayProcess::Settings settings;
-  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
-  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()) + "/v1", settings);
+/// An upstream behind TLS whose certificate is the relay's only root.
+class UpstreamTls : public testing::Test {
+ protected:
+  static RelayProcess::Settings trusting(const TlsIdentity& root) {
+    RelayProcess::Settings settings;
+    settings.environment = {{"SSL_CERT_FILE", root.certificateFile().string()}};
+    return settings;
+  }
+
+  const TlsIdentity identity{"localhost"};
+  TlsUpstream upstream{identity};
+  const RelayProcess relay{upstream.url(), trusting(identity)};
+};
+
+TEST_F(UpstreamTls, isVerifiedNamedAndResumed) {
   for (int count = 0; count < 2; ++count) {
     Connection client(relay.port());
     client.send(relay.request("POST /v1/a", "Connection: close\r\n", "{}"));
     const std::string seen =
         upstream.serveOne("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok");
-    EXPECT_TRUE(seen.starts_with("POST /v1/a HTTP/1.1\r\nHost: localhost:")) << seen;
+    EXPECT_TRUE(seen.starts_with("POST /a HTTP/1.1\r\nHost: localhost:")) << seen;
     EXPECT_TRUE(client.readAll().ends_with("\r\n\r\nok"));
     EXPECT_EQ(upstream.serverName(), "localhost");
     EXPECT_EQ(upstream.resumed(), count == 1);
   }
 }
 
-TEST(UpstreamTls, refusesWhatItCannotVerify) {
+TEST_F(UpstreamTls, isRefusedWhenItCannotBeVerified) {
+  const TlsIdentity stranger("localhost");
+  const TlsIdentity misnamed("other.example");
   struct Row {
-    const char* name;
-    const char* certifiedFor;
-    bool trusted;
+    const TlsIdentity& shown;
+    const TlsIdentity& trusted;
     const char* cause;
     int version = TLS1_3_VERSION;
   };
-  const Row rows[] = {
-      {"unknown issuer", "localhost", false, "self-signed certificate"},
-      {"another name", "other.example", true, "hostname mismatch"},
-      {"an old version", "localhost", true, "protocol version", TLS1_1_VERSION},
-  };
+  const Row rows[] = {{stranger, identity, "self-signed certificate"},
+                      {misnamed, misnamed, "hostname mismatch"},
+                      {identity, identity, "protocol version", TLS1_1_VERSION}};
   for (const Row& row : rows) {
-    const TlsIdentity identity(row.certifiedFor);
-    const TlsIdentity other("localhost");
-    TlsUpstream upstream(identity);
-    upstream.speakAtMost(row.version);
-    RelayProcess::Settings settings;
-    settings.environment = {{"SSL_CERT_FILE", (row.trusted ? identity : other).certificateFile().string()}};
-    const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
-    Connection client(relay.port());
-    client.send(relay.request("GET /v1/a"));
-    EXPECT_EQ(upstream.serveOne(ok), "") << row.name;
-    EXPECT_NE(client.readAnswer().find("\"code\":\"upstream_unreachable\""), std::string::npos) << row.name;
-    EXPECT_TRUE(relay.logs(row.cause)) << relay.log();
+    TlsUpstream other(row.shown);
+    other.speakAtMost(row.version);
+    const RelayProcess wary(other.url(), trusting(row.trusted));
+    Connection client(wary.port());
+    client.send(wary.request("GET /v1/a"));
+    EXPECT_EQ(other.serveOne(ok), "") << row.cause;
+    EXPECT_NE(client.readAnswer().find("\"code\":\"upstream_unreachable\""), std::string::npos) << row.cause;
+    EXPECT_TRUE(wary.logs(row.cause)) << wary.log();
   }
 }
 
-TEST(UpstreamTls, staysFitAndAtRestWhenOnlyTlsItselfSendsSomething) {
-  const TlsIdentity identity("localhost");
-  TlsUpstream upstream(identity);
-  RelayProcess::Settings settings;
-  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
-  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
+TEST_F(UpstreamTls, staysFitAndAtRestWhenOnlyTlsItselfSendsSomething) {
   Connection client(relay.port());
   client.send(relay.request("GET /v1/a"));
   upstream.serveOne(ok, true, [&](SSL* ssl) {
@@ -215,12 +196,7 @@ TEST(UpstreamTls, staysFitAndAtRestWhenOnlyTlsItselfSendsSomething) {
   EXPECT_TRUE(relay.logs("upstream=reused end=complete"));
 }
 
-TEST(UpstreamTls, takesAnEndWithoutFarewellForABreak) {
-  const TlsIdentity identity("localhost");
-  TlsUpstream upstream(identity);
-  RelayProcess::Settings settings;
-  settings.environment = {{"SSL_CERT_FILE", identity.certificateFile().string()}};
-  const RelayProcess relay("https://localhost:" + std::to_string(upstream.port()), settings);
+TEST_F(UpstreamTls, takesAnEndWithoutFarewellForABreak) {
   Connection client(relay.port());
   client.send(relay.request("GET /v1/a"));
   upstream.serveOne("HTTP/1.1 200 OK\r\n\r\npartial", false);

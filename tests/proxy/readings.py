@@ -66,7 +66,7 @@ def chunked(body, *fields):
     return post(CHUNKED, *fields, body=body)
 
 
-ACCEPTED = [
+ROWS = [
     ("plain", row(b"GET /v1/a?b=c%2F..//d HTTP/1.1")),
     ("length", post(b"Content-Length: 5", body=b"hello")),
     ("two at once", post(b"Content-Length: 5", body=b"hello") + row(b"HEAD /v1/b HTTP/1.1")),
@@ -93,31 +93,12 @@ ACCEPTED = [
     ("dots in the path", row(b"GET /v1/a/../b HTTP/1.1")),
     ("bytes over 127", row(b"GET /v1/\xc3\xa9 HTTP/1.1", b"X: \xc3\xa9")),
 ]
-REFUSED = [
-    ("length and coding", chunked(b"0\r\n\r\n" + HIDDEN, b"Content-Length: 5")),
-    ("differing lengths", post(b"Content-Length: 0", b"Content-Length: %d" % len(HIDDEN), body=HIDDEN)),
-    ("signed length", post(b"Content-Length: +5", body=b"hello")),
-    ("coding behind a tab", post(b"Transfer-Encoding:\x0bchunked", body=b"0\r\n\r\n" + HIDDEN)),
-    ("coding twice", post(CHUNKED, CHUNKED, body=b"0\r\n\r\n" + HIDDEN)),
-    ("another coding", post(b"Transfer-Encoding: identity", b"Content-Length: 5", body=b"hello")),
-    ("chunks in HTTP/1.0", row(b"POST /v1/a HTTP/1.0", CHUNKED, body=b"0\r\n\r\n" + HIDDEN)),
-    ("space before the colon", post(b"Content-Length : %d" % len(HIDDEN), body=HIDDEN)),
-    ("folded length", post(b"Content-Length:", b" %d" % len(HIDDEN), body=HIDDEN)),
-    ("bare line feeds", b"GET /v1/a HTTP/1.1\nHost: " + AT + b"\n\n" + HIDDEN),
-    ("line feed in a field", row(b"GET /v1/a HTTP/1.1", b"X: a\nContent-Length: 9")),
-    ("carriage return in a field", row(b"GET /v1/a HTTP/1.1", b"X: a\rContent-Length: 9")),
-    ("NUL in a field", row(b"GET /v1/a HTTP/1.1", b"X: a\0b")),
-    ("two Hosts", row(b"GET /v1/a HTTP/1.1", b"Host: " + AT)),
-    ("fragment", row(b"GET /v1/a#b HTTP/1.1")),
-    ("CONNECT", row(b"CONNECT /v1/a HTTP/1.1") + HIDDEN),
-    ("chunk size in C", chunked(b"0x5\r\nhello\r\n0\r\n\r\n")),
-    ("chunk size with a space", chunked(b"5 \r\nhello\r\n0\r\n\r\n")),
-    ("chunk size that wraps around", chunked(b"10000000000000005\r\nhello\r\n0\r\n\r\n")),
-    ("chunk ended by a line feed", chunked(b"5\r\nhello\n0\r\n\r\n")),
-    ("chunk extension with a line feed", chunked(b"5;a\nhello\r\n0\r\n\r\n")),
-    ("last chunk ended by line feeds", chunked(b"0\n\n" + HIDDEN)),
-    ("trailer that is no field", chunked(b"0\r\nGET /v1/hidden HTTP/1.1\r\n\r\n")),
-]
+
+
+CORPUS = pathlib.Path(__file__).parent.parent / "fuzz" / "corpus"
+SEEDS = [request for _, request in ROWS]
+SEEDS += [file.read_bytes().replace(b"127.0.0.1:8787", AT) for file in sorted(CORPUS.glob("head/*"))]
+SEEDS += [chunked(file.read_bytes()) for file in sorted(CORPUS.glob("framing/*"))]
 
 
 class Recorder:
@@ -260,7 +241,7 @@ def checked(relay, others, request):
 
 
 def mutated(chance):
-    text = bytearray(chance.choice(ACCEPTED + REFUSED)[1])
+    text = bytearray(chance.choice(SEEDS))
     for _ in range(chance.randint(1, 3)):
         at = chance.randrange(len(text))
         kind = chance.randrange(4)
@@ -271,7 +252,7 @@ def mutated(chance):
         elif kind == 2:
             text[at:at] = chance.choice([b"\r\n", b"\n", b" ", b"\t", b"0", b";", b",", b"\r", CHUNKED, b"Content-Length: 3"])
         else:
-            other = chance.choice(ACCEPTED + REFUSED)[1]
+            other = chance.choice(SEEDS)
             start = chance.randrange(len(other))
             text[at:at] = other[start:start + chance.randint(1, 40)]
     return bytes(text)
@@ -287,12 +268,11 @@ def main():
     haproxy = Peer("haproxy", folder, ["/usr/sbin/haproxy", "-db", "-q", "-f", "@FILE@"], HAPROXY)
     stack.callback(haproxy.process.terminate)
     failures = []
-    for rows, status in (ACCEPTED, 200), (REFUSED, 400):
-        for name, request in rows:
-            ours, lines = checked(relay, [nginx, haproxy], request)
-            failures += [f"{name}: {line}" for line in lines]
-            if ours.statuses[0] not in (status, 426):
-                failures.append(f"{name}: the relay answers {ours.statuses}")
+    for name, request in ROWS:
+        ours, lines = checked(relay, [nginx, haproxy], request)
+        failures += [f"{name}: {line}" for line in lines]
+        if not {*ours.statuses} <= {200, 426}:
+            failures.append(f"{name}: the relay answers {ours.statuses}")
     chance = random.Random(1)
     count = 0
     end = time.monotonic() + SECONDS
@@ -301,7 +281,7 @@ def main():
         failures += [f"{request!r}: {line}" for line in checked(relay, [nginx, haproxy], request)[1]]
         count += 1
     print(*failures, sep="\n")
-    print(f"{len(ACCEPTED + REFUSED)} rows and {count} mutated ones, {len(failures)} failures")
+    print(f"{len(ROWS)} rows and {count} mutated ones, {len(failures)} failures")
     return 1 if failures else 0
 
 
