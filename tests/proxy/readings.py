@@ -55,6 +55,7 @@ def row(line, *fields, body=b""):
 
 
 CHUNKED = b"Transfer-Encoding: chunked"
+LENGTH = b"Content-Length: 5"
 HIDDEN = row(b"GET /v1/hidden HTTP/1.1")
 
 
@@ -68,27 +69,27 @@ def chunked(body, *fields):
 
 ROWS = [
     ("plain", row(b"GET /v1/a?b=c%2F..//d HTTP/1.1")),
-    ("length", post(b"Content-Length: 5", body=b"hello")),
-    ("two at once", post(b"Content-Length: 5", body=b"hello") + row(b"HEAD /v1/b HTTP/1.1")),
+    ("length", post(LENGTH, body=b"hello")),
+    ("two at once", post(LENGTH, body=b"hello") + row(b"HEAD /v1/b HTTP/1.1")),
     ("body that looks like a request", post(b"Content-Length: %d" % len(HIDDEN), body=HIDDEN)),
     ("chunks", chunked(b"5\r\nhello\r\n00a\r\n0123456789\r\n0\r\n\r\n")),
     ("chunk extensions", chunked(b"5;a=\"b;c\"\r\nhello\r\n1 \t; x\r\n!\r\n0;end\r\n\r\n")),
     ("trailers", chunked(b"5\r\nhello\r\n0\r\nX-Sum: 1\r\nContent-Length: 9\r\n\r\n")),
     ("chunk that looks like a request", chunked(b"%x\r\n%b\r\n0\r\n\r\n" % (len(HIDDEN), HIDDEN))),
     ("coding in capitals", post(b"TRANSFER-ENCODING:\tChunked ", body=b"1\r\na\r\n0\r\n\r\n")),
-    ("length named by Connection", post(b"Content-Length: 5", b"Connection: Content-Length", body=b"hello")),
+    ("length named by Connection", post(LENGTH, b"Connection: Content-Length", body=b"hello")),
     ("coding named by Connection", chunked(b"5\r\nhello\r\n0\r\n\r\n", b"Connection: Transfer-Encoding, Host")),
     ("length with zeros", post(b"Content-Length: 0005", body=b"hello")),
-    ("equal lengths", post(b"Content-Length: 5", b"Content-Length: 5", body=b"hello")),
+    ("equal lengths", post(LENGTH, LENGTH, body=b"hello")),
     ("GET with a body", row(b"GET /v1/a HTTP/1.1", b"Content-Length: %d" % len(HIDDEN), body=HIDDEN)),
-    ("fields that look like lengths", post(b"Content_Length: 9", b"X-Content-Length: 9", b"Content-Length: 1", body=b"!")),
-    ("expectation", post(b"Expect: 100-continue", b"Content-Length: 5", body=b"hello")),
+    ("fields that look like lengths", post(b"Content_Length: 9", b"X-Content-Length: 9", LENGTH, body=b"hello")),
+    ("expectation", post(b"Expect: 100-continue", LENGTH, body=b"hello")),
     ("absolute target", row(b"GET http://" + AT + b"/v1/a HTTP/1.1")),
     ("empty lines before", b"\r\n" + row(b"GET /v1/a HTTP/1.1")),
     ("HTTP/1.0", row(b"POST /v1/a HTTP/1.0", b"Connection: keep-alive", b"Content-Length: 2", body=b"hi")),
     ("HTTP/1.0 with an upgrade", row(b"GET /v1/a HTTP/1.0", b"Connection: Upgrade", b"Upgrade: websocket") + HIDDEN),
     ("WebSocket that is not to be", row(b"GET /v1/a HTTP/1.1", b"Connection: Upgrade", b"Upgrade: websocket") + HIDDEN),
-    ("POST with an upgrade", post(b"Connection: Upgrade", b"Upgrade: websocket", b"Content-Length: 5", body=b"hello")),
+    ("POST with an upgrade", post(b"Connection: Upgrade", b"Upgrade: websocket", LENGTH, body=b"hello")),
     ("unknown method", row(b"BREW /v1/a HTTP/1.1")),
     ("dots in the path", row(b"GET /v1/a/../b HTTP/1.1")),
     ("bytes over 127", row(b"GET /v1/\xc3\xa9 HTTP/1.1", b"X: \xc3\xa9")),
@@ -160,7 +161,7 @@ class Peer:
 
     host = None
 
-    def __init__(self, name, folder, command, configuration=""):
+    def __init__(self, name, folder, command, configuration):
         self.name, self.recorder = name, Recorder()
         with socket.create_server(("127.0.0.1", 0)) as probe:
             self.port = probe.getsockname()[1]
@@ -173,7 +174,7 @@ class Peer:
                 text = text.replace(mark, str(value))
             return text
 
-        file.write_text(filled(configuration) or KEY)
+        file.write_text(filled(configuration))
         self.process = subprocess.Popen([filled(part) for part in command], stdout=open(folder / f"{name}.log", "wb"))
         deadline = time.monotonic() + 20
         while socket.socket().connect_ex(("127.0.0.1", self.port)) != 0:
@@ -182,10 +183,8 @@ class Peer:
             time.sleep(0.01)
 
     def read(self, request, patience):
-        """What it takes `request` for: the requests, and whether it refused one or waits for more."""
         self.recorder.requests, self.recorder.raw = [], b""
-        answers = b""
-        waits = False
+        answers, waits = b"", False
         with socket.create_connection(("127.0.0.1", self.port)) as connection, contextlib.suppress(ConnectionError):
             connection.settimeout(patience)
             connection.sendall(request.replace(AT, b"127.0.0.1:%05d" % Peer.host))
@@ -194,7 +193,8 @@ class Peer:
                     answers += block
             except TimeoutError:
                 waits = True
-        return Reading(self.recorder.requests, [int(each) for each in re.findall(rb"HTTP/1.1 ([2-5]..) ", answers)], waits)
+        statuses = [int(status) for status in re.findall(rb"HTTP/1.1 ([2-5]..) ", answers)]
+        return Reading(self.recorder.requests, statuses, waits)
 
 
 class Reading:
@@ -209,14 +209,12 @@ class Reading:
         return f"{self.requests}{'' if self.whole else ' and waits' if self.waits else ' and no more'}"
 
     def contradicts(self, other):
-        if self.whole and other.whole and {403, 404} & {*self.statuses}:  # some were not sent on
-            return len(self.statuses) != len(other.requests)
-        if {403, 404} & {*self.statuses}:
-            return False
+        if {403, 404} & {*self.statuses}:  # some were not sent on, and are only counted
+            return self.whole and other.whole and len(self.statuses) != len(other.requests)
         common = min(len(self.requests), len(other.requests))
-        if self.requests[:common] != other.requests[:common] or (self.whole and other.waits and not other.whole):
-            return True
-        return (self.whole and len(other.requests) > common) or (other.whole and (self.waits and not self.whole or len(self.requests) > common))
+        return self.requests[:common] != other.requests[:common] or any(
+            one.whole and (len(another.requests) > common or (another.waits and not another.whole))
+            for one, another in ((self, other), (other, self)))
 
 
 def contradictions(relay, others, request, patience):
@@ -250,7 +248,7 @@ def mutated(chance):
         elif kind == 1:
             del text[at:at + chance.randint(1, 4)]
         elif kind == 2:
-            text[at:at] = chance.choice([b"\r\n", b"\n", b" ", b"\t", b"0", b";", b",", b"\r", CHUNKED, b"Content-Length: 3"])
+            text[at:at] = chance.choice([b"\r\n", b"\n", b"\r", b" ", b"\t", b"0", b";", b",", CHUNKED, LENGTH])
         else:
             other = chance.choice(SEEDS)
             start = chance.randrange(len(other))
@@ -258,33 +256,33 @@ def mutated(chance):
     return bytes(text)
 
 
-def main():
-    folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
-    relay = Peer("relay", folder, [RELAY, "--host", "127.0.0.1", "--port", "@PORT@", "--upstream",
-                                   "http://127.0.0.1:@RECORDER@/v1", "--api-key-file", "@FILE@", "--timeout", "20"])
-    stack.callback(relay.process.terminate)
-    nginx = Peer("nginx", folder, ["/usr/sbin/nginx", "-c", "@FILE@", "-e", "@FOLDER@/nginx-error.log"], NGINX)
-    stack.callback(nginx.process.terminate)
-    haproxy = Peer("haproxy", folder, ["/usr/sbin/haproxy", "-db", "-q", "-f", "@FILE@"], HAPROXY)
-    stack.callback(haproxy.process.terminate)
+def started(folder, cleanup):
+    options = "--host 127.0.0.1 --port @PORT@ --upstream http://127.0.0.1:@RECORDER@/v1 --api-key-file @FILE@ --timeout 20"
+    peers = []
+    for name, configuration, command in (
+            ("relay", KEY, [RELAY, *options.split()]),
+            ("nginx", NGINX, ["/usr/sbin/nginx", "-c", "@FILE@", "-e", "@FOLDER@/nginx-error.log"]),
+            ("haproxy", HAPROXY, ["/usr/sbin/haproxy", "-db", "-q", "-f", "@FILE@"])):
+        peers.append(Peer(name, folder, command, configuration))
+        cleanup.callback(peers[-1].process.terminate)
+    return peers
+
+
+def main(folder, cleanup):
+    relay, *others = started(folder, cleanup)
     failures = []
     for name, request in ROWS:
-        ours, lines = checked(relay, [nginx, haproxy], request)
+        ours, lines = checked(relay, others, request)
         failures += [f"{name}: {line}" for line in lines]
         if not {*ours.statuses} <= {200, 426}:
             failures.append(f"{name}: the relay answers {ours.statuses}")
-    chance = random.Random(1)
-    count = 0
-    end = time.monotonic() + SECONDS
+    chance, count, end = random.Random(1), 0, time.monotonic() + SECONDS
     while time.monotonic() < end:
-        request = mutated(chance)
-        failures += [f"{request!r}: {line}" for line in checked(relay, [nginx, haproxy], request)[1]]
-        count += 1
-    print(*failures, sep="\n")
-    print(f"{len(ROWS)} rows and {count} mutated ones, {len(failures)} failures")
+        request, count = mutated(chance), count + 1
+        failures += [f"{request!r}: {line}" for line in checked(relay, others, request)[1]]
+    print(*failures, f"{len(ROWS)} rows and {count} mutated ones, {len(failures)} failures", sep="\n")
     return 1 if failures else 0
 
 
-with contextlib.ExitStack() as stack:
-    status = main()
-sys.exit(status)
+with tempfile.TemporaryDirectory() as temporary, contextlib.ExitStack() as stack:
+    sys.exit(main(pathlib.Path(temporary), stack))
