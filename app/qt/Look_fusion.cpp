@@ -20,6 +20,7 @@ class Style : public QProxyStyle {
                 QStyleHintReturn* result) const override {
     switch (hint) {
       case SH_DialogButtonBox_ButtonsHaveIcons:
+      case SH_EtchDisabledText:
       case SH_UnderlineShortcut:
       case SH_ComboBox_Popup:  // a list below the field, not a menu over it
         return 0;
