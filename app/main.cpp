@@ -1,13 +1,12 @@
 // The application built without its window: the command-line mode, and nothing else.
 
-#include <signal.h>
-
 #include <iostream>
 
 #include "app/CommandLineMode.h"
+#include "app/ProcessSetup.h"
 
 int main(int count, char** arguments) {
-  signal(SIGCHLD, SIG_DFL);  // a parent that ignores it would leave us without our programs' exit status
+  ferrin::app::setUpProcess();
   if (ferrin::app::isReferenceConfigurationRequested({arguments, arguments + count})) {
     return ferrin::app::runReferenceConfiguration();
   }

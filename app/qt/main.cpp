@@ -1,8 +1,7 @@
-#include <signal.h>
-
+#include "app/ProcessSetup.h"
 #include "app/qt/ProviderLauncher.h"
 
 int main(int count, char** arguments) {
-  signal(SIGCHLD, SIG_DFL);  // a parent that ignores it would leave us without our programs' exit status
+  ferrin::app::setUpProcess();
   return ferrin::qt::ProviderLauncherApp::main(count, arguments);
 }
