@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QGridLayout>
-#include <QLabel>
 #include <QTest>
 #include <algorithm>
 #include <cmath>
@@ -22,39 +21,37 @@ namespace {
 
 class MainWindowTest : public testing::Test {
  protected:
-  void SetUp() override {
+  MainWindowTest() {
     window.show();
+    window.activateWindow();
     QApplication::processEvents();
   }
 
-  template <typename Widget>
-  Widget* named(const char* name) const {
+  template <typename Widget = QLineEdit>
+  Widget& named(const char* name) const {
     for (auto* widget : window.findChildren<Widget*>()) {
-      if (widget->accessibleName() == name) return widget;
+      if (widget->accessibleName() == name) return *widget;
     }
-    ADD_FAILURE() << "nothing is named " << name;
-    return nullptr;
+    throw std::logic_error(std::string("nothing is named ") + name);
   }
 
-  QPushButton* button(const char* label) const {
-    for (auto* each : window.findChildren<QPushButton*>()) {
-      if (each->text() == label) return each;
+  template <typename Widget>
+  Widget& saying(const char* text) const {
+    for (auto* widget : window.findChildren<Widget*>()) {
+      if (widget->text() == text) return *widget;
     }
-    return nullptr;
-  }
-
-  QString status() const {
-    for (auto* label : window.findChildren<QLabel*>()) {
-      if (dynamic_cast<StatusLabel*>(label)) return label->text();
-    }
-    return {};
+    throw std::logic_error(std::string("nothing says ") + text);
   }
 
   void saveNewProfile(const std::string& name) {
     view.selectedProfileID = "";
     application.fill(name, app::typedURL, "sk-1", "m");
     view.saveProfile();
-    QApplication::processEvents();
+  }
+
+  void finishWork() {
+    application.dispatcher.runBackground();
+    application.dispatcher.runMain();
   }
 
   app::TestApplication application;
@@ -63,156 +60,24 @@ class MainWindowTest : public testing::Test {
   MainWindow window{view, [this] { ++closings; }};
 };
 
-TEST_F(MainWindowTest, hasElevenChildrenAtTheirDistancesInAWindowOfOneSize) {
+TEST_F(MainWindowTest, hasItsMeasures) {
   const QLayout& stack = *window.layout();
   EXPECT_EQ(stack.count(), 11);
   EXPECT_EQ(stack.spacing(), 18);
   EXPECT_EQ(stack.contentsMargins(), QMargins(24, 24, 24, 24));
   const auto& grid = *window.findChild<QGridLayout*>();
-  EXPECT_EQ(grid.horizontalSpacing(), 16);
-  EXPECT_EQ(grid.verticalSpacing(), 14);
-  EXPECT_EQ(named<QLineEdit>("Profile name")->width(), 130);
-  EXPECT_EQ(named<QPlainTextEdit>("Prompt")->parentWidget()->height(), 84);
-  EXPECT_EQ(window.minimumSize(), window.maximumSize());
-  EXPECT_EQ(window.width(), 520);
+  EXPECT_EQ(QSize(grid.horizontalSpacing(), grid.verticalSpacing()), QSize(16, 14));
+  EXPECT_EQ(named("Profile name").width(), 130);
+  EXPECT_EQ(named<QPlainTextEdit>("Prompt").parentWidget()->height(), 84);
   EXPECT_EQ(window.windowTitle(), "Ferrin Relay");
-}
-
-TEST_F(MainWindowTest, growsByTheResponseAndShrinksAgain) {
-  const int without = window.height();
-  view.response = " ";
-  QApplication::processEvents();
-  EXPECT_EQ(window.height(), without + 18 + 8 + 120 + 8);
-  view.response = "";
-  QApplication::processEvents();
-  EXPECT_EQ(window.height(), without);
-}
-
-TEST_F(MainWindowTest, showsWhatTheViewHoldsAndHandsOnWhatIsTyped) {
-  struct Row {
-    const char* name;
-    app::Field<std::string>& field;
-    const char* placeholder;
-  };
-  const Row rows[] = {{"Profile name", view.profileName, "Profile name"},
-                      {"Provider URL", view.upstreamURL, "https://api.example.com/v1"},
-                      {"API key", view.apiKey, "Enter API key once"},
-                      {"Model", view.model, "模型名称"}};
-  for (const Row& row : rows) {
-    auto& edit = *named<QLineEdit>(row.name);
-    EXPECT_EQ(edit.placeholderText(), row.placeholder);
-    EXPECT_EQ(edit.text().toStdString(), row.field.get());
-    row.field = "由程序";
-    EXPECT_EQ(edit.text(), "由程序") << row.name;
-    edit.clear();
-    QTest::keyClicks(&edit, "typed");
-    EXPECT_EQ(row.field.get(), "typed") << row.name;
+  EXPECT_EQ(window.minimumSize(), window.maximumSize());
+  const QSize without = window.size();
+  EXPECT_EQ(without.width(), 520);
+  for (const bool isThere : {true, false}) {
+    view.response = isThere ? " " : "";
+    QApplication::processEvents();
+    EXPECT_EQ(window.size(), without + QSize(0, isThere ? 18 + 8 + 120 + 8 : 0));
   }
-  QTest::keyClicks(named<QPlainTextEdit>("Prompt"), "hello");
-  EXPECT_EQ(view.prompt.get(), "hello");
-  window.findChild<QCheckBox*>()->click();
-  EXPECT_FALSE(view.restartChatGPT);
-}
-
-TEST_F(MainWindowTest, loadsTheProfileThatIsPicked) {
-  saveNewProfile("&File %1");
-  saveNewProfile("Second");
-  auto& picker = *named<QComboBox>("已保存配置");
-  ASSERT_EQ(picker.count(), 3);
-  EXPECT_EQ(picker.currentText(), "Second");
-  EXPECT_EQ(picker.itemText(0), "Current profile");
-  QTest::keyClick(&picker, Qt::Key_Up);
-  EXPECT_EQ(picker.currentText(), "&File %1");
-  EXPECT_EQ(named<QLineEdit>("Profile name")->text(), "&File %1");
-  EXPECT_EQ(status(), "Loaded &File %1. The key is stored securely.");
-  QTest::keyClick(&picker, Qt::Key_Up);
-  EXPECT_EQ(view.selectedProfileID.get(), "");
-}
-
-TEST_F(MainWindowTest, offersOneRelayActionAtATime) {
-  application.fill("p", app::typedURL, "sk-1", "m");
-  view.restartChatGPT = false;
-  window.activateWindow();
-  auto& relay = *button("Apply and start");
-  relay.setFocus();
-  QTest::keyClick(&relay, Qt::Key_Space);
-  EXPECT_EQ(relay.text(), "Applying...");
-  EXPECT_FALSE(relay.isEnabled());
-  application.dispatcher.runBackground();
-  application.dispatcher.runMain();
-  EXPECT_EQ(relay.text(), "Stop relay");
-  EXPECT_TRUE(relay.hasFocus());
-  relay.click();
-  EXPECT_EQ(relay.text(), "Apply and start");
-  EXPECT_EQ(status(), "Relay stopped. Profiles and keys were kept.");
-}
-
-TEST_F(MainWindowTest, takesReturnForWhatTheFieldIsFor) {
-  application.fill("p", app::typedURL, "sk-1", "m");
-  QTest::keyClick(named<QLineEdit>("Profile name"), Qt::Key_Return);
-  EXPECT_EQ(view.profiles.get().size(), 1u);
-  QTest::keyClick(named<QLineEdit>("Model"), Qt::Key_Return);
-  EXPECT_TRUE(view.isWorking);
-  application.dispatcher.runBackground();
-  application.dispatcher.runMain();
-  EXPECT_TRUE(application.state.isRunning());
-  QTest::keyClick(named<QLineEdit>("Model"), Qt::Key_Return);
-  EXPECT_TRUE(application.state.isRunning());
-
-  auto& prompt = *named<QPlainTextEdit>("Prompt");
-  window.activateWindow();
-  prompt.setFocus();
-  QTest::keyClicks(&prompt, "ask");
-  QTest::keyClick(&prompt, Qt::Key_Return);
-  EXPECT_EQ(view.prompt.get(), "ask\n");
-  EXPECT_FALSE(view.isSending);
-  QTest::keyClick(&prompt, Qt::Key_Return, Qt::ControlModifier);
-  EXPECT_TRUE(view.isSending);
-  EXPECT_EQ(button("Sending...")->isEnabled(), false);
-}
-
-TEST_F(MainWindowTest, isWalkedThroughFromTopToBottom) {
-  view.prompt = "p";
-  view.response = "r";
-  QTest::keyClicks(named<QPlainTextEdit>("Prompt"), "p");
-  window.activateWindow();
-  named<QComboBox>("已保存配置")->setFocus();
-  std::vector<std::string> order;
-  for (int step = 0; step < 11; ++step) {
-    const QWidget& at = *QApplication::focusWidget();
-    const auto* pressed = qobject_cast<const QAbstractButton*>(&at);
-    order.push_back((pressed ? pressed->text() : at.accessibleName()).toStdString());
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-  }
-  EXPECT_EQ(order, (std::vector<std::string>{"已保存配置", "Profile name", "Save profile", "Provider URL",
-                                             "API key", "Model", "Restart ChatGPT after applying", "Prompt",
-                                             "Send to provider", "Response", "Apply and start"}));
-}
-
-TEST_F(MainWindowTest, neverGivesTheKeyAway) {
-  auto& key = *named<QLineEdit>("API key");
-  QTest::keyClicks(&key, "sk-secret");
-  EXPECT_FALSE(key.displayText().contains("sk"));
-  EXPECT_TRUE(key.inputMethodHints() & Qt::ImhSensitiveData);
-  QApplication::clipboard()->setText("before");
-  key.selectAll();
-  key.copy();
-  key.cut();
-  EXPECT_EQ(QApplication::clipboard()->text(), "before");
-  view.apiKey = "";
-  key.undo();
-  EXPECT_EQ(key.text(), "");
-}
-
-TEST_F(MainWindowTest, canUndoAfterTheViewHasChangedElsewhere) {
-  auto& model = *named<QLineEdit>("Model");
-  model.selectAll();
-  QTest::keyClicks(&model, "other");
-  model.setCursorPosition(2);
-  view.status = "something else";
-  EXPECT_EQ(model.cursorPosition(), 2);
-  while (model.isUndoAvailable()) model.undo();
-  EXPECT_EQ(view.model.get(), "gpt-5.6-terra");
 }
 
 TEST_F(MainWindowTest, movesNothingHoweverLongTheTextsAre) {
@@ -233,29 +98,150 @@ TEST_F(MainWindowTest, movesNothingHoweverLongTheTextsAre) {
   view.status = std::string(200, 'x') + " " + std::string(200, 'y');
   QApplication::processEvents();
   EXPECT_EQ(places(), before);
-  EXPECT_EQ(named<QPlainTextEdit>("Response")->toPlainText().toStdString(), answer);
+  EXPECT_EQ(named<QPlainTextEdit>("Response").toPlainText().toStdString(), answer);
 }
 
 TEST_F(MainWindowTest, growsWithTheFontOfTheSystem) {
-  const auto pointSizes = [this] {
-    std::vector<double> result;
-    for (const char* label : {"Ferrin Relay", "Direct provider test", "Model"}) {
-      for (const auto* each : window.findChildren<QLabel*>()) {
-        if (each->text() == label) result.push_back(each->font().pointSizeF());
-      }
-    }
-    return result;
-  };
   const QFont before = QApplication::font();
   const int height = window.height();
   QFont larger = before;
   larger.setPointSizeF(26);
   QApplication::setFont(larger);
   QApplication::processEvents();
-  EXPECT_EQ(pointSizes(), (std::vector<double>{34, 26, 26}));
+  EXPECT_EQ(saying<QLabel>("Ferrin Relay").font().pointSizeF(), 34);
+  EXPECT_EQ(saying<QLabel>("Direct provider test").font().pointSizeF(), 26);
+  EXPECT_EQ(saying<QLabel>("Model").font().pointSizeF(), 26);
   EXPECT_GT(window.height(), height);
-  EXPECT_EQ(window.width(), 520);
   QApplication::setFont(before);
+}
+
+TEST_F(MainWindowTest, showsWhatTheViewHoldsAndHandsOnWhatIsTyped) {
+  struct Row {
+    const char* name;
+    app::Field<std::string>& field;
+    const char* placeholder;
+  };
+  for (const auto& [name, field, placeholder] :
+       {Row{"Profile name", view.profileName, "Profile name"},
+        Row{"Provider URL", view.upstreamURL, "https://api.example.com/v1"},
+        Row{"API key", view.apiKey, "Enter API key once"}, Row{"Model", view.model, "模型名称"}}) {
+    auto& edit = named(name);
+    EXPECT_EQ(edit.placeholderText(), placeholder);
+    EXPECT_EQ(edit.text().toStdString(), field.get());
+    field = "由程序";
+    EXPECT_EQ(edit.text(), "由程序") << name;
+    edit.clear();
+    QTest::keyClicks(&edit, "typed");
+    EXPECT_EQ(field.get(), "typed") << name;
+  }
+  QTest::keyClicks(&named<QPlainTextEdit>("Prompt"), "hello");
+  EXPECT_EQ(view.prompt.get(), "hello");
+  window.findChild<QCheckBox*>()->click();
+  EXPECT_FALSE(view.restartChatGPT);
+}
+
+TEST_F(MainWindowTest, loadsTheProfileThatIsPicked) {
+  saveNewProfile("&File %1");
+  saveNewProfile("Second");
+  auto& picker = named<QComboBox>("已保存配置");
+  EXPECT_EQ(picker.currentText(), "Second");
+  for (const char* above : {"&File %1", "Current profile"}) {
+    QTest::keyClick(&picker, Qt::Key_Up);
+    EXPECT_EQ(picker.currentText(), above);
+    EXPECT_EQ(named("Profile name").text(), "&File %1");
+    EXPECT_TRUE(saying<StatusLabel>("Loaded &File %1. The key is stored securely.").isVisible());
+  }
+  EXPECT_EQ(view.selectedProfileID.get(), "");
+}
+
+TEST_F(MainWindowTest, offersOneRelayActionAtATimeAndKeepsTheFocus) {
+  application.fill("p", app::typedURL, "sk-1", "m");
+  auto& relay = saying<QPushButton>("Apply and start");
+  relay.setFocus();
+  QTest::keyClick(&relay, Qt::Key_Space);
+  EXPECT_EQ(relay.text(), "Applying...");
+  EXPECT_FALSE(relay.isEnabled());
+  finishWork();
+  EXPECT_EQ(relay.text(), "Stop relay");
+  EXPECT_TRUE(relay.hasFocus());
+  relay.click();
+  EXPECT_EQ(relay.text(), "Apply and start");
+}
+
+TEST_F(MainWindowTest, takesReturnForWhatTheFieldIsFor) {
+  application.fill("p", app::typedURL, "sk-1", "m");
+  QTest::keyClick(&named("Profile name"), Qt::Key_Return);
+  EXPECT_EQ(view.profiles.get().size(), 1u);
+  for (const char* name : {"Model", "Provider URL"}) {
+    EXPECT_EQ(application.state.isRunning(), name != std::string("Model"));
+    QTest::keyClick(&named(name), Qt::Key_Return);
+    finishWork();
+    EXPECT_TRUE(application.state.isRunning()) << "Return never stops it";
+  }
+  auto& prompt = named<QPlainTextEdit>("Prompt");
+  prompt.setFocus();
+  QTest::keyClicks(&prompt, "ask");
+  QTest::keyClick(&prompt, Qt::Key_Return);
+  EXPECT_EQ(view.prompt.get(), "ask\n");
+  EXPECT_FALSE(view.isSending);
+  QTest::keyClick(&prompt, Qt::Key_Return, Qt::ControlModifier);
+  EXPECT_FALSE(saying<QPushButton>("Sending...").isEnabled());
+}
+
+/// The upper edge of what has the focus, just beside its corner, as it is and as it is without the focus.
+std::pair<QRgb, QRgb> edgeOf(QWidget& focused) {
+  auto& drawn = qobject_cast<QPlainTextEdit*>(&focused) ? *focused.parentWidget() : focused;
+  const auto edge = [&drawn] { return drawn.grab().toImage().pixel(9, 1); };
+  const QRgb with = edge();
+  focused.clearFocus();
+  const QRgb without = edge();
+  focused.setFocus();
+  return {with, without};
+}
+
+TEST_F(MainWindowTest, isWalkedThroughFromTopToBottomAndShowsWhere) {
+  QTest::keyClicks(&named<QPlainTextEdit>("Prompt"), "p");
+  view.response = "r";
+  QApplication::processEvents();
+  named<QComboBox>("已保存配置").setFocus();
+  std::string order;
+  for (int step = 0; step < 11; ++step) {
+    QWidget* at = QApplication::focusWidget();
+    const auto* pressed = qobject_cast<const QAbstractButton*>(at);
+    order += (pressed ? pressed->text() : at->accessibleName()).toStdString() + "|";
+    const auto [with, without] = edgeOf(*at);
+    EXPECT_NE(with, without) << order;
+    QTest::keyClick(at, Qt::Key_Tab);
+  }
+  EXPECT_EQ(order,
+            "已保存配置|Profile name|Save profile|Provider URL|API key|Model|Restart ChatGPT after applying|"
+            "Prompt|Send to provider|Response|Apply and start|");
+}
+
+TEST_F(MainWindowTest, neverGivesTheKeyAway) {
+  auto& key = named("API key");
+  QTest::keyClicks(&key, "sk-secret");
+  EXPECT_FALSE(key.displayText().contains("sk"));
+  EXPECT_TRUE(key.inputMethodHints() & Qt::ImhSensitiveData);
+  QApplication::clipboard()->setText("before");
+  key.selectAll();
+  key.copy();
+  key.cut();
+  EXPECT_EQ(QApplication::clipboard()->text(), "before");
+  view.apiKey = "";
+  key.undo();
+  EXPECT_EQ(key.text(), "");
+}
+
+TEST_F(MainWindowTest, canUndoAfterTheViewHasChangedElsewhere) {
+  auto& model = named("Model");
+  model.selectAll();
+  QTest::keyClicks(&model, "other");
+  model.setCursorPosition(2);
+  view.status = "something else";
+  EXPECT_EQ(model.cursorPosition(), 2);
+  while (model.isUndoAvailable()) model.undo();
+  EXPECT_EQ(view.model.get(), "gpt-5.6-terra");
 }
 
 TEST_F(MainWindowTest, asksAnewEachTimeItAppears) {
@@ -263,7 +249,7 @@ TEST_F(MainWindowTest, asksAnewEachTimeItAppears) {
   window.close();
   EXPECT_EQ(closings, 1);
   window.show();
-  EXPECT_EQ(named<QLineEdit>("Provider URL")->text(), "https://elsewhere.example/v1");
+  EXPECT_EQ(named("Provider URL").text(), "https://elsewhere.example/v1");
 }
 
 TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
@@ -275,12 +261,11 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
     int lines;
     bool isCut;
   };
-  const Row rows[] = {{"short", "Relay is stopped", 1, false},
-                      {"two lines", "first\nsecond", 2, false},
-                      {"three lines", "first\nsecond\nthird <b>", 2, true},
-                      {"400 characters", QString("word ").repeated(80), 2, true},
-                      {"one word", QString(400, 'x'), 2, true}};
-  for (const Row& row : rows) {
+  for (const Row& row :
+       {Row{"short", "Relay is stopped", 1, false}, Row{"two lines", "first\nsecond", 2, false},
+        Row{"400 characters", QString("word ").repeated(80), 2, true},
+        Row{"one word", QString(400, 'x'), 2, true},
+        Row{"three lines", "first\nsecond\nthird <b>", 2, true}}) {
     label.show(row.text, app::StatusColour::secondary);
     const auto [lines, isCut] = label.fitted();
     EXPECT_EQ(lines.size(), row.lines) << row.name;
@@ -289,7 +274,6 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
     EXPECT_EQ(label.toolTip().isEmpty(), !row.isCut) << row.name;
     for (const QString& line : lines) EXPECT_LE(label.fontMetrics().horizontalAdvance(line), 300) << row.name;
   }
-  label.show("first\nsecond\nthird <b>", app::StatusColour::secondary);
   EXPECT_EQ(label.toolTip(), "<p>first<br>second<br>third &lt;b&gt;</p>");
   const QString part(40, 'x');
   EXPECT_EQ(wrappedToolTip(part + part + "y"), "<p>" + part + "\u200b" + part + "\u200by</p>");

@@ -5,7 +5,6 @@ All of it is the test's own and is gone with it.
 
 import os
 import pathlib
-import signal
 import subprocess
 import tempfile
 import threading
@@ -21,10 +20,7 @@ WATCHER_XML = f"""
 <node><interface name="{WATCHER}">
   <method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
   <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-  <property name="ProtocolVersion" type="i" access="read"/>
-  <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
   <signal name="StatusNotifierHostRegistered"/>
-  <signal name="StatusNotifierItemRegistered"><arg type="s"/></signal>
 </interface></node>"""
 SETTINGS = "org.freedesktop.portal.Settings"
 SETTINGS_XML = f"""
@@ -40,7 +36,7 @@ FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
   <alias binding="strong"><family>Sans Serif</family>
     <prefer><family>Inter</family><family>Noto Sans CJK SC</family></prefer></alias>
 </fontconfig>"""
-SCHEMES = {"none": 0, "dark": 1, "light": 2}
+SCHEMES = {"dark": 1, "light": 2}
 
 
 def eventually(condition, seconds=15):
@@ -48,7 +44,7 @@ def eventually(condition, seconds=15):
     deadline = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > deadline:
-            raise AssertionError(f"not within {seconds} s: {condition.__doc__ or condition}")
+            raise AssertionError(f"not within {seconds} s")
         time.sleep(0.02)
     return result
 
@@ -57,6 +53,8 @@ class BusThread:
     """A connection to the session bus with a thread that answers on it, so that the test may block meanwhile."""
 
     def __init__(self, address):
+        self.context = GLib.MainContext.new()
+        self.loop = GLib.MainLoop.new(self.context, False)
         self.address = address
         ready = threading.Event()
         self.thread = threading.Thread(target=self._run, args=(ready,), daemon=True)
@@ -64,30 +62,21 @@ class BusThread:
         ready.wait()
 
     def _run(self, ready):
-        context = GLib.MainContext.new()
-        context.push_thread_default()
+        self.context.push_thread_default()
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
         self.bus = Gio.DBusConnection.new_for_address_sync(self.address, flags, None, None)
-        self.loop = GLib.MainLoop.new(context, False)
-        self.context = context
         self.on_start()
         ready.set()
         self.loop.run()
 
-    def on_start(self):
-        pass
-
-    def serve(self, path, xml, call, get=None):
-        interface = Gio.DBusNodeInfo.new_for_xml(xml).interfaces[0]
-        self.bus.register_object(path, interface, call, get, None)
-
-    def ask(self, name, path, interface, method, arguments=None):
-        return self.bus.call_sync(name, path, interface, method, arguments, None,
-                                  Gio.DBusCallFlags.NONE, 5000, None).unpack()
-
-    def own(self, name):
+    def serve(self, name, path, xml, call, get=None):
+        self.bus.register_object(path, Gio.DBusNodeInfo.new_for_xml(xml).interfaces[0], call, get, None)
         self.ask("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-                 GLib.Variant("(su)", (name, 4)))
+                 "(su)", name, 4)
+
+    def ask(self, name, path, interface, method, signature="()", *arguments):
+        return self.bus.call_sync(name, path, interface, method, GLib.Variant(signature, arguments), None,
+                                  Gio.DBusCallFlags.NONE, 5000, None).unpack()
 
     def end(self):
         self.context.invoke_full(GLib.PRIORITY_DEFAULT, lambda: self.loop.quit())
@@ -98,17 +87,14 @@ class BusThread:
 class ColourSetting(BusThread):
     """The desktop's preference of light or dark."""
 
-    def __init__(self, address, scheme):
-        self.scheme = scheme
-        super().__init__(address)
+    scheme = "light"
 
     def on_start(self):
-        self.serve("/org/freedesktop/portal/desktop", SETTINGS_XML, self._read)
-        self.own("org.freedesktop.portal.Desktop")
+        self.serve("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS_XML, self._read)
 
-    def _read(self, _bus, _sender, _path, _interface, _method, _arguments, invocation):
+    def _read(self, *call):
         value = GLib.Variant("v", GLib.Variant("u", SCHEMES[self.scheme]))
-        invocation.return_value(GLib.Variant.new_tuple(GLib.Variant("v", value)))
+        call[-1].return_value(GLib.Variant.new_tuple(GLib.Variant("v", value)))
 
     def set(self, scheme):
         self.scheme = scheme
@@ -119,10 +105,10 @@ class ColourSetting(BusThread):
 class Tray(BusThread):
     """A panel that shows status notifier items and their menus."""
 
+    item = None
+
     def on_start(self):
-        self.item = None
-        self.serve("/StatusNotifierWatcher", WATCHER_XML, self._register, self._property)
-        self.own(WATCHER)
+        self.serve(WATCHER, "/StatusNotifierWatcher", WATCHER_XML, self._register, lambda *_: GLib.Variant("b", True))
         self.bus.emit_signal(None, "/StatusNotifierWatcher", WATCHER, "StatusNotifierHostRegistered", None)
 
     def _register(self, _bus, sender, _path, _interface, _method, arguments, invocation):
@@ -130,14 +116,9 @@ class Tray(BusThread):
         self.item = sender if service.startswith("/") else service
         invocation.return_value(None)
 
-    def _property(self, _bus, _sender, _path, _interface, name):
-        return {"IsStatusNotifierHostRegistered": GLib.Variant("b", True),
-                "ProtocolVersion": GLib.Variant("i", 0),
-                "RegisteredStatusNotifierItems": GLib.Variant("as", [self.item] if self.item else [])}[name]
-
     def property(self, name):
         return self.ask(self.item, "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
-                        GLib.Variant("(ss)", ("org.kde.StatusNotifierItem", name)))[0]
+                        "(ss)", "org.kde.StatusNotifierItem", name)[0]
 
     def symbol(self):
         """The icon's name where it has one, else the pixels of its largest picture."""
@@ -145,8 +126,7 @@ class Tray(BusThread):
 
     def entries(self):
         """Of the menu, top to bottom: identifier, label and whether it can be chosen."""
-        layout = self.ask(self.item, "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
-                          GLib.Variant("(iias)", (0, -1, [])))[1]
+        layout = self.ask(self.item, "/MenuBar", "com.canonical.dbusmenu", "GetLayout", "(iias)", 0, -1, [])[1]
         return [(number, "---" if values.get("type") == "separator" else values["label"].replace("_", ""),
                  values.get("enabled", True)) for number, values, _ in layout[2]]
 
@@ -161,38 +141,34 @@ class Tray(BusThread):
 
 
 class Desktop:
-    def __init__(self, size="1100x1500"):
+    tray = None
+
+    def __init__(self):
         self.folder = tempfile.TemporaryDirectory(prefix="ferrin-desktop-")
         self.processes = []
-        self.runtime = pathlib.Path(self.folder.name) / "runtime"
-        self.runtime.mkdir(mode=0o700)
-        for name in ("WAYLAND_DISPLAY", "DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_CURRENT_DESKTOP"):
+        place = pathlib.Path(self.folder.name)
+        place.chmod(0o700)
+        (place / "fonts.conf").write_text(FONTS)
+        for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"):
             os.environ.pop(name, None)
-        os.environ["XDG_RUNTIME_DIR"] = str(self.runtime)
-        fonts = pathlib.Path(self.folder.name) / "fonts.conf"
-        fonts.write_text(FONTS)
-        os.environ["FONTCONFIG_FILE"] = str(fonts)
-        number = self._start_and_read("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp")
-        os.environ["DISPLAY"] = ":" + number
-        self.bus_address = self._start_and_read("dbus-daemon", "--session", "--nofork", "--print-address")
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.bus_address
-        self._start("openbox", stdout=subprocess.DEVNULL)
-        self.colours = ColourSetting(self.bus_address, "light")
+        os.environ.update(XDG_RUNTIME_DIR=str(place), FONTCONFIG_FILE=str(place / "fonts.conf"))
+        os.environ["DISPLAY"] = ":" + self._start(
+            "Xvfb", "-displayfd", "1", "-screen", "0", "1100x1500x24", "-nolisten", "tcp").readline().strip()
+        self.address = self._start("dbus-daemon", "--session", "--nofork", "--print-address").readline().strip()
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.address
+        self._start("openbox")
+        self.colours = ColourSetting(self.address)
         # Programs look for the accessibility bus once, at their start.
         self.colours.ask("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress")
-        self.tray = None
         Atspi.init()
 
-    def _start(self, *command, **options):
-        process = subprocess.Popen(command, stderr=subprocess.DEVNULL, **options)
+    def _start(self, *command):
+        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         self.processes.append(process)
-        return process
-
-    def _start_and_read(self, *command):
-        return self._start(*command, stdout=subprocess.PIPE, text=True).stdout.readline().strip()
+        return process.stdout
 
     def show_tray(self):
-        self.tray = Tray(self.bus_address)
+        self.tray = Tray(self.address)
 
     def hide_tray(self):
         if self.tray:
@@ -203,10 +179,9 @@ class Desktop:
         self.hide_tray()
         self.colours.end()
         for process in reversed(self.processes):
-            process.send_signal(signal.SIGTERM)
+            process.terminate()
             process.wait()
-            if process.stdout:
-                process.stdout.close()
+            process.stdout.close()
         self.folder.cleanup()
 
 
@@ -217,16 +192,13 @@ class Window:
         self.process = process
 
     def _application(self):
-        Atspi.get_desktop(0).clear_cache()
         desktop = Atspi.get_desktop(0)
-        for place in range(desktop.get_child_count()):
-            application = desktop.get_child_at_index(place)
-            if application and application.get_process_id() == self.process.pid:
-                return application
-        return None
+        desktop.clear_cache()
+        programs = (desktop.get_child_at_index(place) for place in range(desktop.get_child_count()))
+        return [program for program in programs if program and program.get_process_id() == self.process.pid]
 
     def _all(self):
-        waiting = [application] if (application := self._application()) else []
+        waiting = self._application()
         while waiting:
             element = waiting.pop(0)
             yield element
@@ -236,44 +208,34 @@ class Window:
                 children = []  # gone while we looked
             waiting = [child for child in children if child] + waiting
 
-    def _find(self, role, name):
+    def has(self, role, name=None, state=Atspi.StateType.SHOWING):
+        """The element of that role and name that is in that state, if there is one."""
         for element in self._all():
             try:
-                shown = element.get_state_set().contains(Atspi.StateType.SHOWING)
-                if element.get_role_name() == role and shown and name in (None, element.get_name()):
+                element.clear_cache()
+                if (element.get_role_name() == role and name in (None, element.get_name())
+                        and element.get_state_set().contains(state)):
                     return element
             except GLib.Error:
                 continue
         return None
 
-    def find(self, role, name=None):
-        return eventually(lambda: self._find(role, name))
+    def find(self, *wanted):
+        return eventually(lambda: self.has(*wanted))
 
-    def has(self, role, name=None):
-        return self._find(role, name) is not None
+    def is_enabled(self, name):
+        return self.has("push button", name, Atspi.StateType.ENABLED) is not None
 
     def texts(self):
         """What the labels say."""
         return [element.get_name() for element in self._all() if element.get_role_name() == "label"]
 
-    def type(self, name, text):
-        role = {"API key": "password text"}.get(name, "text")
+    def type(self, name, text, role="text"):
         Atspi.EditableText.set_text_contents(self.find(role, name), text)
 
-    def text(self, name):
-        field = self.find("text", name)
+    def text(self, name, role="text"):
+        field = self.find(role, name)
         return Atspi.Text.get_text(field, 0, Atspi.Text.get_character_count(field))
 
     def press(self, name, role="push button"):
-        button = eventually(lambda: self._enabled(role, name))
-        Atspi.Action.do_action(button, 0)
-
-    def _enabled(self, role, name):
-        element = self._find(role, name)
-        if not element:
-            return None
-        element.clear_cache()
-        return element if element.get_state_set().contains(Atspi.StateType.ENABLED) else None
-
-    def is_enabled(self, name):
-        return self._enabled("push button", name) is not None
+        Atspi.Action.do_action(self.find(role, name, Atspi.StateType.ENABLED), 0)
