@@ -167,7 +167,17 @@ class Node(Proxy):
         return ["node", ROOT / "bench" / "peers" / "node-proxy.mjs", self.port, self.provider.url]
 
 
+class Forwarder(Proxy):
+    """No proxy at all: bytes from one socket to the other, by the fewest system calls. The limit for all of them."""
+
+    name = "forwarder"
+
+    def command(self):
+        return [LOAD, "forward", self.port, self.provider.port]
+
+
 PROXIES = [Relay, Nginx, Haproxy, Node]
+WITH_LIMIT = [*PROXIES, Forwarder]
 
 
 def run_load(core, *words, limit=60):
@@ -232,7 +242,7 @@ def wrk(port, connections, seconds, path="/v1/small"):
 def measure_requests(results, folder, seconds):
     with serving_provider() as provider:
         for connections in (32, 256):
-            for kind in PROXIES:
+            for kind in WITH_LIMIT:
                 with kind(folder, provider) as proxy:
                     wrk(proxy.port, connections, 1)
                     before, start = cpu_seconds(proxy.pid), time.monotonic()
@@ -248,7 +258,7 @@ def measure_latency(results, folder, requests):
     listen = free_port()
     direct = run_load(PROXY_CORE, "latency", listen, listen, requests)["p50"]
     results.add("latency µs, one connection, one core", "direct", direct)
-    for kind in PROXIES:
+    for kind in WITH_LIMIT:
         listen = free_port()
         with kind(folder, Provider(listen)) as proxy:
             run_load(PROXY_CORE, "latency", listen, proxy.port, requests // 10)
@@ -258,7 +268,7 @@ def measure_latency(results, folder, requests):
 
 def measure_streams(results, folder, seconds):
     for streams, interval in ((1, 1), (50, 10), (500, 50)):
-        for kind in PROXIES:
+        for kind in WITH_LIMIT:
             listen = free_port()
             with kind(folder, Provider(listen)) as proxy:
                 before = cpu_seconds(proxy.pid)
@@ -269,7 +279,7 @@ def measure_streams(results, folder, seconds):
         listen = free_port()
         direct = run_load(PROXY_CORE, "streams", listen, listen, streams, interval, seconds)["p50"]
         results.add(f"event delay µs, {streams} streams, one core", "direct", direct)
-        for kind in PROXIES:
+        for kind in WITH_LIMIT:
             listen = free_port()
             with kind(folder, Provider(listen)) as proxy:
                 p50 = run_load(PROXY_CORE, "streams", listen, proxy.port, streams, interval, seconds)["p50"]
@@ -294,11 +304,32 @@ def measure_tls(results, folder):
 def first_request_seconds(port):
     start = time.monotonic()
     with socket.create_connection(("127.0.0.1", port)) as client:
-        client.sendall(f"GET /v1/models HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\n\r\n".encode())
-        answer = client.recv(65536)
+        ask(client, port)
+    return time.monotonic() - start
+
+
+def ask(client, port):
+    client.sendall(f"GET /v1/models HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\n\r\n".encode())
+    answer = client.recv(65536)
     if not answer.startswith(b"HTTP/1.1 200"):
         raise RuntimeError(answer[:200])
-    return time.monotonic() - start
+
+
+def measure_pauses(results, folder):
+    """A request after a pause in which servers and the relay let idle connections go, and what spares the handshake."""
+    def timed(client, port):
+        start = time.monotonic()
+        ask(client, port)
+        return (time.monotonic() - start) * 1000
+
+    with tls_provider(folder) as provider, Relay(folder, provider) as staying, Relay(folder, provider) as leaving:
+        with socket.create_connection(("127.0.0.1", staying.port)) as client:
+            results.add("request over TLS ms: the first, a whole handshake", "relay", timed(client, staying.port))
+            first_request_seconds(leaving.port)
+            time.sleep(22)
+            results.add("request over TLS ms: after a pause, client stayed", "relay", timed(client, staying.port))
+        results.add("request over TLS ms: after a pause, new client", "relay",
+                    first_request_seconds(leaving.port) * 1000)
 
 
 def measure_start(results, folder):
@@ -378,25 +409,28 @@ def machine():
 def report(results, rounds):
     lines = ["# Benchmarks", "", f"Made by `./bench/run` on {datetime.date.today().isoformat()}: {machine()}.",
              f"Medians of {rounds} rounds in which the proxies took turns. See [bench/bench.py](../bench/bench.py) for how.",
-             "", "| measure | relay | nginx | ratio | to reach | reached |", "|---|---|---|---|---|---|"]
+             "", "`forwarder` is no proxy: it passes bytes on with the fewest system calls, and so shows the limit.", "",
+             "| measure | relay | nginx | ratio | to reach | reached | forwarder / nginx |", "|---|---|---|---|---|---|---|"]
     ratios = []
     for measure, peer, wanted, higher in TARGETS:
         own, other = results.median(measure, "relay"), results.median(measure, peer)
         ratio = own / other
         reached = ratio >= wanted if higher else ratio <= wanted
         ratios.append((measure, ratio, wanted))
+        least = results.median(measure, "forwarder")
+        limit = "" if least is None else f"{least / other:.2f}"
         lines.append(f"| {measure} | {own:.2f} | {other:.2f} | {ratio:.2f} | {'≥' if higher else '≤'} {wanted:.2f} | "
-                     f"{'yes' if reached else 'no'} |")
+                     f"{'yes' if reached else 'no'} | {limit} |")
     for measure in ("idle: CPU µs", "idle: context switches"):
         own = results.median(measure, "relay")
         lines.append(f"| {measure}, 30 s | {own:.0f} | {results.median(measure, 'nginx'):.0f} | | 0 | "
-                     f"{'yes' if own == 0 else 'no'} |")
-    names = ["relay", "nginx", "haproxy", "node", "direct"]
+                     f"{'yes' if own == 0 else 'no'} | |")
+    names = ["relay", "nginx", "haproxy", "node", "forwarder", "direct"]
     lines += ["", "## All figures", "", "| measure | " + " | ".join(names) + " |", "|---" * (len(names) + 1) + "|"]
     for measure in results.values:
         cells = [results.median(measure, name) for name in names]
         lines.append(f"| {measure} | " + " | ".join("" if cell is None else f"{cell:.2f}" for cell in cells) + " |")
-    lines += ["", "![The relay against nginx, by measure](benchmarks.svg)", ""]
+    lines += ["", (ROOT / "bench" / "notes.md").read_text().rstrip(), "", "![The relay against nginx, by measure](benchmarks.svg)", ""]
     return "\n".join(lines), ratios
 
 
@@ -431,7 +465,8 @@ def main():
                    "latency": lambda: measure_latency(results, folder, 4000),
                    "streams": lambda: measure_streams(results, folder, given.seconds),
                    "start": lambda: measure_start(results, folder),
-                   "tls": lambda: measure_tls(results, folder)}
+                   "tls": lambda: measure_tls(results, folder),
+                   "pauses": lambda: measure_pauses(results, folder)}
     once = {"sizes": lambda: measure_sizes(results, folder), "idle": lambda: measure_idle(results, folder, 30)}
     try:
         for number in range(1, given.rounds + 1):

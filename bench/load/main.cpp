@@ -1,6 +1,7 @@
 // The load of a measurement. One process plays both ends, so that both read one clock.
 //
 //   ferrin-bench-load serve   LISTEN                              until it is killed
+//   ferrin-bench-load forward LISTEN CONNECT                      likewise: the least a proxy can cost
 //   ferrin-bench-load streams LISTEN CONNECT STREAMS MILLISECONDS SECONDS
 //   ferrin-bench-load latency LISTEN CONNECT REQUESTS
 //   ferrin-bench-load hold    CONNECT CONNECTIONS SECONDS PATH     with a provider of its own elsewhere
@@ -16,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/load/Forwarder.h"
 #include "bench/load/Http.h"
 #include "bench/load/Loop.h"
 #include "bench/load/Provider.h"
@@ -155,6 +157,7 @@ int run(const std::vector<std::string>& words) {
   const auto port = [&](std::size_t index) { return static_cast<std::uint16_t>(number(index)); };
   const std::string mode = words.empty() ? "" : words.front();
   if (mode == "serve") serve(port(1));
+  if (mode == "forward") forward(port(1), port(2));
   if (mode == "streams") {
     streams(port(1), port(2), number(3), static_cast<std::uint64_t>(number(4)),
             static_cast<std::uint64_t>(number(5)));
@@ -163,7 +166,7 @@ int run(const std::vector<std::string>& words) {
   } else if (mode == "hold") {
     hold(port(1), number(2), static_cast<std::uint64_t>(number(3)), words.at(4));
   } else {
-    std::fprintf(stderr, "serve, streams, latency or hold\n");
+    std::fprintf(stderr, "serve, forward, streams, latency or hold\n");
     return 2;
   }
   return 0;
