@@ -9,6 +9,7 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr std::size_t maxPathBytes = 512;
+constexpr std::size_t enoughBytes = 4096;  // to be worth a write
 
 std::string_view nameOf(Ending ending) {
   constexpr std::array<std::string_view, 4> names{"complete", "truncated", "client-gone", "refused"};
@@ -75,6 +76,9 @@ void append(std::string& out, const ExchangeRecord& record) {
   if (!record.cause.empty()) out.append(" cause=\"").append(record.cause).append("\"");
 }
 
+AccessLog::AccessLog(EventLoop& home, DeadlineList& lineDelay, int descriptor)
+    : loop(home), delay(lineDelay), due([this] { flush(); }), file(descriptor) {}
+
 void AccessLog::announce(std::string_view line) {
   flush();
   file.write(std::string(line) + '\n');
@@ -84,21 +88,27 @@ void AccessLog::exchange(const ExchangeRecord& record) {
   begin();
   append(pending, record);
   pending.push_back('\n');
+  if (pending.size() >= enoughBytes) {
+    loop.soon(*this);
+  } else if (!due.running()) {
+    due.start(delay);
+  }
 }
 
 void AccessLog::note(std::string_view text) {
   begin();
   pending.append(text).push_back('\n');
+  loop.soon(*this);
 }
 
-/// A line, with the time, which is written when the turn ends.
+/// A line, with the time.
 void AccessLog::begin() {
-  loop.soon(*this);
   stamps.append(pending, std::chrono::system_clock::now());
   pending.push_back(' ');
 }
 
 void AccessLog::flush() {
+  due.stop();
   if (!pending.empty()) file.write(pending);
   pending.clear();
 }

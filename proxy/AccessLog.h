@@ -45,10 +45,11 @@ class TimeStamps {
   std::string date;  ///< of `second`
 };
 
-/// Collects lines and writes them once in a turn of the event loop. What is left is written when it goes.
+/// Collects lines, so that many cost one write: those of exchanges for `delay` at most, others until the end
+/// of a turn of the event loop. What is left is written when it goes.
 class AccessLog : private Job {
  public:
-  AccessLog(EventLoop& home, int descriptor) : loop(home), file(descriptor) {}
+  AccessLog(EventLoop& home, DeadlineList& delay, int descriptor);
   ~AccessLog() override { flush(); }
 
   void exchange(const ExchangeRecord& record);
@@ -63,6 +64,8 @@ class AccessLog : private Job {
   void run() override { flush(); }
 
   EventLoop& loop;
+  DeadlineList& delay;
+  Deadline due;
   LogFile file;
   TimeStamps stamps;
   std::string pending;

@@ -30,6 +30,7 @@ struct TimeLimits {
         connect(deadlines, lengths.connect),
         nextAddress(deadlines, std::chrono::milliseconds(250)),
         recheck(deadlines, std::chrono::milliseconds(400)),
+        logDelay(deadlines, std::chrono::milliseconds(100)),
         linger(deadlines, std::chrono::seconds(2)),
         drain(deadlines, std::chrono::seconds(4)) {}
 
@@ -40,10 +41,11 @@ struct TimeLimits {
       idleUpstream;      ///< a connection kept for the next request; servers close theirs later than this
   DeadlineList connect;  ///< to be connected; and again for TLS
   DeadlineList
-      nextAddress;       ///< before the next address is tried as well (RFC 8305, "Connection Attempt Delay")
-  DeadlineList recheck;  ///< between looks at whether a client whose bytes wait unread is still there
-  DeadlineList linger;   ///< to read on after an early answer, so that it isn't lost in a reset
-  DeadlineList drain;    ///< for exchanges to end after SIGTERM
+      nextAddress;        ///< before the next address is tried as well (RFC 8305, "Connection Attempt Delay")
+  DeadlineList recheck;   ///< between looks at whether a client whose bytes wait unread is still there
+  DeadlineList logDelay;  ///< before the lines of exchanges are written, many at once
+  DeadlineList linger;    ///< to read on after an early answer, so that it isn't lost in a reset
+  DeadlineList drain;     ///< for exchanges to end after SIGTERM
 };
 
 }  // namespace ferrin::proxy

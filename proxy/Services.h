@@ -20,8 +20,8 @@ struct Services {
   Services(EventLoop& home, const Options& given, int logDescriptor, const TimeLengths& lengths = {})
       : loop(home),
         options(given),
-        log(home, logDescriptor),
         limits(home.deadlines(), given.timeout, lengths),
+        log(home, limits.logDelay, logDescriptor),
         key(given.apiKeyFile),
         names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(home),
@@ -31,8 +31,8 @@ struct Services {
 
   EventLoop& loop;
   const Options& options;
-  AccessLog log;
   TimeLimits limits;
+  AccessLog log;
   KeyFile key;
   NameLookups names;
   TlsContext tls;
