@@ -26,6 +26,9 @@ namespace {
 using ferrin::tests::put;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Answer = RelayTest;
+using SlowClients = RelayTest;
+using CrowdedRelay = RelayTest;
 
 // ---- Many at once
 
@@ -78,7 +81,8 @@ class BusyUpstream {
     }
   }
 
-  static bool answer(Connection& side) {
+  bool answer(Connection& side) {
+    while (side.silentFor(seconds(1)) && !stopping) {}  // an idle connection is the relay's to close
     const std::string request = side.readAnswer();
     const auto mark = static_cast<std::uint32_t>(std::stoul(request.substr(request.find('/') + 1)));
     EXPECT_NE(request.find("\r\nAuthorization: Bearer sk-"), std::string::npos) << request;
@@ -177,9 +181,7 @@ TEST_P(Storm, mixesNothingUpAndLeavesNothingBehind) {
 
 INSTANTIATE_TEST_SUITE_P(Builds, Storm, testing::Values(FERRIN_RELAY_PROGRAM, FERRIN_RELEASED_RELAY_PROGRAM));
 
-TEST(Answer, thatBreaksOffAtAnyByteIsNotTakenForAWholeOne) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(Answer, thatBreaksOffAtAnyByteIsNotTakenForAWholeOne) {
   for (const std::string& answer : {streamHead + "5;x\r\nhello\r\n0\r\nT: v\r\n\r\n", ok}) {
     for (std::size_t sent = 0; sent < 2 * answer.size(); ++sent) {
       auto [client, side] = joined(relay, upstream);
@@ -196,9 +198,7 @@ TEST(Answer, thatBreaksOffAtAnyByteIsNotTakenForAWholeOne) {
 
 // ---- Slow ones
 
-TEST(SlowClients, costNoMoreThanTheirShareAndHoldUpNobody) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(SlowClients, costNoMoreThanTheirShareAndHoldUpNobody) {
   Connection quick(relay.port());
   const auto slowest = [&](int count, const auto& between) {
     milliseconds worst{};
@@ -255,9 +255,7 @@ TEST(SlowReader, isLeftWhenItTakesNothingForTooLong) {
 
 // ---- What runs out
 
-TEST(Connections, thatComeAllAtOnceAreServedOrTurnedAway) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(CrowdedRelay, servesOrTurnsAwayThoseThatComeAllAtOnce) {
   std::vector<Connection> waiting;
   relay.signal(SIGSTOP);
   for (int count = 0; count < 1200; ++count) {

@@ -64,23 +64,21 @@ TEST_F(Forwarding, streamsABodyOfAnySizeBothWaysUnchanged) {
   std::string content;
   for (int line = 0; content.size() < 3'000'000; ++line)
     content += std::to_string(line) + " bytes\0\r\n\xFF"s;
-  Connection* side = nullptr;
-  client.send(relay.request("POST /v1/up", "Content-Length: " + std::to_string(content.size()) + "\r\n"));
-  Connection accepted = upstream.accept();
-  side = &accepted;
-  side->readHead();
-  for (std::size_t at = 0; at < content.size(); at += 50'000) {
-    const std::string block = content.substr(at, 50'000);
-    client.send(block);
-    ASSERT_EQ(side->read(block.size()), block);
-  }
-  side->send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(content.size()) + "\r\n\r\n");
+  const std::string length = "Content-Length: " + std::to_string(content.size()) + "\r\n";
+  client.send(relay.request("POST /v1/up", length));
+  Connection side = upstream.accept();
+  side.readHead();
+  const auto pass = [&](Connection& from, Connection& to) {
+    for (std::size_t at = 0; at < content.size(); at += 50'000) {
+      const std::string block = content.substr(at, 50'000);
+      from.send(block);
+      ASSERT_TRUE(to.read(block.size()) == block) << "at " << at;
+    }
+  };
+  pass(client, side);
+  side.send("HTTP/1.1 200 OK\r\n" + length + "\r\n");
   client.readHead();
-  for (std::size_t at = 0; at < content.size(); at += 50'000) {
-    const std::string block = content.substr(at, 50'000);
-    side->send(block);
-    ASSERT_EQ(client.read(block.size()), block);
-  }
+  pass(side, client);
 }
 
 TEST_F(Forwarding, passesChunksThroughWhereverTheyAreCut) {

@@ -16,6 +16,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Idle = RelayTest;
 
 std::vector<std::string> arguments(const std::string& port) {
   return {"--host",         "127.0.0.1", "--port",    port, "--upstream", "http://127.0.0.1:9",
@@ -79,15 +80,13 @@ TEST(Stop, endsAtTheSecondSignalOrAfterFourSeconds) {
   }
 }
 
-TEST(Idle, takesNoProcessorTime) {
-  Upstream upstream;
-  const RelayProcess relay(upstream.url());
+TEST_F(Idle, takesNoProcessorTime) {
   {
     auto [client, side] = joined(relay, upstream);
     side.send("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok");
     client.readAnswer();
   }
-  const auto switches = [&relay] {
+  const auto switches = [this] {
     const std::string status =
         ferrin::tests::contentOf("/proc/" + std::to_string(relay.process()) + "/status");
     return status.substr(status.find("voluntary_ctxt_switches"));

@@ -12,59 +12,32 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Streaming = RelayTest;
 
-class Streaming : public testing::Test {
- protected:
-  Connection begin() {
-    client.send(relay.request("POST /v1/responses", "", "{}"));
+/// Sends all that is taken while nobody reads at the other end; how much that was.
+std::size_t sendUntilStalled(Connection& from) {
+  const std::string block(4'000'000, 'x');
+  std::size_t sent = 0;
+  for (std::size_t taken = 1; taken > 0 && sent < 40'000'000; sent += taken) taken = from.sendSome(block);
+  return sent;
+}
+
+TEST_F(Streaming, slowsEitherSideToTheOthersSpeedAndKeepsLittle) {
+  for (const bool down : {true, false}) {
+    Connection slow(relay.port(), 4096);
+    slow.send(relay.request("POST /v1/big", down ? "" : "Content-Length: 40000000\r\n"));
     Connection side = upstream.accept();
-    side.readAnswer();
-    return side;
+    side.readHead();
+    if (down) {
+      side.send("HTTP/1.1 200 OK\r\nContent-Length: 40000000\r\n\r\n");
+      slow.readHead();
+    }
+    const std::size_t before = relay.residentBytes();
+    const std::size_t sent = sendUntilStalled(down ? side : slow);
+    EXPECT_LT(sent, 40'000'000U);  // what the systems' own buffers hold, and no more
+    EXPECT_LT(relay.residentBytes(), before + 4'000'000);
+    EXPECT_TRUE((down ? slow : side).read(sent) == std::string(sent, 'x'));
   }
-
-  Upstream upstream;
-  RelayProcess relay{upstream.url()};
-  Connection client{relay.port()};
-};
-
-TEST_F(Streaming, holdsNothingBack) {
-  Connection side = begin();
-  side.send(streamHead);
-  EXPECT_EQ(client.readHead(), streamHead);
-  for (const std::string part : {"a\r\nda", "ta: \xE9", "\xBB\x98\n\r", "\n", "1", "\r", "\n\n", "\r\n"}) {
-    side.send(part);
-    ASSERT_EQ(client.read(part.size()), part);
-  }
-}
-
-TEST_F(Streaming, slowsTheUpstreamToTheReadersSpeedAndKeepsLittle) {
-  Connection slow(relay.port(), 4096);
-  slow.send(relay.request("GET /v1/big"));
-  Connection side = upstream.accept();
-  side.readHead();
-  const std::size_t before = relay.residentBytes();
-  const std::string block(4'000'000, 'x');
-  side.send("HTTP/1.1 200 OK\r\nContent-Length: 40000000\r\n\r\n");
-  std::size_t sent = 0;
-  for (std::size_t taken = 1; taken > 0 && sent < 40'000'000; sent += taken) taken = side.sendSome(block);
-  EXPECT_LT(sent, 40'000'000U);  // what the systems' own buffers hold, and no more
-  EXPECT_LT(relay.residentBytes(), before + 4'000'000);
-  slow.readHead();
-  EXPECT_EQ(slow.read(sent), std::string(sent, 'x'));
-}
-
-TEST_F(Streaming, slowsTheClientToTheUpstreamsSpeedAndKeepsLittle) {
-  constexpr std::size_t size = 40'000'000;
-  client.send(relay.request("POST /v1/up", "Content-Length: " + std::to_string(size) + "\r\n"));
-  Connection side = upstream.accept();
-  side.readHead();
-  const std::size_t before = relay.residentBytes();
-  const std::string block(4'000'000, 'x');
-  std::size_t sent = 0;
-  for (std::size_t taken = 1; taken > 0 && sent < size; sent += taken) taken = client.sendSome(block);
-  EXPECT_LT(sent, size);
-  EXPECT_LT(relay.residentBytes(), before + 4'000'000);
-  EXPECT_EQ(side.read(sent), std::string(sent, 'x'));
 }
 
 TEST_F(Streaming, endsTheUpstreamsPartWithinASecondOfTheClientsLeaving) {
@@ -150,6 +123,7 @@ TEST_F(Streaming, mapsFailuresBeforeAnAnswer) {
       {"an endless head", "HTTP/1.1 200 OK\r\nX: " + std::string(200'000, 'x'), "upstream_invalid"},
       {"an unasked switch", "HTTP/1.1 101 Switching Protocols\r\n\r\n", "upstream_invalid"},
   };
+  Connection client(relay.port());
   for (const Row& row : rows) {
     client.send(relay.request("POST /v1/a", "", "{}"));
     Connection side = upstream.accept();
