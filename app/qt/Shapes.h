@@ -1,7 +1,6 @@
 #pragma once
 // The few shapes that the window draws itself, in the colours of its palette.
 
-#include <QFrame>
 #include <QWidget>
 
 namespace ferrin::qt {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/app/TestApplication.h"
 
 namespace ferrin::app {
@@ -31,23 +33,52 @@ TEST(Apply, storesUrlAndKeyAndStartsTheRelayInTheBackground) {
   }
 }
 
-TEST(Apply, saysWhyNotAndLeavesTheStateAlone) {
-  TestApplication app;
-  app.fill("n", typedURL, "k", " \n");
-  app.view->apply();
-  EXPECT_EQ(app.status(), "Error: enter a model name");
-  EXPECT_TRUE(app.dispatcher.idle() && !app.view->isWorking);
-
-  app.services.bootstrapResult = {5, "Bootstrap failed: 5\n"};
-  app.view->model = "m";
-  app.view->apply();
-  app.dispatcher.runBackground();
-  app.dispatcher.runMain();
-  EXPECT_EQ(app.status(), "Error: Bootstrap failed: 5\n");
-  EXPECT_FALSE(app.view->isWorking || app.state.isRunning());
-  EXPECT_EQ(app.view->apiKey.get(), "k");
-  EXPECT_TRUE(app.trace.take().ends_with("bootstrap com.ferrin.third-party-proxy\n"));
-  EXPECT_FALSE(exists(app.at.runningMarker));
+TEST(RelayActions, sayWhyTheyFailedAndLeaveTheStateAlone) {
+  struct Row {
+    std::string status;
+    std::function<void(TestApplication&)> obstacle;
+    bool applies;  // else restores
+    std::string steps;
+  };
+  const std::string label = "com.ferrin.third-party-proxy\n";
+  const Row rows[] = {
+      {"Error: enter a model name", [](auto& app) { app.view->model = " \n"; }, true, ""},
+      {"Error: enter the provider API key",
+       [](auto& app) {
+         app.view->saveProfile();
+         for (const auto& file : std::filesystem::directory_iterator(app.at.secretDirectory)) remove(file);
+       },
+       true, ""},
+      {"Error: ~/.ferrin/secrets/openai-proxy-upstream.token: Is a directory",
+       [](auto& app) { tests::put(app.at.upstreamKeyFile / "inside", ""); }, true, ""},
+      {"Error: Bootstrap failed: 5\n",
+       [](auto& app) {
+         app.services.bootstrapResult = {5, "Bootstrap failed: 5\n"};
+       },
+       true, "define " + label + "bootout " + label + "bootstrap " + label},
+      {"失败：未找到 ~/.ferrin/config.toml", [](auto&) {}, false, ""},
+      {"失败：~/.ferrin/config.toml.before-restore.bak: Is a directory",
+       [](auto& app) {
+         tests::put(app.at.configURL, "");
+         tests::put(app.at.ferrinHome / "config.toml.before-restore.bak/inside", "");
+       },
+       false, ""},
+  };
+  for (const Row& row : rows) {
+    TestApplication app;
+    app.fill("n", typedURL, "k", "m");
+    row.obstacle(app);
+    app.state.setRunning(!row.applies);
+    const std::string form = app.form();
+    row.applies ? app.view->apply() : app.view->restoreOfficial();
+    app.dispatcher.runBackground();
+    app.dispatcher.runMain();
+    EXPECT_EQ(app.status(), row.status);
+    EXPECT_EQ(app.trace.take(), row.steps) << row.status;
+    EXPECT_EQ(app.form(), form) << row.status;
+    EXPECT_FALSE(app.view->isWorking) << row.status;
+    EXPECT_EQ(app.state.isRunning(), !row.applies) << row.status;
+  }
 }
 
 TEST(RestoreOfficial, restoresFirstAndStopsTheRelayThen) {

@@ -196,7 +196,7 @@ class WindowTest(unittest.TestCase):
         self.assertFalse(self.window.is_enabled("Send to provider"))
         self.assertEqual((self.tray.property("Title"), self.tray.menu()), ("Ferrin Relay", STOPPED_MENU))
         self.take_screenshots("first-start")
-        self.assertFalse(self.user.ferrin.exists())
+        self.assertEqual(list(self.user.home.iterdir()), [])
         self.window.type("API key", KEY, "password text")
         self.assertNotIn("sk", self.window.text("API key", "password text"))
         limits = pathlib.Path(f"/proc/{self.process.pid}/limits").read_text()
