@@ -6,6 +6,9 @@ namespace ferrin::proxy {
 
 using std::chrono::milliseconds;
 
+/// What every system can count.
+constexpr milliseconds longestWait = std::chrono::hours(24);
+
 void Deadline::start(DeadlineList& onto) {
   unlink();
   list = &onto;
@@ -29,7 +32,7 @@ std::optional<milliseconds> Deadlines::untilNext() const {
     if (!list->entries.empty()) next = std::min(next, list->entries.front().due);
   }
   if (next == Clock::time_point::max()) return std::nullopt;
-  return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next - current));
+  return std::clamp(std::chrono::ceil<milliseconds>(next - current), milliseconds(0), longestWait);
 }
 
 void Deadlines::expireDue() {

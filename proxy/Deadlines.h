@@ -43,7 +43,8 @@ class Deadlines {
   Clock::time_point now() const { return current; }
   /// A turn begins.
   void advance() { current = Clock::now(); }
-  /// How long nothing expires, rounded up; without a value when nothing ever does.
+  /// How long nothing expires, rounded up, or a day if that is longer; without a value when nothing ever
+  /// does.
   std::optional<std::chrono::milliseconds> untilNext() const;
   /// Calls back all that have run their length.
   void expireDue();

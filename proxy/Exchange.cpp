@@ -90,11 +90,12 @@ void Exchange::watchClient() {
   client.stream.socket().watch([this] { lookForClient(); });
 }
 
-/// Something came from the client, or came some time ago and still waits unread.
+/// Something came from the client, or came some time ago and still waits unread: its end may hide behind
+/// that.
 void Exchange::lookForClient() {
   if (client.hasGone()) {
     clientHasGone();
-  } else {
+  } else if (feeder.running() || client.stream.socket().hasUnread()) {
     recheck.start(services.limits.recheck);
   }
 }

@@ -58,6 +58,8 @@ class Socket final : private Watched, private Job {
   void unwatch() { watcher = nullptr; }
   /// Whether the other side is known to send no more, even where bytes of it are still unread.
   bool hungUp() const { return ended; }
+  /// Whether something is known to be there for receive().
+  bool hasUnread() const { return read.ready; }
   /// Has receive() ask the system whatever is known.
   void lookAgain() { read.ready = true; }
 

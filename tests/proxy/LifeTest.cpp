@@ -86,6 +86,9 @@ TEST_F(Idle, takesNoProcessorTime) {
     side.send("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 2\r\n\r\nok");
     client.readAnswer();
   }
+  auto [listening, silent] = joined(relay, upstream);  // nothing happens here either
+  silent.send(streamHead);
+  listening.readHead();
   const auto switches = [this] {
     const std::string status =
         ferrin::tests::contentOf("/proc/" + std::to_string(relay.process()) + "/status");
