@@ -24,7 +24,6 @@ TEST(Observers, areToldInTheirOrderAndMayComeAndGoMeanwhile) {
   second = observers->add(note('b'));
   const Subscription third = observers->add(note('c'));
   observers->notify(1);
-  EXPECT_EQ(told, "a1c1");
   later.resize(1);
   observers->notify(2);
   EXPECT_EQ(told, "a1c1c2d2");

@@ -10,7 +10,6 @@ namespace ferrin::tests {
 
 /// Writes `content` to `file` and lets its owner execute it.
 void putProgram(const std::filesystem::path& file, std::string_view content);
-std::vector<std::string> linesOf(const std::filesystem::path& file);
 /// A process that has ended and is only waited for is not alive any more.
 bool isAlive(pid_t process);
 
@@ -23,7 +22,7 @@ class StandInLaunchctl {
   /// `answer` is a piece of sh, with the call's arguments: "echo no such service; exit 113".
   void answer(const std::string& subcommand, std::string_view answer) const;
   /// One line per call, arguments joined by "|" and the user's domain written as "gui".
-  std::vector<std::string> calls() const;
+  std::string calls() const;
 
  private:
   std::string program;
@@ -37,13 +36,11 @@ class StandInRelay {
   const std::filesystem::path& path() const { return program; }
   /// Of the latest start.
   std::vector<std::string> arguments() const;
-  /// Every start's process, in order.
-  std::vector<pid_t> starts() const;
   /// The relay as it runs now; 0 when none but `other` has recorded itself within the deadline.
   pid_t running(pid_t other = 0) const;
 
  private:
-  std::filesystem::path program;
+  const std::filesystem::path program, record;
 };
 
 /// The relay's service with that program, its log in a folder beside it.
