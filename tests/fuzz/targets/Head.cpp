@@ -15,9 +15,10 @@ using Field = boost::beast::http::field;
 
 namespace {
 
-constexpr std::array<Field, 6> stopping{Field::cookie,     Field::proxy_authorization,
-                                        Field::te,         Field::set_cookie,
-                                        Field::keep_alive, Field::proxy_connection};
+constexpr std::array stopping{Field::cookie, Field::proxy_authorization, Field::te, Field::keep_alive,
+                              Field::proxy_connection};
+constexpr std::array ours{Field::host,    Field::authorization,     Field::connection,
+                          Field::upgrade, Field::transfer_encoding, Field::content_length};
 
 std::string forUpstream(const RequestHead& head, std::string_view target) {
   static const UpstreamURL upstream = parseUpstreamURL("https://api.example:8443/base");
@@ -26,18 +27,11 @@ std::string forUpstream(const RequestHead& head, std::string_view target) {
   return out;
 }
 
-void claimWhole(const std::string& out) {
-  claim(endOfHead(out, 0) == out.size(), "what goes out is one head");
-}
-
 /// Whether the fields that are in both heads are in the same order in both.
 bool inOrder(const Head& sent, const Head& received) {
   auto at = received.fields.begin();
   for (const HeadField& field : sent.fields) {
-    if (field.id == Field::host || field.id == Field::authorization || field.id == Field::connection ||
-        field.id == Field::upgrade || field.id == Field::transfer_encoding ||
-        field.id == Field::content_length)
-      continue;
+    if (std::count(ours.begin(), ours.end(), field.id) != 0) continue;
     at = std::find_if(at, received.fields.end(), [&](const HeadField& other) {
       return other.name == field.name && other.value == field.value;
     });
@@ -59,7 +53,7 @@ void checkRequest(std::string_view bytes) {
   (void)refusal(head, 8787);
   const std::string target = "/base" + std::string(splitTarget(head.target).pathAndQuery);
   const std::string out = forUpstream(head, target);
-  claimWhole(out);
+  claim(endOfHead(out, 0) == out.size(), "what goes out is one head");
   RequestHead again;
   claim(parseRequestHead(out, again), "what goes out is accepted");
   claim(again.method == head.method && again.target == target && again.version == 11,
@@ -69,8 +63,7 @@ void checkRequest(std::string_view bytes) {
         "the upstream's Host");
   claim(again.count(Field::authorization) == 1 && again.value(Field::authorization) == "Bearer sk-fuzz",
         "our key");
-  for (const Field field : stopping)
-    claim(field == Field::set_cookie || again.count(field) == 0, "it stops here");
+  for (const Field field : stopping) claim(again.count(field) == 0, "it stops here");
   claim(asksForWebSocket(again) == asksForWebSocket(head), "WebSockets stay");
   claim(asksForWebSocket(head) || again.count(Field::connection) + again.count(Field::upgrade) == 0,
         "no hop");
@@ -88,7 +81,7 @@ void checkAnswer(std::string_view bytes, int clientVersion) {
   } else {
     appendClientHead(out, head, form, clientVersion == 10);
   }
-  claimWhole(out);
+  claim(endOfHead(out, 0) == out.size(), "what goes out is one head");
   AnswerHead again;
   claim(parseAnswerHead(out, again), "what goes out is accepted");
   claim(again.status == head.status && again.reason == head.reason, "the same status line");

@@ -1,5 +1,7 @@
-// A base URL in the first line and a request's target in the second: where the request goes.
+// A base URL in the first line and a request's target in the second: what is accepted names one place,
+// however it is written, and it is where the request goes.
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "proxy/Guard.h"
@@ -8,6 +10,25 @@
 
 using namespace ferrin::proxy;
 using ferrin::fuzz::claim;
+
+namespace {
+
+bool isPrintable(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char byte) { return byte > 0x20 && byte < 0x7F; });
+}
+
+void checkUpstream(const UpstreamURL& url) {
+  claim(url.port != 0 && !url.host.empty() && isPrintable(url.hostField), "a host and a port");
+  claim(url.basePath.empty() || (url.basePath.front() == '/' && url.basePath.back() != '/'), "a base path");
+  claim(isPrintable(url.basePath), "nothing that would garble a request line");
+  const UpstreamURL again =
+      parseUpstreamURL((url.secure ? "https://" : "http://") + url.hostField + url.basePath);
+  claim(again.port == url.port && again.host == url.host && again.basePath == url.basePath &&
+            again.hostField == url.hostField,
+        "Host and path name the same place");
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes = ferrin::fuzz::textOf(data, size);
@@ -19,6 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const std::invalid_argument&) {
     return 0;
   }
+  checkUpstream(upstream);
   const Target target = splitTarget(bytes.substr(line + 1));
   claim(bytes.ends_with(target.pathAndQuery), "the target's end is kept");
   const auto mapped = upstreamTarget(upstream, target.pathAndQuery);
