@@ -23,32 +23,26 @@ class Demo(unittest.TestCase):
         self.addCleanup(self.assertNothingIsLeft)
 
     def start(self, tree=tree):
-        environment = os.environ | {"TMPDIR": str(self.folder)}
         self.demo = subprocess.Popen(
-            [script, tree], env=environment, start_new_session=True, text=True,
+            [script, tree], env=os.environ | {"TMPDIR": str(self.folder)}, start_new_session=True, text=True,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.addCleanup(self.demo.stdout.close)
 
-    def outcome(self):
-        """The exit status, the output, and its last line."""
+    def assertEnds(self, status, last):
+        """With that status and a last line that matches; returns the whole output."""
         output, _ = self.demo.communicate(timeout=60)
-        return self.demo.returncode, output, output.splitlines()[-1]
+        self.assertEqual(self.demo.returncode, status, output)
+        self.assertRegex(output.splitlines()[-1], last)
+        return output
 
     def assertNothingIsLeft(self):
         self.assertEqual(list(self.folder.glob("ferrin-demo*")), [])
-        running = []
-        for process in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                running.append((process / "cmdline").read_text().replace("\0", " "))
-            except OSError:
-                pass  # it has ended meanwhile
-        self.assertEqual([line for line in running if str(self.folder) in line], [])
+        left = subprocess.run(["pgrep", "--full", "--list-full", self.folder], capture_output=True, text=True, check=False)
+        self.assertEqual(left.stdout, "")
 
     def test_shows_the_whole_job(self):
         self.start()
-        status, output, last = self.outcome()
-        self.assertEqual(status, 0, output)
-        self.assertRegex(last, r"^Demo succeeded: .*first byte after \d+ ms")
+        output = self.assertEnds(0, r"^Demo succeeded: .*first byte after \d+ ms")
         for line in ("reference configuration applied", "and came back word by word.", "service:  run:",
                      '"answered":1'):
             self.assertIn(line, output)
@@ -56,31 +50,23 @@ class Demo(unittest.TestCase):
     def test_says_who_holds_the_port(self):
         with socket.create_server(("127.0.0.1", 8787)):
             self.start()
-            status, output, last = self.outcome()
-        self.assertEqual(status, 1, output)
-        self.assertRegex(last, rf"^Demo failed: port 8787 is in use by \S+, process {os.getpid()},")
+            self.assertEnds(1, rf"^Demo failed: port 8787 is in use by \S+, process {os.getpid()},")
 
     def test_a_failed_step_is_the_outcome(self):
-        programs = self.folder / "tree" / "bin"
+        programs = self.folder / "tree/bin"
         programs.mkdir(parents=True)
-        (programs / "ferrin-sample-provider").symlink_to(tree / "bin" / "ferrin-sample-provider")
+        (programs / "ferrin-sample-provider").symlink_to(tree / "bin/ferrin-sample-provider")
         (programs / "ferrin-relay").write_text("#!/bin/sh\necho refused >&2\nexit 1\n")
         (programs / "ferrin-relay").chmod(0o700)
         self.start(programs.parent)
-        status, output, last = self.outcome()
-        self.assertEqual((status, last), (1, "Demo failed: refused"), output)
+        self.assertEnds(1, "^Demo failed: refused$")
 
     def test_an_interrupt_stops_everything(self):
         self.start()
-        for line in self.demo.stdout:
-            if line.startswith("3. "):
-                break
-        self.assertIsNone(self.demo.poll())
+        self.assertTrue(any(line.startswith("3. ") for line in self.demo.stdout))
         os.killpg(self.demo.pid, signal.SIGINT)
-        status, output, last = self.outcome()
-        self.assertEqual((status, last), (130, "Demo stopped before its end"), output)
-        with socket.create_server(("127.0.0.1", 8787)):
-            pass
+        self.assertEnds(130, "^Demo stopped before its end$")
+        socket.create_server(("127.0.0.1", 8787)).close()
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -53,16 +54,8 @@ def running_version():
         return None
 
 
-def answer_through_relay(prompt):
-    return ask("/v1/responses", {"model": "m", "input": prompt})["output"][0]["content"][0]["text"]
-
-
 def relay_process():
     return int((service / "supervise/pid").read_text() or 0)
-
-
-def relay_program():
-    return os.readlink(f"/proc/{relay_process()}/exe")
 
 
 def end_relay():
@@ -92,8 +85,7 @@ class Life(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         passwd = pathlib.Path("/etc/passwd")
-        others = [line for line in passwd.read_text().splitlines() if not line.startswith("root:")]
-        passwd.write_text("\n".join([f"root:x:0:0::{home}:/bin/sh", *others, ""]))
+        passwd.write_text(f"root:x:0:0::{home}:/bin/sh\n" + re.sub("(?m)^root:.*\n", "", passwd.read_text()))
         os.environ["HOME"] = str(home)
         os.environ.pop("XDG_RUNTIME_DIR", None)
 
@@ -103,30 +95,35 @@ class Life(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
         secrets.mkdir(parents=True, mode=0o700)
         self.addCleanup(shutil.rmtree, home)
-        (secrets / "openai-proxy-upstream.token").write_text("sk-of-the-provider\n")
-        (secrets / "openai-proxy-upstream.url").write_text(self.start_provider() + "\n")
-
-    def start_provider(self):
+        key = secrets / "openai-proxy-upstream.token"
+        key.write_text("sk-of-the-provider\n")
         provider = subprocess.Popen(
-            [tree / "bin/ferrin-sample-provider", "--key-file", secrets / "openai-proxy-upstream.token",
-             "--prefix", "/v1", "--echo"], stdout=subprocess.PIPE, text=True)
+            [tree / "bin/ferrin-sample-provider", "--key-file", key, "--prefix", "/v1", "--echo"],
+            stdout=subprocess.PIPE, text=True)
         self.addCleanup(provider.communicate)
         self.addCleanup(provider.terminate)
-        return provider.stdout.readline().split()[2].rstrip(",")
+        url = provider.stdout.readline().split()[2].rstrip(",")
+        (secrets / "openai-proxy-upstream.url").write_text(url + "\n")
 
     def apply(self, program):
+        """`program` starts the relay that comes with it."""
         self.assertEqual(do(program, "--apply-reference-config"), "reference configuration applied\n")
         self.addCleanup(subprocess.run, ["sv", "-w", "7", "force-shutdown", service], stdout=subprocess.DEVNULL)
         eventually(running_version)
-        self.assertEqual(answer_through_relay("word by word"), "word by word")
+        self.assert_answers("word by word")
+        self.assertEqual(os.readlink(f"/proc/{relay_process()}/exe"),
+                         str(program.parents[1] / "libexec/ferrin-relay/ferrin-third-party-proxy"))
+
+    def assert_answers(self, prompt):
+        answer = ask("/v1/responses", {"model": "m", "input": prompt})
+        self.assertEqual(answer["output"][0]["content"][0]["text"], prompt)
 
     def test_a_package_through_its_whole_life(self):
         package = next((tree / "package").glob(f"ferrin-relay_{version}_*.deb"))
         self.addCleanup(do, "dpkg", "--purge", "ferrin-relay")
         apt("install", package)
         self.assertIn("/man1/ferrin-relay.1", do("man", "-w", "ferrin-relay"))
-        self.apply("/usr/bin/ferrin-relay")
-        self.assertEqual(relay_program(), "/usr/libexec/ferrin-relay/ferrin-third-party-proxy")
+        self.apply(pathlib.Path("/usr/bin/ferrin-relay"))
         self.assertEqual(self.tray_icon(), "com.ferrin.Relay-running-symbolic")
         before = files()
 
@@ -134,20 +131,21 @@ class Life(unittest.TestCase):
         self.assertEqual(running_version(), version)
         end_relay()
         eventually(lambda: running_version() == next_version)
-        self.assertEqual(answer_through_relay("upgraded"), "upgraded")
-        self.assertEqual(files(), before)
+        self.assert_answers("upgraded")
 
-        self.farewell("remove")
-        self.assertEqual(running_version(), next_version)
-        end_relay()
-        eventually(lambda: MISSING in relay_log.read_text())
-        self.assertEqual(files(), before)
-        apt("install", package)
-        end_relay()
-        eventually(lambda: running_version() == version)
-        self.farewell("purge")
-        self.assertEqual(running_version(), version)
-        self.assertEqual(files(), before)
+        for kind in ("remove", "purge"):
+            running = running_version()
+            apt(kind, "ferrin-relay")
+            left = [file for file in pathlib.Path("/usr").glob("**/*ferrin*") if tree not in file.parents]
+            self.assertEqual(left, [])
+            self.assertEqual(running_version(), running)
+            self.assertEqual(files(), before)
+            if kind == "remove":
+                end_relay()
+                eventually(lambda: MISSING in relay_log.read_text())
+                apt("install", package)
+                end_relay()
+                eventually(lambda: running_version() == version)
 
     def tray_icon(self):
         """The name under which the application, started as it is installed, asks the tray for its icon."""
@@ -160,25 +158,17 @@ class Life(unittest.TestCase):
             eventually(lambda: desktop.tray.item)
             return desktop.tray.symbol()
 
-    def farewell(self, kind):
-        apt(kind, "ferrin-relay")
-        left = [file for file in pathlib.Path("/usr").glob("**/*ferrin*") if tree not in file.parents]
-        self.assertEqual(left, [])
-
     def test_an_install_that_is_moved(self):
-        do("cmake", "--install", tree, "--prefix", self.folder / "first")
+        place = self.folder / "first"
+        do("cmake", "--install", tree, "--prefix", place)
         named = subprocess.run(["grep", "-rlF", self.folder, self.folder], stdout=subprocess.PIPE, check=False)
         self.assertEqual(named.stdout, b"")
-        moved = self.folder / "it's moved"
-        (self.folder / "first").rename(moved)
-        self.apply(moved / "bin/ferrin-relay")
-        self.assertEqual(relay_program(), str(moved / "libexec/ferrin-relay/ferrin-third-party-proxy"))
-        again = self.folder / "again"
-        moved.rename(again)
-        end_relay()
-        eventually(lambda: MISSING in relay_log.read_text())
-        self.apply(again / "bin/ferrin-relay")
-        self.assertEqual(relay_program(), str(again / "libexec/ferrin-relay/ferrin-third-party-proxy"))
+        for name in ("it's moved", "again"):
+            place = place.rename(self.folder / name)
+            if name == "again":
+                end_relay()
+                eventually(lambda: MISSING in relay_log.read_text())
+            self.apply(place / "bin/ferrin-relay")
 
 
 if __name__ == "__main__":
