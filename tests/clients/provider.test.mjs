@@ -50,6 +50,16 @@ test('a command line or file that can\'t be used is one line and a status', () =
     const port = new URL(url).port;
     for (const [args, status, line] of [
       [['--colour', 'red'], 2, /^--colour: no such option\n$/],
+      [['--port'], 2, /^--port: its value/],
+      [['--echo', '--echo'], 2, /^--echo: given twice/],
+      [['--port', '1'], 2, /^--key-file: missing/],
+      [['--port', '65536'], 2, /^--port: not a whole number/],
+      [['--events', '0'], 2, /^--events: not a whole number/],
+      [['--prefix', '/v1/'], 2, /^--prefix: a path that/],
+      [['--key-file', 'k', '--break-with', 'fin'], 2, /^--break-with: needs --break-after/],
+      [['--key-file', 'k', '--tls-key', 'f'], 2, /^--tls-key: needs --tls-certificate/],
+      [['--key-file', 'k', '--status', '302'], 2, /^--status: 200, or/],
+      [['--key-file', 'k', '--events', '1000', '--delta-bytes', '1048576'], 2, /^--delta-bytes: makes/],
       [['--key-file', join(folder, 'none')], 1, /none: .*\n$/],
       [['--key-file', empty], 1, /empty: no key in its first line\n$/],
       [['--key-file', key, '--port', port], 1, new RegExp(`^127.0.0.1:${port}: Address already in use\n$`)],

@@ -7,21 +7,14 @@
 #include "tools/sampleprovider/Server.h"
 
 namespace ferrin::tests {
-namespace {
-
-sampleprovider::Options optionsWith(const std::filesystem::path& certificate) {
-  sampleprovider::Options options;
-  options.prefix = "/v1";
-  options.echo = true;
-  if (!certificate.empty()) options.tls = {.certificate = {}, .key = {}, .selfMadeCertificate = certificate};
-  return options;
-}
-
-}  // namespace
 
 struct RunningProvider::Running {
-  Running(const std::string& key, const std::filesystem::path& certificate)
-      : options(optionsWith(certificate)), server(io, options, key) {}
+  explicit Running(sampleprovider::Options given, const std::string& key)
+      : options(std::move(given)), server(io, options, key) {}
+  ~Running() {
+    io.stop();
+    thread.join();
+  }
 
   boost::asio::io_context io{1};
   const sampleprovider::Options options;
@@ -29,13 +22,15 @@ struct RunningProvider::Running {
   std::thread thread{[this] { io.run(); }};
 };
 
-RunningProvider::RunningProvider(const std::string& key, const std::filesystem::path& certificate)
-    : running(std::make_unique<Running>(key, certificate)) {}
-
-RunningProvider::~RunningProvider() {
-  running->io.stop();
-  running->thread.join();
+RunningProvider::RunningProvider(const std::string& key, const std::filesystem::path& certificate) {
+  sampleprovider::Options options;
+  options.prefix = "/v1";
+  options.echo = true;
+  if (!certificate.empty()) options.tls = {.certificate = {}, .key = {}, .selfMadeCertificate = certificate};
+  running = std::make_unique<Running>(options, key);
 }
+
+RunningProvider::~RunningProvider() = default;
 
 std::string RunningProvider::baseURL() const { return running->server.baseURL(); }
 

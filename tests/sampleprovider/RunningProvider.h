@@ -12,8 +12,6 @@ class RunningProvider {
   /// Answers with what it is asked, to requests that carry `key`. With a `certificate` it speaks TLS, and
   /// writes there what clients need to trust.
   explicit RunningProvider(const std::string& key, const std::filesystem::path& certificate = {});
-  RunningProvider(const RunningProvider&) = delete;
-  RunningProvider& operator=(const RunningProvider&) = delete;
   ~RunningProvider();
 
   /// What clients put in front of "/responses".

@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace ferrin::tests {
 
@@ -58,10 +60,7 @@ FileTree filesBelow(const fs::path& folder) {
 }
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
+  return boost::replace_all_copy(std::move(text), from, to);
 }
 
 AsOrdinaryUser::AsOrdinaryUser() : before(geteuid()) {
