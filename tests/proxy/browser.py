@@ -6,8 +6,10 @@ its address, its name, and a name that was bound to its address. All of it must 
 """
 
 import http.server
+import os
 import pathlib
 import re
+import signal
 import socket
 import subprocess
 import sys
@@ -102,10 +104,10 @@ def browse(folder, port, done):
         [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--remote-debugging-port=0",
          f"--user-data-dir={folder / 'profile'}", f"--host-resolver-rules={names}", f"http://{PAGES[0]}:{port}/"],
-        stdout=subprocess.DEVNULL, stderr=open(folder / "browser.log", "wb"))
+        stdout=subprocess.DEVNULL, stderr=open(folder / "browser.log", "wb"), start_new_session=True)
     wait_for(lambda: done() or browser.poll() is not None)
-    browser.terminate()
-    browser.wait(20)
+    os.killpg(browser.pid, signal.SIGKILL)  # Debian's program is a script that waits for the browser
+    browser.wait()
 
 
 def main(folder):
