@@ -12,61 +12,40 @@ skip() {
 
 [ "$(id -u)" -eq 0 ] || skip "only root can make a user's control group"
 [ -x /lib/systemd/systemd ] || skip "systemd is not installed"
-exec 9</run # one at a time: runs share the mark of a booted machine
-flock 9
+unshare --mount --pid --fork true 2>/dev/null || skip "no namespaces of one's own"
 
 companion=
 if [ "$1" = --with ]; then
   companion=$2
   shift 2
 fi
-
 uid=$((200000 + $$))
-if [ -d /sys/fs/cgroup/systemd ]; then
-  groups=("/sys/fs/cgroup/systemd/user-$uid")
-  [ ! -d /sys/fs/cgroup/unified ] || groups+=("/sys/fs/cgroup/unified/user-$uid")
-else
-  groups=("/sys/fs/cgroup/user-$uid")
-fi
 folder=$(mktemp -d)
-made_booted_mark=
-
-end_processes() {
-  local group=$1 pid
-  while pid=$(find "$group" -name cgroup.procs -exec cat {} + | grep -m 1 .); do kill -KILL "$pid" 2>/dev/null || true; done
-}
-
+groups=()
 clean_up() {
-  local group
-  for group in "${groups[@]}"; do
-    [ -d "$group" ] || continue
-    end_processes "$group"
-    find "$group" -depth -type d -exec rmdir {} +
-  done
+  for group in "${groups[@]}"; do find "$group" -depth -type d -exec rmdir {} +; done
   rm -rf "$folder"
-  [ -z "$made_booted_mark" ] || rmdir -p --ignore-fail-on-non-empty /run/systemd/system
 }
 trap clean_up EXIT
 
-for group in "${groups[@]}"; do
-  mkdir "$group" 2>/dev/null || skip "no control group can be made at $group"
-  chown -R "$uid:$uid" "$group"
+for parent in /sys/fs/cgroup/systemd /sys/fs/cgroup/unified /sys/fs/cgroup; do
+  [ -e "$parent/cgroup.procs" ] || continue
+  mkdir "$parent/user-$uid" 2>/dev/null || skip "no control group can be made in $parent"
+  groups+=("$parent/user-$uid")
 done
-if [ ! -d /run/systemd/system ]; then # what systemd --user takes for a machine booted with systemd
-  mkdir -p /run/systemd/system
-  made_booted_mark=yes
-fi
 chmod 755 "$folder"
 mkdir -m 700 "$folder/home" "$folder/runtime"
-[ -z "$companion" ] || cp "$companion" "$folder/"
 cp "$1" "$folder/program" # the build tree may be closed to other users
-chown -R "$uid:$uid" "$folder/home" "$folder/runtime"
+[ -z "$companion" ] || cp "$companion" "$folder/"
+chown -R "$uid:$uid" "${groups[@]}" "$folder/home" "$folder/runtime"
 shift
 
+# Every process ends with the name space. /run/systemd/system is what systemd --user takes for a booted machine.
 (
   for group in "${groups[@]}"; do echo "$BASHPID" >"$group/cgroup.procs"; done
   cd "$folder/home"
-  exec 9>&-
-  exec timeout --kill-after=5 90 setpriv --reuid "$uid" --regid "$uid" --clear-groups \
+  exec unshare --mount --pid --fork --kill-child --mount-proc \
+    sh -c 'mount -t tmpfs tmpfs /run && mkdir -p /run/systemd/system && exec "$@"' sh \
+    timeout --kill-after=5 90 setpriv --reuid "$uid" --regid "$uid" --clear-groups \
     env -i PATH="$PATH" HOME="$folder/home" XDG_RUNTIME_DIR="$folder/runtime" "$folder/program" "$@"
 )
