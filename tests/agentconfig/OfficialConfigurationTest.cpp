@@ -40,18 +40,6 @@ TEST(OfficialConfiguration, removesTheCustomTableAndNothingAround) {
   }
 }
 
-TEST(RestoreOfficialConfiguration, keepsABackupOfWhatItRead) {
-  const tests::TemporaryFolder home;
-  const core::Locations at(home.path());
-  put(at.configURL, "model_provider = 1");
-  for (const std::string before : {"model_provider = 1", "model_provider = \"openai\"\n"}) {
-    restoreOfficialConfiguration(at);
-    EXPECT_EQ(tests::filesBelow(at.ferrinHome),
-              (FileTree{{"config.toml.before-restore.bak", "0600 " + before + "\n"},
-                        {"config.toml", "0600 " + officialConfiguration(before) + "\n"}}));
-  }
-}
-
 TEST(RestoreOfficialConfiguration, leavesTheConfigurationWhenAStepFails) {
   const tests::AsOrdinaryUser ordinary;
   const std::pair<std::function<void(const core::Locations&)>, std::string> rows[] = {

@@ -58,36 +58,26 @@ test('events arrive one by one, not all at the end', () =>
     assert(arrivals[2] - arrivals[0] > 200, `all within ${arrivals[2] - arrivals[0]} ms`);
   }));
 
-test('a wrong key is a 401 in the provider\'s words', () =>
-  withRoute(
-    way,
-    [],
-    async (route) => {
-      const error = await clientOf(route).responses.create({ model: 'm', input: 'x' }).catch((thrown) => thrown);
-      assert(error instanceof OpenAI.AuthenticationError, String(error));
-      assert.equal(error.code, 'invalid_api_key');
+const failures = [
+  ['a wrong key', [], OpenAI.AuthenticationError, 'some-other-key'],
+  ['a limit', ['--status', '429', '--retry-after', '1'], OpenAI.RateLimitError],
+  ['a failure of the provider', ['--status', '500'], OpenAI.InternalServerError],
+];
+for (const [name, options, type, key] of failures) {
+  test(`${name} comes in the provider's words, and the client may retry`, () =>
+    withRoute(way, options, async (route) => {
+      const started = performance.now();
+      const asked = clientOf(route).responses.create({ model: 'm', input: 'x' }, { maxRetries: key ? 0 : 1 });
+      const error = await asked.catch((thrown) => thrown);
+      assert(error instanceof type, String(error));
       assert.equal(error.headers.get('x-ferrin-relay'), null);
-    },
-    'some-other-key',
-  ));
-
-test('a 429 keeps its Retry-After, and the client may obey it', () =>
-  withRoute(way, ['--status', '429', '--retry-after', '1'], async (route) => {
-    const started = performance.now();
-    const asked = clientOf(route).responses.create({ model: 'm', input: 'x' }, { maxRetries: 1 });
-    const error = await asked.catch((thrown) => thrown);
-    assert(error instanceof OpenAI.RateLimitError, String(error));
-    assert.equal(error.headers.get('retry-after'), '1');
-    assert(performance.now() - started >= 1000, 'the client did not wait');
-    assert.equal((await route.stats()).requests, 2);
-  }));
-
-test('a failure of the provider is a failure for the client', () =>
-  withRoute(way, ['--status', '500'], async (route) => {
-    const error = await clientOf(route).responses.create({ model: 'm', input: 'x' }).catch((thrown) => thrown);
-    assert(error instanceof OpenAI.InternalServerError, String(error));
-    assert.equal((await route.stats()).requests, 1);
-  }));
+      if (key) return assert.equal(error.code, 'invalid_api_key');
+      assert.equal((await route.stats()).requests, 2);
+      const retryAfter = Number(error.headers.get('retry-after'));
+      assert.equal(retryAfter, type === OpenAI.RateLimitError ? 1 : 0);
+      assert(performance.now() - started >= 1000 * retryAfter, 'the client did not wait');
+    }, key));
+}
 
 const slow = ['--events', '100000', '--interval-ms', '20'];
 for (const [name, options, stream] of [

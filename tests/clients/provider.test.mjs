@@ -2,7 +2,7 @@
 // connections.
 
 import assert from 'node:assert/strict';
-import { execFile, spawnSync } from 'node:child_process';
+import { spawnSync } from 'node:child_process';
 import { once } from 'node:events';
 import { readFileSync, statSync, writeFileSync } from 'node:fs';
 import http from 'node:http';
@@ -120,30 +120,6 @@ test('requests follow each other on one connection, sent ahead or in the middle 
     const { connections, answered, aborted } = await stats();
     assert.deepEqual({ connections, answered, aborted }, { connections: 1, answered: 3, aborted: 0 });
   }));
-
-// By curl, as Node takes a reset that comes with data for a plain end.
-const unfinished = 18;
-const receiveFailed = 56;
-for (const [ending, status] of [['fin', unfinished], ['reset', receiveFailed]]) {
-  test(`broken off as told: ${ending}`, () =>
-    withProvider(['--break-after', '2', '--break-with', ending], async ({ url, stats }) => {
-      const curl = (data) =>
-        new Promise((resolve) => {
-          const args = ['-s', '-i', '--max-time', '20', '-H', `Authorization: ${headers.authorization}`];
-          execFile('curl', [...args, '--data', data, `${url}/responses`], (error, stdout) =>
-            resolve({ status: error?.code ?? 0, stdout }),
-          );
-        });
-      const streamed = await curl(body);
-      assert.equal(streamed.status, status);
-      assert.equal(streamed.stdout.match(/\nevent: /g).length, 2);
-      const whole = await curl('{"model":"m","input":"x"}');
-      assert.equal(whole.status, status);
-      const length = Number(/Content-Length: (\d+)/.exec(whole.stdout)[1]);
-      assert.equal(whole.stdout.split('\r\n\r\n')[1].length, Math.floor(length / 2));
-      assert.equal((await stats()).broken_off, 2);
-    }));
-}
 
 test('what is no request is refused, and a request left in the middle is an abort', () =>
   withProvider([], async ({ url, stats }) => {

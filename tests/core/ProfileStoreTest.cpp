@@ -20,6 +20,7 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
   const auto named = [&](const std::string& name) {
     return "[{" + id + ",\"name\":" + name + R"(,"url":"u","model":"m","keyFile":"k"}])";
   };
+  const auto withID = [&](const std::string& text) { return "[{\"id\":\"" + text + "\"," + rest + "}]"; };
   const std::pair<std::string, std::size_t> rows[] = {
       {"\xEF\xBB\xBF [ {" + rest + ", \"more\": [1, {}], " + id + "} ]\n", 1},
       {"[" + good + "," + good + "]", 2},
@@ -29,8 +30,11 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
       {named("null"), 0},
       {named("\"caf\xE9\""), 0},
       {named(R"("\ud83d")"), 0},
-      {"[{\"id\":\"work\"," + rest + "}]", 0},
       {"[{\"id\":7," + rest + "}]", 0},
+      {withID("3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D7"), 0},
+      {withID("3F2A9C1E07B44-4D0A-9E61-2C5B8A0F1D73"), 0},
+      {withID("3F2A9C1--7B44-4D0A-9E61-2C5B8A0F1D73"), 0},
+      {withID("3F2A9C1G-7B44-4D0A-9E61-2C5B8A0F1D73"), 0},
       {good, 0},
       {"", 0},
       {std::string(100'000, '['), 0},
@@ -43,6 +47,7 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
     tests::put(at.profilesFile, content);
     EXPECT_EQ(loadProfiles(at), ProviderProfiles(count, wanted)) << content.substr(0, 200);
   }
+  EXPECT_EQ(workID.text(), "3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73");
 }
 
 TEST(LoadProfiles, sortsByNameKeepingEqualOnesInOrderAndEveryText) {
