@@ -28,7 +28,7 @@ struct ExchangeRecord {
   std::chrono::milliseconds total{};
   UpstreamUse upstream = UpstreamUse::none;
   Ending ending = Ending::complete;
-  std::string cause;  ///< why it didn't end well, if so
+  std::string cause;  ///< why it didn't go well, if so, and what to do about it
 };
 
 /// Appends the line, without its time stamp and line feed. Bytes of the path that are not printable ASCII

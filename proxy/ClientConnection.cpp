@@ -50,7 +50,7 @@ Task<> ClientConnection::serve() {
 }
 
 Task<> ClientConnection::turnAway() {
-  services.log.note("refused a connection: " + std::to_string(maxConnections) + " are open");
+  services.log.note("refused a connection: " + withRemedy(RelayError::tooManyConnections, ""));
   const AfterAnswer after =
       co_await sendWhole(relayAnswer(RelayError::tooManyConnections, true, false), true);
   co_await endAfter(after);
@@ -122,13 +122,14 @@ bool ClientConnection::closesAfter(const RequestHead& head) const {
   return head.version == 10 || hasBody || head.connectionHas("close") || services.stopping;
 }
 
-Task<AfterAnswer> ClientConnection::refuse(const RequestHead& head, RelayError error, std::string cause) {
+Task<AfterAnswer> ClientConnection::refuse(const RequestHead& head, RelayError error,
+                                           std::string_view cause) {
   ExchangeRecord record;
   record.method = head.method;
   record.path = withoutQuery(splitTarget(head.target).pathAndQuery);
   record.status = statusOf(error);
   record.ending = Ending::refused;
-  record.cause = std::move(cause);
+  record.cause = withRemedy(error, cause);
   services.log.exchange(record);
   const bool close = closesAfter(head);
   std::string answer = relayAnswer(error, close, head.method == "HEAD");
@@ -142,6 +143,7 @@ Task<AfterAnswer> ClientConnection::refuseUnreadable(RelayError error) {
   record.path = "-";
   record.status = statusOf(error);
   record.ending = Ending::refused;
+  record.cause = withRemedy(error, "");
   services.log.exchange(record);
   co_return co_await sendWhole(relayAnswer(error, true, false), true);
 }

@@ -36,7 +36,7 @@ class ClientConnection
   Task<HeadResult> readHead();
   Task<AfterAnswer> answer();
   Task<AfterAnswer> forward(const RequestHead& head, std::size_t headSize);
-  Task<AfterAnswer> refuse(const RequestHead& head, RelayError error, std::string cause);
+  Task<AfterAnswer> refuse(const RequestHead& head, RelayError error, std::string_view cause);
   Task<AfterAnswer> refuseUnreadable(RelayError error);
   Task<AfterAnswer> answerHealth(const RequestHead& head);
   Task<AfterAnswer> sendWhole(std::string answer, bool close);

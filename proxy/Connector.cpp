@@ -51,7 +51,7 @@ Task<Endpoints> Connector::resolve(std::string& problem) {
   lookup = &wait;
   Found found = co_await names.find(wait);
   lookup = nullptr;
-  problem = std::move(found.problem);
+  if (!found.problem.empty()) problem = upstream.host + ": " + found.problem;
   co_return std::move(found.endpoints);
 }
 

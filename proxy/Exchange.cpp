@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view goAhead = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr std::string_view lastChunk = "0\r\n\r\n";
+constexpr std::string_view keyRefused = "the provider refused the key; save the right one in Ferrin Relay";
 
 /// Answers to a WebSocket request that a client must see as they are; all others tell it to use HTTP.
 bool passesToWebSocketClient(int status) { return status == 401 || status == 403 || status == 429; }
@@ -262,6 +263,7 @@ bool Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
   upstreamKeeps = head.version == 11 && !head.connectionHas("close") && !webSocket;
   closeAfter = !clientKeeps || services.stopping;
   recorded.status = head.status;
+  if (head.status == 401) recorded.cause = keyRefused;
   recorded.first = elapsed();
   services.head.clear();
   appendClientHead(services.head, head, form, closeAfter);
@@ -363,11 +365,11 @@ AfterAnswer Exchange::finish() {
 
 /// Tells the client, as far as that can still be done.
 Task<AfterAnswer> Exchange::answerFailure() {
-  recorded.cause = failure->cause;
   if (!failure->error) {
     recorded.ending = Ending::clientGone;
     co_return AfterAnswer::reset;
   }
+  recorded.cause = withRemedy(*failure->error, failure->cause);
   if (answerBody) {
     recorded.ending = Ending::truncated;
     co_return AfterAnswer::reset;

@@ -11,25 +11,37 @@ struct Row {
   std::string_view reason;
   std::string_view code;
   std::string_view message;
+  std::string_view remedy;  ///< empty where there is nothing to be done
 };
 
-/// In the order of RelayError. Fixed texts: the cause of a failure goes to the log, not to the client.
+/// In the order of RelayError. Fixed texts: the cause of a failure goes to the log, with the remedy, not to
+/// the client.
 constexpr std::array<Row, 13> rows{{
-    {400, "Bad Request", "bad_request", "The relay could not read this request."},
-    {403, "Forbidden", "forbidden_host", "The relay answers only requests addressed to this computer."},
-    {403, "Forbidden", "forbidden_origin", "The relay does not answer web pages."},
-    {403, "Forbidden", "forbidden_user", "The relay answers only the user who runs it."},
-    {404, "Not Found", "not_found", "The relay serves only paths below /v1."},
-    {426, "Upgrade Required", "upgrade_required", "The provider does not offer WebSocket here. Use HTTP."},
-    {431, "Request Header Fields Too Large", "headers_too_large", "The request's head is over 64 KiB."},
+    {400, "Bad Request", "bad_request", "The relay could not read this request.",
+     "speak http to it, not https"},
+    {403, "Forbidden", "forbidden_host", "The relay answers only requests addressed to this computer.",
+     "use http://127.0.0.1 with its port"},
+    {403, "Forbidden", "forbidden_origin", "The relay does not answer web pages.", "ask from a program"},
+    {403, "Forbidden", "forbidden_user", "The relay answers only the user who runs it.",
+     "use it as that user"},
+    {404, "Not Found", "not_found", "The relay serves only paths below /v1.", "end the base URL in /v1"},
+    {426, "Upgrade Required", "upgrade_required", "The provider does not offer WebSocket here. Use HTTP.",
+     ""},
+    {431, "Request Header Fields Too Large", "headers_too_large", "The request's head is over 64 KiB.",
+     "send fewer or shorter headers"},
     {502, "Bad Gateway", "upstream_unreachable",
-     "The relay could not connect to the provider. Its log says why."},
-    {502, "Bad Gateway", "upstream_closed", "The provider closed the connection before it answered."},
-    {502, "Bad Gateway", "upstream_invalid", "The provider's answer was not valid HTTP."},
+     "The relay could not connect to the provider. Its log says why.",
+     "check the provider's address and the network"},
+    {502, "Bad Gateway", "upstream_closed", "The provider closed the connection before it answered.",
+     "try again"},
+    {502, "Bad Gateway", "upstream_invalid", "The provider's answer was not valid HTTP.",
+     "check the provider's address"},
     {503, "Service Unavailable", "api_key_unavailable",
-     "The relay could not read the API key file. Save the key again in Ferrin Relay."},
-    {503, "Service Unavailable", "too_many_connections", "The relay serves 1,024 connections at most."},
-    {504, "Gateway Timeout", "upstream_timeout", "The provider did not answer in time."},
+     "The relay could not read the API key file. Save the key again in Ferrin Relay.",
+     "save the key again in Ferrin Relay"},
+    {503, "Service Unavailable", "too_many_connections", "The relay serves 1,024 connections at most.",
+     "end programs that hold connections to it"},
+    {504, "Gateway Timeout", "upstream_timeout", "The provider did not answer in time.", "try again"},
 }};
 
 const Row& rowOf(RelayError error) { return rows.at(static_cast<std::size_t>(error)); }
@@ -37,6 +49,13 @@ const Row& rowOf(RelayError error) { return rows.at(static_cast<std::size_t>(err
 }  // namespace
 
 int statusOf(RelayError error) { return rowOf(error).status; }
+
+std::string withRemedy(RelayError error, std::string_view cause) {
+  const Row& row = rowOf(error);
+  std::string line(cause.empty() ? row.message.substr(0, row.message.rfind('.')) : cause);
+  if (!row.remedy.empty()) line.append("; ").append(row.remedy);
+  return line;
+}
 
 std::string relayAnswer(RelayError error, bool close, bool headOnly) {
   const Row& row = rowOf(error);

@@ -24,6 +24,10 @@ enum class RelayError {
 
 int statusOf(RelayError error);
 
+/// The cause as the log tells it, with what a person can do about it: in one line, without a line feed.
+/// Without a cause it is what the client is told.
+std::string withRemedy(RelayError error, std::string_view cause);
+
 /// The whole answer: head with `X-Ferrin-Relay: error`, and the error object in the provider's shape. `close`
 /// says that the connection ends with it; `headOnly` leaves the body out, as for HEAD.
 std::string relayAnswer(RelayError error, bool close, bool headOnly);

@@ -30,6 +30,13 @@ std::string authority(const ip::tcp::endpoint& endpoint) {
   return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(endpoint.port());
 }
 
+/// Behind the reason why the relay can't listen.
+std::string remedy(const std::error_code& error, std::uint16_t port) {
+  if (error != std::errc::address_in_use) return "";
+  const std::string holder = holderOfPort(port);
+  return (holder.empty() ? "" : ", by " + holder) + "; end that program first";
+}
+
 }  // namespace
 
 Server::Server(Services& shared)
@@ -56,9 +63,8 @@ void Server::listen() {
         services.loop, endpoint, [this](Descriptor socket) { accepted(std::move(socket)); },
         [this](int error) { notAccepted(error); });
   } catch (const std::system_error& error) {
-    const std::string holder = holderOfPort(endpoint.port());
     throw std::runtime_error("port " + std::to_string(endpoint.port()) + ": " + error.code().message() +
-                             (holder.empty() ? "" : ", by " + holder));
+                             remedy(error.code(), endpoint.port()));
   }
 }
 
@@ -70,7 +76,8 @@ void Server::accepted(Descriptor socket) {
 
 void Server::notAccepted(int error) {
   if (!shortOfDescriptors) {
-    services.log.note("can't accept connections: " + std::generic_category().message(error) + "; trying on");
+    services.log.note("can't accept connections: " + std::generic_category().message(error) +
+                      "; end programs that hold connections to the relay, or raise the limit of open files");
   }
   shortOfDescriptors = true;
   acceptAgain.start(services.limits.recheck);
@@ -87,7 +94,7 @@ Detached Server::run(Descriptor socket) {
       co_await connection.serve();
     }
   } catch (const std::exception& error) {
-    services.log.note(std::string("internal error: ") + error.what());
+    services.log.note(std::string("internal error: ") + error.what() + "; please report it");
   }
   --services.connections;
   stopLoopIfDone();

@@ -26,6 +26,11 @@ std::string libraryError() {
   return reason == nullptr ? "TLS failure" : reason;
 }
 
+std::string certificateProblem(long verified) {
+  return std::string("certificate not trusted: ") + X509_verify_cert_error_string(verified) +
+         "; add its issuer to the system's certificates";
+}
+
 std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
   std::unique_ptr<SSL_CTX, FreeTls> context(SSL_CTX_new(TLS_client_method()));
   if (!context) throw std::runtime_error(libraryError());
@@ -36,7 +41,9 @@ std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
   SSL_CTX_set_read_ahead(context.get(), 1);  // a record's header and body in one system call
   SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
   SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
-  if (!trustSystemRoots(context.get())) throw std::runtime_error("no trusted roots: " + libraryError());
+  if (!trustSystemRoots(context.get()))
+    throw std::runtime_error("this system has no trusted certificates; install ca-certificates: " +
+                             libraryError());
   return context;
 }
 
@@ -142,7 +149,7 @@ Task<std::string> TlsStream::handshake() {
     if (result == 1) co_return std::string();
     IoResult io = outcome(result);
     const long verified = SSL_get_verify_result(ssl.get());
-    if (verified != X509_V_OK) co_return std::string(X509_verify_cert_error_string(verified));
+    if (verified != X509_V_OK) co_return certificateProblem(verified);
     if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
     if (io.status == IoStatus::failed) co_return std::move(io.reason);
     const Wake wake = co_await (wantsWriting ? connection.writable() : connection.readable());

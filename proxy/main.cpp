@@ -4,12 +4,15 @@
 
 #include <csignal>
 #include <iostream>
+#include <string>
 #include <vector>
 
 #include "proxy/CoreDumps.h"
 #include "proxy/Options.h"
 #include "proxy/Server.h"
 #include "proxy/Services.h"
+#include "proxy/Starter.h"
+#include "proxy/Version.h"
 
 namespace {
 
@@ -18,6 +21,13 @@ using namespace ferrin::proxy;
 constexpr int failed = 1;
 constexpr int misused = 2;
 
+/// What a reader of the log asks first.
+std::string startLine(const Options& options) {
+  std::string line("ferrin-third-party-proxy ");
+  line.append(version).append(", upstream ").append(options.upstream.host);
+  return line.append(", started by ").append(starter(ownOrigin()));
+}
+
 int relay(const Options& options) {
   std::signal(SIGPIPE, SIG_IGN);
   const NoCoreDumps noCoreDumps;
@@ -25,6 +35,7 @@ int relay(const Options& options) {
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
   server.start();
+  services.log.note(startLine(options));
   loop.run();
   return 0;
 }

@@ -132,6 +132,8 @@ class Life(unittest.TestCase):
         end_relay()
         eventually(lambda: running_version() == next_version)
         self.assert_answers("upgraded")
+        self.assertIn(f"ferrin-third-party-proxy {next_version}, upstream 127.0.0.1, started by runit\n",
+                      relay_log.read_text())
 
         for kind in ("remove", "purge"):
             running = running_version()

@@ -201,7 +201,7 @@ TEST_F(Answer, thatBreaksOffAtAnyByteIsNotTakenForAWholeOne) {
       expectBrokenOff(client, answer, sent / 2, false);
     }
   }
-  EXPECT_TRUE(relay.logs("end=truncated cause=\"closed in mid-answer\""));
+  EXPECT_TRUE(relay.logs("end=truncated cause=\"closed in mid-answer; try again\""));
 }
 
 // ---- Slow ones
@@ -258,7 +258,7 @@ TEST(SlowReader, isLeftWhenItTakesNothingForTooLong) {
   side.send("HTTP/1.1 200 OK\r\nContent-Length: 100000000\r\n\r\n");
   while (side.sendSome(std::string(1'000'000, 'x')) > 0) {}
   EXPECT_LT(side.timeUntilClosed(), seconds(3));
-  EXPECT_TRUE(relay.logs("end=truncated cause=\"no byte for too long\""));
+  EXPECT_TRUE(relay.logs("end=truncated cause=\"no byte for too long; try again\""));
 }
 
 // ---- What runs out

@@ -89,8 +89,8 @@ TEST(Key, isReadAgainWhenItsFileChanges) {
   const std::string refusal = client.readAnswer();
   EXPECT_TRUE(refusal.starts_with("HTTP/1.1 503 ")) << refusal;
   EXPECT_NE(refusal.find("\"code\":\"api_key_unavailable\""), std::string::npos);
-  EXPECT_TRUE(
-      relay.logs("end=refused cause=\"" + relay.keyFile().string() + ": No such file or directory\""));
+  EXPECT_TRUE(relay.logs("end=refused cause=\"" + relay.keyFile().string() +
+                         ": No such file or directory; save the key again in Ferrin Relay\""));
 
   ferrin::tests::put(relay.keyFile(), "sk-first\n");
   client.send(relay.request("GET /v1/a"));

@@ -32,14 +32,17 @@ TEST(Start, saysInOneLineWhatIsWrong) {
   std::tie(status, output) = runRelay(arguments(port));
   EXPECT_EQ(status, 1);
   EXPECT_TRUE(output.starts_with("port " + port + ": Address already in use, by ferrin_relay")) << output;
-  EXPECT_TRUE(output.ends_with("(process " + std::to_string(getpid()) + ")\n")) << output;
+  EXPECT_TRUE(output.ends_with("(process " + std::to_string(getpid()) + "); end that program first\n"))
+      << output;
 }
 
-TEST(Start, announcesWhereItListensInTheFirstLine) {
+TEST(Start, announcesWhereItListensInTheFirstLineAndThenWhatItIs) {
   const RelayProcess relay("http://127.0.0.1:9/v1");
   EXPECT_TRUE(relay.log().starts_with("listening on http://127.0.0.1:" + std::to_string(relay.port()) +
                                       "/v1, forwarding to http://127.0.0.1:9/v1\n"))
       << relay.log();
+  EXPECT_TRUE(relay.logs(", upstream 127.0.0.1, started by hand\n")) << relay.log();
+  EXPECT_NE(relay.log().find("Z ferrin-third-party-proxy "), std::string::npos) << relay.log();
 }
 
 TEST(Stop, letsExchangesEndAndTakesNoNewOnes) {

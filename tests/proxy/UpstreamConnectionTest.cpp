@@ -92,8 +92,9 @@ TEST(UnreachableUpstream, gives502AndSaysWhyInTheLog) {
     const char* cause;
   };
   const Row rows[] = {
-      {"http://127.0.0.1:" + port, "cause=\"connect: 127.0.0.1: Connection refused\""},
-      {"http://no-such-host.invalid", "cause=\"connect: "},
+      {"http://127.0.0.1:" + port,
+       "cause=\"connect: 127.0.0.1: Connection refused; check the provider's address and the network\""},
+      {"http://no-such-host.invalid", "cause=\"connect: no-such-host.invalid: "},
   };
   for (const Row& row : rows) {
     const RelayProcess relay(row.url);
