@@ -7,7 +7,7 @@ namespace {
 
 constexpr int maxSizeDigits = 15;  // more content than any disk holds, and no overflow
 constexpr std::size_t maxChunkHeadBytes = 4096;
-constexpr std::size_t maxTrailerBytes = 16 * 1024;
+constexpr std::size_t maxTrailerBytes = std::size_t{16} * 1024;
 
 /// What may stand in a chunk extension or a trailer: no control characters but the tab.
 bool isLineByte(char byte) {

@@ -10,7 +10,7 @@
 
 namespace ferrin::proxy {
 
-inline constexpr std::size_t maxHeadBytes = 64 * 1024;
+inline constexpr std::size_t maxHeadBytes = std::size_t{64} * 1024;
 
 /// One header field. The texts point into the head that was parsed.
 struct HeadField {

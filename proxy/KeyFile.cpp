@@ -15,7 +15,7 @@
 namespace ferrin::proxy {
 namespace {
 
-constexpr std::size_t maxKeyBytes = 16 * 1024;
+constexpr std::size_t maxKeyBytes = std::size_t{16} * 1024;
 /// A file changed more recently than this is read every time: a second write may carry the same time stamp.
 constexpr std::chrono::seconds settlingTime{2};
 

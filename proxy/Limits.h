@@ -10,7 +10,7 @@ namespace ferrin::proxy {
 
 inline constexpr std::size_t maxConnections = 1024;
 /// One read: what is forwarded at once, and the most that is kept per direction and stream.
-inline constexpr std::size_t blockBytes = 64 * 1024;
+inline constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 
 /// How long those last that somebody outside can feel.
 struct TimeLengths {

@@ -10,7 +10,7 @@ namespace ferrin::proxy {
 
 class LogFile {
  public:
-  static constexpr std::size_t maxBytes = 10 * 1024 * 1024;
+  static constexpr std::size_t maxBytes = std::size_t{10} * 1024 * 1024;
 
   /// Writes to `descriptor`, which stays the caller's.
   explicit LogFile(int descriptor) : output(descriptor) {}

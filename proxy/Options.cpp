@@ -32,7 +32,7 @@ struct Option {
   void (*set)(Options& options, std::string_view value);
 };
 
-constexpr std::uint64_t maxTimeoutSeconds = 365 * 24 * 3600;
+constexpr std::uint64_t maxTimeoutSeconds = std::uint64_t{365} * 24 * 3600;
 
 constexpr std::array<Option, 5> knownOptions{{
     {"--host", [](Options& options, std::string_view value) { options.host = loopbackAddress(value); }},

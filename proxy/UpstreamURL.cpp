@@ -43,7 +43,7 @@ void refuseWhatCantBeKept(const boost::urls::url_view& url) {
 UpstreamURL parseUpstreamURL(std::string_view text) {
   const auto parsed = boost::urls::parse_uri(boost::core::string_view(text.data(), text.size()));
   if (!parsed) throw std::invalid_argument("not a URL");
-  const boost::urls::url_view url = *parsed;
+  const boost::urls::url_view& url = *parsed;
   refuseWhatCantBeKept(url);
   UpstreamURL upstream;
   upstream.secure = url.scheme_id() == Scheme::https;

@@ -140,7 +140,7 @@ CommandResult SystemdManager::bootout(std::string_view label) { return systemctl
 
 CommandResult SystemdManager::bootstrap(std::string_view label) {
   if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
-  if (const CommandResult reloaded = systemctl({"daemon-reload"}); reloaded.status != 0) return reloaded;
+  if (CommandResult reloaded = systemctl({"daemon-reload"}); reloaded.status != 0) return reloaded;
   return systemctl({"enable", "--now", unitName(label)});
 }
 

@@ -8,16 +8,16 @@
 namespace ferrin::sampleprovider {
 namespace {
 
-using json = nlohmann::ordered_json;
+using Json = nlohmann::ordered_json;
 
 std::string responseId(const Answer& answer) { return "resp_" + std::to_string(answer.number); }
 std::string messageId(const Answer& answer) { return "msg_" + std::to_string(answer.number); }
 
-json textPart(std::string_view text) {
-  return {{"type", "output_text"}, {"text", text}, {"annotations", json::array()}};
+Json textPart(std::string_view text) {
+  return {{"type", "output_text"}, {"text", text}, {"annotations", Json::array()}};
 }
 
-json message(const Answer& answer, std::string_view status, json content) {
+Json message(const Answer& answer, std::string_view status, Json content) {
   return {{"id", messageId(answer)},
           {"type", "message"},
           {"status", status},
@@ -25,11 +25,11 @@ json message(const Answer& answer, std::string_view status, json content) {
           {"content", std::move(content)}};
 }
 
-json completedMessage(const Answer& answer) {
-  return message(answer, "completed", json::array({textPart(answer.text->whole)}));
+Json completedMessage(const Answer& answer) {
+  return message(answer, "completed", Json::array({textPart(answer.text->whole)}));
 }
 
-json usage(const Answer& answer) {
+Json usage(const Answer& answer) {
   const std::size_t output = answer.text->deltaEnds.size();
   return {{"input_tokens", answer.promptBytes},
           {"input_tokens_details", {{"cached_tokens", 0}}},
@@ -38,7 +38,7 @@ json usage(const Answer& answer) {
           {"total_tokens", answer.promptBytes + output}};
 }
 
-json response(const Answer& answer, std::string_view status, json output, json used) {
+Json response(const Answer& answer, std::string_view status, Json output, Json used) {
   return {{"id", responseId(answer)},
           {"object", "response"},
           {"created_at", answer.createdAt},
@@ -46,31 +46,31 @@ json response(const Answer& answer, std::string_view status, json output, json u
           {"error", nullptr},
           {"incomplete_details", nullptr},
           {"instructions", nullptr},
-          {"metadata", json::object()},
+          {"metadata", Json::object()},
           {"model", answer.model},
           {"output", std::move(output)},
           {"parallel_tool_calls", true},
           {"temperature", nullptr},
           {"tool_choice", "auto"},
-          {"tools", json::array()},
+          {"tools", Json::array()},
           {"top_p", nullptr},
           {"usage", std::move(used)}};
 }
 
-json responseInProgress(const Answer& answer) {
-  return response(answer, "in_progress", json::array(), nullptr);
+Json responseInProgress(const Answer& answer) {
+  return response(answer, "in_progress", Json::array(), nullptr);
 }
 
-json responseCompleted(const Answer& answer) {
-  return response(answer, "completed", json::array({completedMessage(answer)}), usage(answer));
+Json responseCompleted(const Answer& answer) {
+  return response(answer, "completed", Json::array({completedMessage(answer)}), usage(answer));
 }
 
-json inOutput(json members) {
+Json inOutput(Json members) {
   members["output_index"] = 0;
   return members;
 }
 
-json inContent(const Answer& answer, json members) {
+Json inContent(const Answer& answer, Json members) {
   members["item_id"] = messageId(answer);
   members["content_index"] = 0;
   return inOutput(std::move(members));
@@ -78,21 +78,21 @@ json inContent(const Answer& answer, json members) {
 
 struct Event {
   std::string_view type;
-  json (*members)(const Answer&);
+  Json (*members)(const Answer&);
 };
 
 constexpr std::array before{
     Event{"response.created",
-          [](const Answer& a) -> json {
+          [](const Answer& a) -> Json {
             return {{"response", responseInProgress(a)}};
           }},
     Event{"response.in_progress",
-          [](const Answer& a) -> json {
+          [](const Answer& a) -> Json {
             return {{"response", responseInProgress(a)}};
           }},
     Event{"response.output_item.added",
           [](const Answer& a) {
-            return inOutput({{"item", message(a, "in_progress", json::array())}});
+            return inOutput({{"item", message(a, "in_progress", Json::array())}});
           }},
     Event{"response.content_part.added",
           [](const Answer& a) {
@@ -103,7 +103,7 @@ constexpr std::array before{
 constexpr std::array after{
     Event{"response.output_text.done",
           [](const Answer& a) {
-            return inContent(a, {{"text", a.text->whole}, {"logprobs", json::array()}});
+            return inContent(a, {{"text", a.text->whole}, {"logprobs", Json::array()}});
           }},
     Event{"response.content_part.done",
           [](const Answer& a) {
@@ -114,13 +114,13 @@ constexpr std::array after{
             return inOutput({{"item", completedMessage(a)}});
           }},
     Event{"response.completed",
-          [](const Answer& a) -> json {
+          [](const Answer& a) -> Json {
             return {{"response", responseCompleted(a)}};
           }},
 };
 
 void appendEvent(std::string& out, const Event& event, std::size_t sequence, const Answer& answer) {
-  json data = {{"type", event.type}, {"sequence_number", sequence}};
+  Json data = {{"type", event.type}, {"sequence_number", sequence}};
   data.update(event.members(answer));
   out.append("event: ").append(event.type).append("\ndata: ").append(data.dump()).append("\n\n");
 }
@@ -134,7 +134,7 @@ void appendDelta(std::string& out, std::size_t sequence, const Answer& answer, s
       .append(",\"item_id\":\"")
       .append(messageId(answer))
       .append("\",\"output_index\":0,\"content_index\":0,\"delta\":")
-      .append(json(delta).dump())
+      .append(Json(delta).dump())
       .append(",\"logprobs\":[]}\n\n");
 }
 
@@ -213,14 +213,14 @@ void Events::appendNext(std::string& out) {
 }
 
 std::string modelList() {
-  const json model = {{"id", "sample-model"}, {"object", "model"}, {"created", 0}, {"owned_by", "ferrin"}};
-  return json{{"object", "list"}, {"data", json::array({model})}}.dump();
+  const Json model = {{"id", "sample-model"}, {"object", "model"}, {"created", 0}, {"owned_by", "ferrin"}};
+  return Json{{"object", "list"}, {"data", Json::array({model})}}.dump();
 }
 
 std::string errorBody(unsigned status, std::string_view message) {
   const std::string_view type = status < 500 ? "invalid_request_error" : "server_error";
-  const json error = {{"message", message}, {"type", type}, {"param", nullptr}, {"code", errorCode(status)}};
-  return json{{"error", error}}.dump();
+  const Json error = {{"message", message}, {"type", type}, {"param", nullptr}, {"code", errorCode(status)}};
+  return Json{{"error", error}}.dump();
 }
 
 std::string_view errorMessage(unsigned status) {

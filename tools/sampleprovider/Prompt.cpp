@@ -8,7 +8,7 @@
 namespace ferrin::sampleprovider {
 namespace {
 
-using json = nlohmann::json;
+using Json = nlohmann::json;
 
 /// Picks the few members it wants while the body is parsed.
 class Picker {
@@ -17,11 +17,11 @@ class Picker {
   bool hasModel = false;
   bool hasInput = false;
 
-  bool key(json::string_t& name) {
+  bool key(Json::string_t& name) {
     path.back() = std::move(name);
     return true;
   }
-  bool string(json::string_t& value) {
+  bool string(Json::string_t& value) {
     if (path.empty()) return false;
     if (at({"model"})) {
       prompt.model = std::move(value);
@@ -37,17 +37,19 @@ class Picker {
     if (at({"stream"})) prompt.stream = value;
     return !path.empty();
   }
+  // NOLINTBEGIN(readability-identifier-naming): the parser calls them so
   bool start_object(std::size_t) { return enter(); }
   bool end_object() { return leave(); }
   bool start_array(std::size_t) { return !path.empty() && enter(); }
   bool end_array() { return leave(); }
 
   bool null() { return !path.empty(); }
-  bool number_integer(json::number_integer_t) { return !path.empty(); }
-  bool number_unsigned(json::number_unsigned_t) { return !path.empty(); }
-  bool number_float(json::number_float_t, const json::string_t&) { return !path.empty(); }
-  bool binary(json::binary_t&) { return false; }
+  bool number_integer(Json::number_integer_t) { return !path.empty(); }
+  bool number_unsigned(Json::number_unsigned_t) { return !path.empty(); }
+  bool number_float(Json::number_float_t, const Json::string_t&) { return !path.empty(); }
+  bool binary(Json::binary_t&) { return false; }
   bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) { return false; }
+  // NOLINTEND(readability-identifier-naming)
 
  private:
   /// One name for each object or array that is open: the member being read, or nothing in an array.
@@ -70,7 +72,7 @@ class Picker {
 
 Prompt readPrompt(std::string_view body) {
   Picker picker;
-  if (!json::sax_parse(body, &picker)) throw BadPrompt("The body is not a JSON object.");
+  if (!Json::sax_parse(body, &picker)) throw BadPrompt("The body is not a JSON object.");
   if (!picker.hasModel) throw BadPrompt("'model' is missing or not a string.");
   if (!picker.hasInput) throw BadPrompt("'input' is missing or holds no text.");
   return std::move(picker.prompt);
