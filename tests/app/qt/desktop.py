@@ -153,7 +153,7 @@ class Desktop:
             os.environ.pop(name, None)
         os.environ.update(XDG_RUNTIME_DIR=str(place), FONTCONFIG_FILE=str(place / "fonts.conf"))
         os.environ["DISPLAY"] = ":" + self._start(
-            "Xvfb", "-displayfd", "1", "-screen", "0", "1100x1500x24", "-nolisten", "tcp").readline().strip()
+            "Xvfb", "-displayfd", "1", "-screen", "0", "1100x1500x24", "-nolisten", "tcp", "-noreset").readline().strip()
         self.address = self._start("dbus-daemon", "--session", "--nofork", "--print-address").readline().strip()
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.address
         self._start("openbox")
