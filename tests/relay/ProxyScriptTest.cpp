@@ -63,8 +63,6 @@ TEST(Resources, lieBesideTheProgramInABundleAndInAPrefix) {
     tests::put(prefix / relay, "");
     EXPECT_EQ(relayProgram(prefix / script), prefix / relay);
   }
-  EXPECT_EQ(proxyResource(APPLICATION), RELAY_SCRIPT);
-  EXPECT_EQ(relayProgram(RELAY_SCRIPT), RELAY_PROGRAM);
 }
 
 }  // namespace

@@ -74,7 +74,7 @@ relay::ServiceDefinition serviceOf(const StandInRelay& relay, const std::vector<
   std::vector<std::string> commandLine{relay.path().string()};
   commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
   return {std::string(core::serviceLabel), commandLine,
-          relay.path().parent_path() / "logs 100%/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
+          relay.path().parent_path() / "logs 100%h/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
 }
 
 void install(relay::ServiceManager& manager, const relay::ServiceDefinition& definition) {
