@@ -153,7 +153,7 @@ CommandResult RunitManager::kickstart(std::string_view label) {
   if (hasOtherPid(label, pidBefore, endDeadline)) return {};
   sv({"kill"}, label);
   if (hasOtherPid(label, pidBefore, startDeadline)) return {};
-  return {1, serviceFolder(label).string() + ": the service was not started again"};
+  return {1, serviceFolder(label).string() + ": the service was not started again; the relay's log says why"};
 }
 
 bool RunitManager::isRunning(std::string_view label) {

@@ -164,6 +164,18 @@ class Commands(unittest.TestCase):
                     self.assertNotIn("Total Tests: 0", done)
 
 
+class Arrows(unittest.TestCase):
+    def test_a_folder_includes_what_the_page_says(self):
+        libraries = "agentconfig core providertest relay"
+        arrows = {"core": "", "relay": "core", "agentconfig": "core", "providertest": "core", "proxy": "",
+                  "tools/sampleprovider": "", "app": libraries, "app/qt": libraries + " app"}
+        for folder, others in arrows.items():
+            texts = [file.read_text() for file in (root / folder).iterdir() if file.suffix in {".cpp", ".h", ".mm"}]
+            included = set(re.findall(r'^#include "(.+)/', "\n".join(texts), re.MULTILINE)) - {folder}
+            with self.subTest(folder):
+                self.assertEqual(included, set(others.split()))
+
+
 class Lines(unittest.TestCase):
     def test_the_agents_lines(self):
         relay = Relay(self, Upstream(self, b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok").url)
