@@ -463,11 +463,11 @@ def main():
     folder = pathlib.Path(tempfile.mkdtemp(prefix="ferrin-bench-"))
     every_round = {"requests": lambda: measure_requests(results, folder, given.seconds),
                    "latency": lambda: measure_latency(results, folder, 4000),
-                   "streams": lambda: measure_streams(results, folder, given.seconds),
+                   "streams": lambda: measure_streams(results, folder, (given.seconds + 1) // 2),
                    "start": lambda: measure_start(results, folder),
-                   "tls": lambda: measure_tls(results, folder),
-                   "pauses": lambda: measure_pauses(results, folder)}
-    once = {"sizes": lambda: measure_sizes(results, folder), "idle": lambda: measure_idle(results, folder, 30)}
+                   "tls": lambda: measure_tls(results, folder)}
+    once = {"pauses": lambda: measure_pauses(results, folder), "sizes": lambda: measure_sizes(results, folder),
+            "idle": lambda: measure_idle(results, folder, 30)}
     try:
         for number in range(1, given.rounds + 1):
             print(f"Round {number} of {given.rounds}", flush=True)
