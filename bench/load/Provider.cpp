@@ -33,19 +33,23 @@ void Provider::accept() {
   }
 }
 
-void Provider::serve(int socket, Input& input) {
-  if (!input.fill(socket)) {
-    std::erase(begun, socket);
-    return loop.forget(socket);
-  }
+void Provider::serve(int socket, Input& input) try {
+  if (!input.fill(socket)) return end(socket);
   for (;;) {
     const std::string_view bytes = input.bytes();
-    const std::size_t end = bytes.find("\r\n\r\n");
-    if (end == std::string_view::npos) return;
+    const std::size_t headEnd = bytes.find("\r\n\r\n");
+    if (headEnd == std::string_view::npos) return;
     const std::size_t target = bytes.find(' ') + 1;
     answer(socket, bytes.substr(target, bytes.find(' ', target) - target));
-    input.consume(end + 4);
+    input.consume(headEnd + 4);
   }
+} catch (const std::system_error&) {  // the other side has left in the middle of an answer
+  end(socket);
+}
+
+void Provider::end(int socket) {
+  std::erase(begun, socket);
+  loop.forget(socket);
 }
 
 void Provider::answer(int socket, std::string_view path) {

@@ -26,6 +26,7 @@ class Provider {
  private:
   void accept();
   void serve(int socket, Input& input);
+  void end(int socket);
   void answer(int socket, std::string_view path);
 
   Loop& loop;
