@@ -13,7 +13,7 @@ void EventLoop::run() {
 
 void EventLoop::stop() {
   stopped = true;
-  wake();
+  poller.wake();
 }
 
 void EventLoop::turn(std::optional<std::chrono::milliseconds> limit) {
@@ -62,7 +62,7 @@ void EventLoop::runJobs() {
 void EventLoop::post(std::function<void()> task) {
   const std::lock_guard lock(mutex);
   posted.push_back(std::move(task));
-  wake();
+  poller.wake();
 }
 
 void EventLoop::runPosted() {

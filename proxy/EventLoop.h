@@ -67,8 +67,6 @@ class EventLoop {
   void soon(Job& job);
   /// Has `task` run in a turn that follows. From any thread.
   void post(std::function<void()> task);
-  /// Ends the wait for something to happen. From any thread, and from signal handlers.
-  void wake() noexcept { poller.wake(); }
 
   Deadlines& deadlines() { return limits; }
 

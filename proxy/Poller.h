@@ -35,7 +35,7 @@ class Poller {
   /// found, at the front of `into`.
   std::span<Change> wait(std::span<Change> into, std::optional<std::chrono::milliseconds> limit);
 
-  /// Ends a wait that is under way, or the next one. From any thread, and from signal handlers.
+  /// Ends a wait that is under way, or the next one. From any thread.
   void wake() noexcept;
 
  private:

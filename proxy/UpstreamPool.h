@@ -19,7 +19,6 @@ class UpstreamPool {
   /// Keeps `stream`, on which nothing is under way, until it is taken, closed by the other side, or has been
   /// idle for too long.
   void keep(std::unique_ptr<Stream> stream);
-  void clear() { idle.clear(); }
   /// Has `told` called when the last connection has been idle for too long.
   void onExpiry(std::function<void()> told) { expired = std::move(told); }
 
