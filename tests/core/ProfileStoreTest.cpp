@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <sstream>
 
+#include "core/NameOrder.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::core {
@@ -28,18 +30,24 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
   EXPECT_GT(seen, 12);
 }
 
-TEST(LoadProfiles, sortsByNameAsAFileBrowserDoesAndKeepsEveryText) {
+TEST(LoadProfiles, sortsByNameAsAFileBrowserDoesInTheUsersLanguageAndKeepsEveryText) {
+  setenv("LC_ALL", "", 1);
+  setenv("LC_COLLATE", "sv_SE.UTF-8@x", 1);
+  setenv("LANG", "en_GB", 1);
   const tests::TemporaryFolder home;
   const Locations at(home.path());
   ProviderProfiles sorted;
-  for (const std::string& name : {"1 tab\tand\nnul\0"s, "a2"s, "a10"s, "Álpha"s, "alpha 2"s, "Alpha 3"s,
-                                  "beta"s, "Beta \"\\/\" \u2028\x7F\x01"s, "same"s, "same"s, "默认 🚀"s}) {
+  for (const std::string& name :
+       {"1 tab\tand\nnul\0"s, "a2"s, "a010"s, "álpha"s, "alpha 2"s, "Alpha 3"s, "beta"s,
+        "Beta \"\\/\" \u2028\x7F\x01"s, "same"s, "same"s, "Zeta"s, "Örebro"s, "默认 🚀"s}) {
     sorted.push_back({UUID::random(), name, "https://h/v1", "", ""});
   }
   ProviderProfiles saved(sorted.rbegin(), sorted.rend());
-  std::swap(saved[1], saved[2]);  // those of the same name keep their order
+  std::swap(saved[3], saved[4]);  // those of the same name keep their order
   saveProfiles(saved, at);
   EXPECT_EQ(loadProfiles(at), sorted);
+  setenv("LC_ALL", "C", 1);
+  EXPECT_TRUE(NameOrder()("Örebro", "Zeta")) << "in the order for every language, not in that of bytes";
 }
 
 }  // namespace

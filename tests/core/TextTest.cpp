@@ -2,12 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/TextEncoding.h"
-
 namespace ferrin::core {
 namespace {
-
-using namespace std::string_literals;
 
 TEST(CanonicalURL, isTheFirstWordWithoutOuterSlashes) {
   for (const auto& [text, result] : {
@@ -21,15 +17,6 @@ TEST(CanonicalURL, isTheFirstWordWithoutOuterSlashes) {
   }
   EXPECT_EQ(trimmed("\u3000密 钥\u200B\u2003\r\n"), "密 钥\u200B");
   EXPECT_EQ(trimmed("\u00A0 "), "");
-}
-
-TEST(TextAsUTF8, tellsTheEncodingByMarkOrZeros) {
-  const std::pair<std::string, std::optional<std::string>> rows[] = {
-      {"a\xFF", "a\xFF"},           {"\xEF\xBB\xBF{é", "{é"},     {"{\0 \0\xE9\0"s, "{ é"},
-      {"\xFE\xFF\0{\0\xE9"s, "{é"}, {"\0\0\0{\0\0\0\xE9"s, "{é"}, {"\xFF\xFE\0\0{\0\0\0"s, "{"},
-      {"{\0\x3D\xD8"s, {}},  // half a pair
-  };
-  for (const auto& [bytes, text] : rows) EXPECT_EQ(textAsUTF8(bytes), text) << bytes;
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 namespace ferrin::providertest {
 namespace {
 
+using namespace std::string_literals;
+
 std::string shown(std::optional<int> status, const std::string& body) {
   return answerText({.error = std::nullopt, .status = status, .body = body});
 }
@@ -23,7 +25,12 @@ TEST(AnswerText, isTheTextInItsPlacesOrWhyThereIsNone) {
   const std::string unreadable = "服务未返回可读取结果。";
   EXPECT_EQ(shown(200, "{\"output_text\":\"\xFF\"}"), unreadable);
   EXPECT_EQ(shown(200, "{\"a\":" + std::string(100'000, '[')), unreadable);
-  EXPECT_EQ(shown(200, std::string("\xFF\xFE{\0}\0", 6)), "服务未返回文本。");
+  for (const std::string& encoded :
+       {"{\0}\0"s, "\0{\0}"s, "{\0\0\0}\0\0\0"s, "\0\0\0{\0\0\0}"s, "\xEF\xBB\xBF{}"s, "\xFF\xFE{\0}\0"s,
+        "\xFE\xFF\0{\0}"s, "\xFF\xFE\0\0{\0\0\0}\0\0\0"s}) {
+    EXPECT_NE(shown(200, encoded), unreadable) << encoded;
+  }
+  EXPECT_EQ(shown(200, "{\0\x3D\xD8"s), unreadable) << "half of a pair";
   for (const int status : {199, 300}) {
     EXPECT_EQ(shown(status, "{\"text\":1}"), "请求失败：HTTP " + std::to_string(status));
   }

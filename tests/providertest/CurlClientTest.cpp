@@ -7,7 +7,7 @@
 
 #include "providertest/AnswerText.h"
 #include "providertest/DirectRequest.h"
-#include "tests/providertest/ScriptedServer.h"
+#include "tests/proxy/Peers.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -15,9 +15,10 @@ namespace ferrin::providertest {
 namespace {
 
 using namespace std::chrono_literals;
-using boost::beast::http::field;
+using proxy::tests::Connection;
+using proxy::tests::Upstream;
 using testing::HasSubstr;
-using tests::ScriptedServer;
+using testing::Not;
 
 const std::string hello = "HTTP/1.1 200 OK\r\nContent-Length: 23\r\n\r\n{\"output_text\":\"Hello\"}";
 const std::string length100 = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
@@ -34,81 +35,82 @@ std::future<std::string> sent(HttpClient& client, HttpRequest request) {
   return promise->get_future();
 }
 
-std::string answerTo(HttpRequest request, const std::filesystem::path& trusted = {}) {
-  CurlClient client(trusted);
-  auto future = sent(client, std::move(request));
-  return future.wait_for(60s) == std::future_status::ready ? future.get() : "no completion";
-}
-
 TEST(CurlClient, postsTheRequestAsItIsAndNeverTheKeyToAServerThatItIsSentOnTo) {
-  const ScriptedServer other({{hello}});
-  const ScriptedServer first({{found + "/second\r\n\r\n"}, {found + other.url("/third") + "\r\n\r\n"}});
+  CurlClient client;
+  Upstream first, other;
   const HttpRequest request = requestTo(first.url("/v1/responses"), std::string(500'000, 'p'));
-  EXPECT_EQ(answerTo(request), "Hello");
-  for (const auto& seen : {first.requests.at(0), first.requests.at(1), other.requests.at(0)}) {
-    EXPECT_EQ(seen.method_string(), "POST");
-    EXPECT_TRUE(seen.body() == request.body);
-    EXPECT_EQ(seen[field::content_type], "application/json");
-    EXPECT_EQ(seen[field::authorization], seen.target() == "/third" ? "" : "Bearer sk-secret");
-    EXPECT_EQ(seen.count(field::expect), 0U);
+  auto answer = sent(client, request);
+  for (auto& [server, reply] : {std::pair(&first, found + "/second\r\n\r\n"),
+                                {&first, found + other.url("/third") + "\r\n\r\n"},
+                                {&other, hello}}) {
+    Connection connection = server->accept();
+    const std::string seen = connection.readAnswer();
+    EXPECT_TRUE(seen.starts_with("POST /") && seen.ends_with("\r\n\r\n" + request.body));
+    EXPECT_THAT(seen, HasSubstr("Content-Type: application/json\r\n"));
+    EXPECT_THAT(seen, Not(HasSubstr("Expect")));
+    EXPECT_EQ(seen.find("Authorization: Bearer sk-secret\r\n") != std::string::npos, server == &first);
+    connection.send(reply);
   }
+  EXPECT_EQ(answer.get(), "Hello");
 }
 
 TEST(CurlClient, reportsWhatGoesWrongAndNeverTheKey) {
-  const ScriptedServer cutOff({{length100}});
-  const ScriptedServer nonsense({{"220 mail ready\r\n"}});
-  const ScriptedServer toFile({{found + "file:///etc/passwd\r\n\r\n"}});
-  const std::string closedPort = ScriptedServer({}).url("/responses");
-  for (const auto& [url, error] : {
-           std::pair<std::string, const char*>("localhost/responses", "unsupported URL"),
-           {"http:///responses", "unsupported URL"},
-           {"file:///etc/passwd", "unsupported URL"},
-           {closedPort, "Failed to connect"},
-           {cutOff.url("/responses"), "99 bytes"},
-           {nonsense.url("/responses"), "HTTP/0.9"},
-           {toFile.url("/responses"), "rotocol"},
-       }) {
-    const std::string answer = answerTo(requestTo(url));
-    EXPECT_THAT(answer, testing::StartsWith("请求失败："));
-    EXPECT_THAT(answer, HasSubstr(error));
-    EXPECT_THAT(answer, testing::Not(HasSubstr("sk-secret")));
+  CurlClient client;
+  Upstream upstream;
+  std::vector<std::string> answers;
+  for (const auto& reply :
+       {length100, std::string("220 mail ready\r\n"), found + "file:///etc/passwd\r\n\r\n"}) {
+    auto answer = sent(client, requestTo(upstream.url()));
+    Connection connection = upstream.accept();
+    connection.readAnswer();
+    connection.send(reply);
+    connection.close();
+    answers.push_back(answer.get());
   }
-  HttpRequest split = requestTo(closedPort);
-  split.headers[0].value = "Bearer sk-secret\r\nX-Other: 1";
-  EXPECT_EQ(answerTo(split), "请求失败：Authorization: line breaks and control characters can't be sent");
+  for (const std::string url : {"localhost/responses", "http:///responses", "file:///etc/passwd"}) {
+    answers.push_back(sent(client, requestTo(url)).get());
+  }
+  HttpRequest split = requestTo(upstream.url());
+  split.headers[0].value += "\r\nX-Other: 1";
+  answers.push_back(sent(client, split).get());
+  EXPECT_THAT(answers,
+              testing::ElementsAre(
+                  HasSubstr("99 bytes"), HasSubstr("HTTP/0.9"), HasSubstr("rotocol"),
+                  "请求失败：unsupported URL", "请求失败：unsupported URL", "请求失败：unsupported URL",
+                  "请求失败：Authorization: line breaks and control characters can't be sent"));
+  EXPECT_THAT(answers, testing::Each(Not(HasSubstr("sk-secret"))));
 }
 
 TEST(CurlClient, talksOnlyToAServerItTrusts) {
   const tests::TemporaryFolder folder;
   const tests::RunningProvider provider("sk-secret", folder / "certificate.pem");
   const HttpRequest request = requestTo(provider.baseURL() + "/responses", "说 \"so\"\n🚀");
-  EXPECT_EQ(answerTo(request, folder / "certificate.pem"), "说 \"so\"\n🚀");
-  EXPECT_EQ(answerTo(request), "请求失败：SSL certificate problem: self-signed certificate");
+  CurlClient trusting(folder / "certificate.pem");
+  EXPECT_EQ(sent(trusting, request).get(), "说 \"so\"\n🚀");
+  CurlClient ordinary;
+  EXPECT_EQ(sent(ordinary, request).get(), "请求失败：SSL certificate problem: self-signed certificate");
 }
 
-TEST(CurlClient, givesUpWhenNothingHappensForTooLongAndWaitsForWhatKeepsComing) {
-  const auto answerWithin = [](const std::chrono::milliseconds timeout, const ScriptedServer& server) {
-    HttpRequest request = requestTo(server.url("/responses"));
-    request.timeout = timeout;
-    return answerTo(request);
-  };
-  for (const std::string& piece : {std::string(), length100}) {
-    EXPECT_EQ(answerWithin(300ms, ScriptedServer({{piece}}, 1h)), "请求失败：the request timed out");
+TEST(CurlClient, givesUpOnSilenceWaitsForWhatKeepsComingAndDropsTheRestWhenItGoes) {
+  Upstream upstream;
+  std::optional<CurlClient> client(std::in_place);
+  HttpRequest request = requestTo(upstream.url());
+  auto dropped = sent(*client, request);
+  const Connection silent = upstream.accept();
+  request.timeout = 700ms;
+  auto unanswered = sent(*client, request);
+  const Connection alsoSilent = upstream.accept();
+  auto answered = sent(*client, request);
+  Connection slow = upstream.accept();
+  slow.readAnswer();
+  slow.send(hello.substr(0, 39));
+  for (const std::size_t start : {39, 47, 55}) {
+    EXPECT_TRUE(slow.silentFor(300ms));
+    slow.send(hello.substr(start, 8));
   }
-  const ScriptedServer slow(
-      {{hello.substr(0, 40), hello.substr(40, 5), hello.substr(45, 5), hello.substr(50)}}, 400ms);
-  EXPECT_EQ(answerWithin(1000ms, slow), "Hello");
-}
-
-TEST(CurlClient, letsRequestsRunSideBySideAndDropsThemWhenItGoes) {
-  const ScriptedServer silent({{""}}, 1h);
-  const ScriptedServer prompt({{hello}});
-  std::future<std::string> dropped;
-  {
-    CurlClient client;
-    dropped = sent(client, requestTo(silent.url("/responses")));
-    EXPECT_EQ(sent(client, requestTo(prompt.url("/responses"))).get(), "Hello");
-  }
+  EXPECT_EQ(answered.get(), "Hello");
+  EXPECT_EQ(unanswered.get(), "请求失败：the request timed out");
+  client.reset();
   EXPECT_THROW(dropped.get(), std::future_error) << "its promise goes uncalled with the client";
 }
 

@@ -1,30 +1,123 @@
+// The relay as a service on macOS, as far as a stand-in for launchctl shows it.
+
 #include "relay/LaunchdManager.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "relay/RelayService.h"
+#include "relay/RelayStatus.h"
+#include "tests/relay/StandIns.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Thrown.h"
 
 namespace ferrin::relay {
 namespace {
 
 using std::string_literals::operator""s;
+namespace fs = std::filesystem;
+using tests::put;
 
-TEST(PropertyList, holdsExactlyTheSixKeysForAnIndependentReader) {
-  const tests::TemporaryFolder folder;
-  const auto file = folder / "agent.plist";
-  tests::put(file, propertyList({"com.example", {"/密 <&> \"me\"", "", "c=']]>"}, "/it's <&>.log"}));
+/// A user's home, and a launchctl that succeeds without a word unless a file beside it, named as its
+/// subcommand, holds a piece of sh that tells otherwise.
+struct LaunchdManagerTest : testing::Test {
+  tests::TemporaryFolder folder;
+  core::Locations at{folder / "home"};
+  LaunchdManager services{at.home, folder / "launchctl"};
+
+  LaunchdManagerTest() {
+    tests::putProgram(folder / "launchctl",
+                      "#!/bin/sh\ncd \"${0%/*}\" && (IFS='|'; echo \"$*\" >>calls)\n"
+                      "[ ! -f \"$1\" ] || . \"./$1\"\n");
+  }
+  /// One line for each call since the last time.
+  std::string calls() {
+    const std::string lines =
+        tests::replaced(tests::contentOf(folder / "calls"), "gui/" + std::to_string(getuid()), "gui");
+    fs::remove(folder / "calls");
+    return lines;
+  }
+};
+
+TEST_F(LaunchdManagerTest, installsStepByStepEndsWhereOneFailsAndKeepsAnInstalledScript) {
+  const fs::path resource = folder / "application/proxy.py";
+  const auto install = [&] {
+    const std::string thrown = tests::thrownBy([&] { installAndStartService(at, services, resource); });
+    return thrown + "\n" + calls();
+  };
+  const std::string definition = "Library/LaunchAgents/com.ferrin.third-party-proxy.plist";
+  const std::string bootout = "bootout|gui/com.ferrin.third-party-proxy\n";
+  const std::string bootstrap = "bootstrap|gui|" + (at.home / definition).string() + "\n";
+  const std::string kickstart = "kickstart|-k|gui/com.ferrin.third-party-proxy\n";
+  EXPECT_EQ(install(), "ProviderLauncher 2: 找不到内置代理\n<none>");
+  put(resource, "#!/bin/sh\n");
+  put(at.upstreamURLFile, " /\n");
+  EXPECT_EQ(install(), "ProviderLauncher 3: 第三方 URL 为空或格式无效\n<none>");
+  put(at.upstreamURLFile, " https://provider.example/v1/ \n");
+  put(folder / "bootout", "echo not loaded; exit 3");
+  put(folder / "bootstrap", "echo 'Bootstrap failed: 5'; exit 5");
+  EXPECT_EQ(install(), "ProviderLauncher 5: Bootstrap failed: 5\n\n" + bootout + bootstrap);
+  fs::remove(folder / "bootstrap");
+  put(folder / "kickstart", "echo no >&2; exit 37");
+  EXPECT_EQ(install(), "ProviderLauncher 37: no\n\n" + bootout + bootstrap + kickstart);
+  fs::remove(folder / "kickstart");
+  fs::remove(resource);
+  put(at.proxyURL, "older");
+  EXPECT_EQ(install(), "nothing\n" + bootout + bootstrap + kickstart);
+  const auto commandLine = relayCommandLine(at, "https://provider.example/v1");
+  EXPECT_EQ(tests::contentOf(at.home / definition),
+            propertyList({std::string(core::serviceLabel), commandLine, at.logURL}));
+  EXPECT_EQ(tests::modeOf(at.home / definition), 0600U);
+  EXPECT_EQ(tests::filesBelow(at.ferrinHome / "bin"),
+            (tests::FileTree{{"ferrin-third-party-proxy.py", "0700 older"}}));
+}
+
+TEST_F(LaunchdManagerTest, describesTheServiceToAnIndependentReader) {
+  put(folder / "plist", propertyList({"com.example", {"/密 <&> \"me\"", "", "c=']]>"}, "/it's <&>.log"}));
   const char* reader =
-      "import json, plistlib, sys\n"
-      "agent = plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_XML)\n"
-      "print(json.dumps(agent, ensure_ascii=False, sort_keys=True), end='')";
-  EXPECT_EQ(run("/usr/bin/env", {"PYTHONUTF8=1", "python3", "-c", reader, file.string()}).output,
-            R"({"KeepAlive": true, "Label": "com.example", "ProgramArguments": ["/密 <&> \"me\"", "", )"
-            R"("c=']]>"], "RunAtLoad": true, "StandardErrorPath": "/it's <&>.log", )"
-            R"("StandardOutPath": "/it's <&>.log"})");
+      "import plistlib, sys; print(plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_XML))";
+  EXPECT_EQ(
+      run("/usr/bin/env", {"PYTHONUTF8=1", "python3", "-c", reader, folder / "plist"}).output,
+      "{'Label': 'com.example', 'ProgramArguments': ['/密 <&> \"me\"', '', \"c=']]>\"], 'RunAtLoad': True, "
+      "'KeepAlive': True, 'StandardOutPath': \"/it's <&>.log\", 'StandardErrorPath': \"/it's <&>.log\"}\n");
   for (const std::string& bad : {"a\0b"s, "\x1b["s, "a\rb"s, "\uFFFE"s, "\xFF"s}) {
     EXPECT_THROW(propertyList({"label", {bad}, "/log"}), std::invalid_argument);
+  }
+}
+
+TEST_F(LaunchdManagerTest, tellsARunningRelayByTheFirstSourceThatKnows) {
+  const auto expectRunning = [&](bool running, int askedFor) {
+    EXPECT_EQ(detectRunningState(at, services), running);
+    EXPECT_EQ(std::ranges::count(calls(), '\n'), askedFor);
+  };
+  put(folder / "print", "echo 'state = waiting'");
+  expectRunning(false, 2);
+  put(at.configURL, "openai_base_url = \"http://127.0.0.1:15721/v1\"\n");
+  expectRunning(true, 2);
+  put(at.configURL, "\xFF\nopenai_base_url = \"http://127.0.0.1:15721/v1\"\n");
+  put(folder / "print", "echo 'state = running'; exit 113");
+  expectRunning(false, 2);
+  put(folder / "print", "case $2 in */com.local.*) echo 'state = running' ;; *) exit 113 ;; esac");
+  expectRunning(true, 2);
+  for (const auto& [marker, running] : {std::pair("", false), {" \trunning\r\n", true}}) {
+    put(at.runningMarker, marker);
+    expectRunning(running, 0);
+  }
+}
+
+TEST(NamesLocalRelay, recognisesExactlyTheRelaysAddressAtALinesStart) {
+  const std::string line = R"(openai_base_url = "http://127.0.0.1:8787/v1")";
+  for (const std::string& text :
+       {"[x]\r\n" + line + "\r\nx = 2", tests::replaced(line, " = ", "=\n") + " \u3000\u0085b"}) {
+    EXPECT_TRUE(namesLocalRelay(text)) << text;
+  }
+  for (const std::string& text :
+       {" " + line, "x" + line, line + " # relay", tests::replaced(line, "8787", "8788"),
+        tests::replaced(line, "/v1", "/v1/"), tests::replaced(line, "127.0", "127x0")}) {
+    EXPECT_FALSE(namesLocalRelay(text)) << text;
   }
 }
 

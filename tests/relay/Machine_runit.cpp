@@ -7,11 +7,16 @@ namespace {
 
 struct RunitMachine : Machine {
   RunitMachine() {
-    home = folder / "it's \"home\"";
+    home = folder / "it's \"home\" $HOME `x` 100% \\n";
     services = std::make_unique<relay::RunitManager>(home);
     relayScript = RELAY_SCRIPT;
   }
   ~RunitMachine() override { services->bootout(core::serviceLabel); }
+  void logInAgain() override {
+    services->bootout(core::serviceLabel);
+    relay::runDetached("/usr/bin/gio",
+                       {"launch", home / ".config/autostart/com.ferrin.third-party-proxy.desktop"});
+  }
 
   const TemporaryFolder folder;
 };

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <array>
-
 #include "relay/Command.h"
 #include "relay/Resources.h"
 #include "tests/relay/StandIns.h"
@@ -17,52 +15,44 @@ using tests::replaced;
 /// The built script, installed on a machine whose every place lies in a private folder.
 TEST(ProxyScript, handsItsArgumentsToTheFirstRelayProgramThatIsThere) {
   const tests::TemporaryFolder folder;
-  const fs::path dragged = folder / "home/Desktop/My Relay.app";
-  const std::string helper = "Contents/Helpers/ferrin-third-party-proxy";
-  const fs::path packaged = folder / "usr/libexec/ferrin-relay/ferrin-third-party-proxy";
-  const fs::path built = folder / "build tree/relay";
-  const fs::path told = folder / "moved tree/relay";
-  const fs::path script = folder / "home/.ferrin/bin/script.py";
-  std::string text = replaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, built.string());
-  for (const std::string place : {"\"/usr/", "\"/Applications/"}) {
-    text = replaced(text, place, "\"" + folder.path().string() + place.substr(1));
-  }
-  text = replaced(text, "/usr/bin/mdfind", (folder / "mdfind").string());
+  const std::string root = folder.path().string(), script = root + "/home/script.py";
+  std::string text = replaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, root + "/build tree/relay");
+  text = replaced(replaced(text, "/usr/", root + "/usr/"), "\"/Applications", "\"" + root + "/Applications");
   putProgram(script, replaced(text, "sleep", "echo waits"));
-  putProgram(folder / "mdfind",
-             "#!/bin/sh\n[ \"$*\" = \"kMDItemCFBundleIdentifier == 'com.ferrin.Relay'\" ] && echo '" +
-                 dragged.string() + "'\necho /another\n");
+  putProgram(folder / "usr/bin/mdfind",
+             "#!/bin/sh\n[ \"$1\" = \"kMDItemCFBundleIdentifier == 'com.ferrin.Relay'\" ] && echo '" + root +
+                 "/my relay.app'\necho /another\n");
+  const std::string packaged = root + "/usr/libexec/ferrin-relay/ferrin-third-party-proxy";
   tests::put(packaged, "not executable");
   const auto start = [&] {
-    return run("/usr/bin/env", {"HOME=" + (folder / "home").string(), "FERRIN_RELAY_PROGRAM=" + told.string(),
-                                script.string(), "--host", "a b", "", "$x"});
+    return run("/usr/bin/env",
+               {"HOME=" + root + "/home", "FERRIN_RELAY_PROGRAM=" + root + "/moved tree/relay", script,
+                "--host", "a b", "", "$x"});
   };
-  const CommandResult none = start();
-  EXPECT_EQ(none.status, 127);
-  EXPECT_EQ(none.output, script.string() + ": no ferrin-third-party-proxy found: install Ferrin Relay " +
-                             "again\nwaits 30\n");
+  EXPECT_EQ(start().output,
+            script + ": no ferrin-third-party-proxy found: install Ferrin Relay again\nwaits 30\n");
+  const std::string helper = "/Contents/Helpers/ferrin-third-party-proxy";
   for (const auto& place :
-       {dragged / helper, folder / "home/Applications/Ferrin Relay.app" / helper, packaged, built, told}) {
+       {root + "/my relay.app" + helper, root + "/home/Applications/Ferrin Relay.app" + helper,
+        root + "/Applications/Ferrin Relay.app" + helper, packaged, root + "/build tree/relay",
+        root + "/moved tree/relay"}) {
     putProgram(place, "#!/bin/sh\nprintf '[%s]' \"$0\" \"$@\"; exit 9\n");
-    const CommandResult result = start();
-    EXPECT_EQ(result.output, "[" + place.string() + "][--host][a b][][$x]");
-    EXPECT_EQ(result.status, 9);
+    EXPECT_EQ(start().output, "[" + place + "][--host][a b][][$x]");
+    EXPECT_EQ(start().status, 9);
   }
 }
 
 TEST(Resources, lieBesideTheProgramInABundleAndInAPrefix) {
   const tests::TemporaryFolder prefix;
-  EXPECT_EQ(proxyResource(prefix / "bin/ferrin-relay"), "");
-  for (const auto& [program, script, relay] :
-       {std::array{"bin/ferrin-relay", "share/ferrin-relay/proxy.py",
-                   "libexec/ferrin-relay/ferrin-third-party-proxy"},
-        std::array{"MacOS/Ferrin Relay", "Resources/proxy.py", "Helpers/ferrin-third-party-proxy"}}) {
+  const auto expectFound = [&](const char* program, const char* script, const char* relay) {
     tests::put(prefix / script, "");
     EXPECT_EQ(proxyResource(prefix / program), prefix / script);
-    EXPECT_EQ(relayProgram(prefix / script), "");
     tests::put(prefix / relay, "");
     EXPECT_EQ(relayProgram(prefix / script), prefix / relay);
-  }
+  };
+  expectFound("bin/ferrin-relay", "share/ferrin-relay/proxy.py",
+              "libexec/ferrin-relay/ferrin-third-party-proxy");
+  expectFound("MacOS/Ferrin Relay", "Resources/proxy.py", "Helpers/ferrin-third-party-proxy");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include "tests/relay/Machine.h"
 #include "tests/relay/StandIns.h"
@@ -15,75 +16,83 @@ namespace {
 
 class ServiceManagerTest : public testing::Test {
  protected:
-  std::string log() const { return tests::contentOf(tests::serviceOf(relay).logFile); }
+  /// In the order in which the application does it.
+  void install(const std::vector<std::string>& arguments) {
+    definition.commandLine = {relay.path().string()};
+    definition.commandLine.insert(definition.commandLine.end(), arguments.begin(), arguments.end());
+    manager.define(definition);
+    manager.bootout(label);
+    for (const auto& result : {manager.bootstrap(label), manager.kickstart(label)}) {
+      EXPECT_EQ(result.status, 0) << result.output;
+    }
+  }
 
   const std::unique_ptr<tests::Machine> machine = tests::freshMachine();
   ServiceManager& manager = *machine->services;
   const tests::StandInRelay relay{machine->home / "主 100% $HOME/the relay.py"};
   const std::string label{core::serviceLabel};
+  ServiceDefinition definition{
+      label, {}, relay.path().parent_path() / "logs 100%h/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
 };
 
-TEST_F(ServiceManagerTest, startsTheProgramWithExactlyItsArguments) {
-  const std::vector<std::string> arguments{
-      "plain", "",      "two words", " ",           "it's", "\"quoted\"", "$HOME", "${HOME}", "$$",
-      "100%",  "%h %%", "\x01",      "back\\slash", "\\n",  "a\nb",       "a\tb",  "密钥 ü",  "`id`",
-      "$(id)", ";",     "#x",        "*",           "~",    "--flag=a b", "end\\"};
-  const auto definition = tests::serviceOf(relay, arguments);
-  tests::install(manager, definition);
-  ASSERT_NE(relay.running(), 0);
-  EXPECT_TRUE(manager.isRunning(label));
+TEST_F(ServiceManagerTest, startsTheProgramWithExactlyItsArgumentsForItsOwnerAlone) {
+  install({"", " two words", "it's \"quoted\"", "$HOME ${HOME} $$", "100% %h %%", "\x01", "back\\slash \\n",
+           "a\nb\tc", "密钥 ü", "`id` $(id); # * ~", "--flag=a b", "end\\"});
+  const pid_t process = relay.running();
+  ASSERT_NE(process, 0);
   EXPECT_EQ(relay.arguments(), definition.commandLine);
-  for (const std::string& line :
-       {"told of " + definition.relayProgram.string() + "\n", std::string("complaint\n")}) {
-    EXPECT_NE(log().find(line), std::string::npos) << log();
-  }
+  EXPECT_NE(getsid(process), getsid(0));
+  EXPECT_TRUE(tests::contentOf(definition.logFile)
+                  .starts_with("told of " + definition.relayProgram.string() + "\ncomplaint\n"));
   EXPECT_EQ(tests::modeOf(definition.logFile), 0600U);
+  for (const auto& [file, content] : tests::filesBelow(machine->home / ".config")) {
+    EXPECT_TRUE(content.starts_with("0600 ")) << file;
+  }
+  const std::string status = tests::contentOf("/proc/" + std::to_string(process) + "/status");
+  for (const auto& line : machine->confinement) EXPECT_NE(status.find(line), std::string::npos) << line;
 }
 
-TEST_F(ServiceManagerTest, keepsOneProcessRunningUntilItIsToldToStop) {
+TEST_F(ServiceManagerTest, keepsOneProcessRunningUntilItIsToldToStopAndStartsItAtTheNextLogin) {
   manager.bootout(label);
-  EXPECT_FALSE(manager.isRunning(label));
   EXPECT_NE(manager.kickstart(label).status, 0);
   pid_t process = 0;
-  for (const char* argument : {"first", "second"}) {
-    tests::install(manager, tests::serviceOf(relay, {argument}));
+  const auto expectAnother = [&](const char* after) {
     const pid_t replaced = std::exchange(process, relay.running(process));
-    ASSERT_NE(process, 0);
+    EXPECT_NE(process, 0) << after;
+    EXPECT_FALSE(replaced != 0 && tests::isAlive(replaced)) << after;
+    EXPECT_TRUE(tests::eventually([&] { return manager.isRunning(label); })) << after;
+  };
+  for (const char* argument : {"first", "second"}) {
+    install({argument});
+    expectAnother(argument);
     EXPECT_EQ(relay.arguments().back(), argument);
-    EXPECT_TRUE(replaced == 0 || !tests::isAlive(replaced));
   }
   for (const int signal : {SIGKILL, SIGTERM}) {
     kill(process, signal);
-    process = relay.running(process);
-    ASSERT_NE(process, 0);
-    EXPECT_TRUE(tests::eventually([&] { return manager.isRunning(label); }));
+    expectAnother("signal");
   }
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(manager.kickstart(label).status, 0);
-    EXPECT_FALSE(tests::isAlive(process)) << "once kickstart is back";
-    process = relay.running(process);
-    ASSERT_NE(process, 0);
-  }
-  EXPECT_NE(log().find("asked to end\n"), std::string::npos);
+  EXPECT_EQ(manager.kickstart(label).status, 0);
+  EXPECT_FALSE(tests::isAlive(process)) << "once kickstart is back";
+  expectAnother("kickstart");
   EXPECT_EQ(manager.bootout(label).status, 0);
   EXPECT_FALSE(tests::isAlive(process) || manager.isRunning(label));
+  machine->logInAgain();
+  expectAnother("login");
 }
 
 TEST_F(ServiceManagerTest, namesTheProgramThatCannotBeStarted) {
   const std::string program = relay.path().string();
-  const auto expectFailure = [&](const std::string& reason) {
-    manager.define(tests::serviceOf(relay));
+  definition.commandLine = {program};
+  const auto failure = [&] {
+    manager.define(definition);
     const CommandResult failed = manager.bootstrap(label);
-    EXPECT_NE(failed.status, 0);
-    EXPECT_EQ(failed.output, program + ": " + reason);
-    EXPECT_FALSE(manager.isRunning(label));
+    EXPECT_TRUE(failed.status != 0 && !manager.isRunning(label)) << failed.output;
+    return failed.output;
   };
-  std::filesystem::permissions(program, std::filesystem::perms::owner_read);
-  expectFailure("Permission denied");
-  std::filesystem::remove(program);
-  expectFailure("No such file or directory");
   tests::putProgram(program, "#! /no/such/interpreter -x\n");
-  expectFailure("its interpreter /no/such/interpreter: No such file or directory");
+  EXPECT_EQ(failure(), program + ": its interpreter /no/such/interpreter: No such file or directory");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_read);
+  EXPECT_EQ(failure(), program + ": Permission denied");
 }
 
 }  // namespace
