@@ -7,7 +7,7 @@
 
 #include "providertest/AnswerText.h"
 #include "providertest/DirectRequest.h"
-#include "tests/proxy/Peers.h"
+#include "tests/providertest/Peers.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -15,10 +15,10 @@ namespace ferrin::providertest {
 namespace {
 
 using namespace std::chrono_literals;
-using proxy::tests::Connection;
-using proxy::tests::Upstream;
 using testing::HasSubstr;
 using testing::Not;
+using tests::Connection;
+using tests::Upstream;
 
 const std::string hello = "HTTP/1.1 200 OK\r\nContent-Length: 23\r\n\r\n{\"output_text\":\"Hello\"}";
 const std::string length100 = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
