@@ -40,7 +40,7 @@ STARTS = {
     "./test": "ctest --preset dev",
     "./test -R WriteRestricted": "ctest --preset dev -R WriteRestricted",
     "./bench/fuzz 30": "tests/proxy/readings.py build/release/libexec/ferrin-relay/ferrin-third-party-proxy",
-    "./bench/soak 10": "build/dev/bin/ferrin_relay_program_tests --gtest_filter=*Storm*",
+    "./bench/soak 10": "tests/proxy/storm.py build/dev/libexec/ferrin-relay/ferrin-third-party-proxy 300",
     "./bench/run": "python3 bench/bench.py",
 }
 # Commands that are tried below, in a way that builds nothing.
@@ -143,7 +143,7 @@ class Commands(unittest.TestCase):
             bootstrap = text_of("tools/bootstrap.sh") + "\n".join(
                 f"{step}() {{ :; }}" for step in ("install_packages", "install_node_packages", "build", "cmake"))
             for step in ("tools/demo.sh", "packaging/pack", "tests/fuzz/fuzz", "tests/proxy/readings.py", "ctest", "python3",
-                         "build/dev/bin/ferrin_relay_program_tests", "build/release/bin/ferrin-relay"):
+                         "build/release/bin/ferrin-relay"):
                 (copy / step).parent.mkdir(parents=True, exist_ok=True)
                 (copy / step).write_text('#!/bin/sh\necho "$0 $*"\n')
                 (copy / step).chmod(0o700)

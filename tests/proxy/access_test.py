@@ -1,0 +1,67 @@
+"""Nobody but this user's own programs gets through, and the key stays where it belongs."""
+
+import os
+import pathlib
+import resource
+import signal
+import socket
+import subprocess
+import unittest
+
+from peers import KEY, OK, RELEASED, Connection, RelayTest
+
+
+class Access(RelayTest):
+    @unittest.skipIf(os.geteuid() != 0, "only root can act as another user")
+    def test_other_users_are_refused(self):
+        url = f"http://127.0.0.1:{self.relay.port}/v1/models"
+        answer = subprocess.run(["curl", "-si", url], user=65534, cwd="/", stdout=subprocess.PIPE, text=True).stdout
+        self.assertTrue(answer.startswith("HTTP/1.1 403 "), answer)
+        self.assertIn("forbidden_user", answer)
+        self.assertTrue(self.upstream.silent(0.05))
+
+    @unittest.skipIf(31 * "0" + "1 " not in pathlib.Path("/proc/net/if_inet6").read_text(), "there is no [::1] here")
+    def test_the_own_user_is_known_over_ipv6_too(self):
+        relay = self.start(self.upstream.url, host="::1")
+        client = Connection(relay.port, family=socket.AF_INET6)
+        client.send(f"GET /healthz HTTP/1.1\r\nHost: [::1]:{relay.port}\r\n\r\n")
+        self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
+
+    def test_the_own_user_is_asked_for_again_when_there_was_no_descriptor_to_ask_with(self):
+        relay = self.start(self.upstream.url, program=RELEASED)
+        usual = resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE)
+        lowest_free = next(number for number in range(1000) if not (relay.proc / "fd" / str(number)).exists())
+        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (lowest_free + 1, usual[1]))
+        client = relay.client("GET /healthz")
+        self.assertTrue(client.message().startswith("HTTP/1.1 403 "))
+        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, usual)
+        client.send(relay.request("GET /healthz"))
+        self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
+
+
+class Key(RelayTest):
+    def test_is_read_again_when_its_file_changes(self):
+        relay = self.start(self.upstream.url, key="")
+        client = relay.client()
+        refusal = client.message()
+        self.assertTrue(refusal.startswith("HTTP/1.1 503 "), refusal)
+        self.assertIn('"code":"api_key_unavailable"', refusal)
+        relay.logs(f'end=refused cause="{relay.key_file}: No such file or directory; save the key again in Ferrin Relay"')
+        side = None
+        for key in ("sk-first", "sk-other"):
+            relay.key_file.write_text(key + "\n")
+            client.send(relay.request())
+            side = side or self.upstream.accept()
+            self.assertIn(f"\r\nAuthorization: Bearer {key}\r\n", side.until())
+            side.send(OK)
+            self.assertEqual(client.message(), OK)
+
+    def test_is_in_no_log_and_no_argument_and_can_not_be_dumped(self):
+        client, side = self.relay.joined(self.upstream, f"GET /v1/a?key={KEY}")
+        side.close()
+        self.assertTrue(client.message().startswith("HTTP/1.1 502 "))
+        self.relay.logs("end=refused")
+        self.assertNotIn(KEY, self.relay.log() + (self.relay.proc / "cmdline").read_text())
+        self.assertEqual(resource.prlimit(self.relay.process.pid, resource.RLIMIT_CORE)[0], 0)
+        self.relay.process.send_signal(signal.SIGABRT)
+        self.assertEqual(self.relay.process.wait(), -signal.SIGABRT)

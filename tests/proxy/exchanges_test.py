@@ -1,0 +1,111 @@
+"""Exchanges that end before their time, or take it."""
+
+import time
+
+from peers import OK, STREAM, Connection, RelayTest, deaf_port, surrounded
+
+MEGABYTES = 1_000_000
+LEAVING = (Connection.close, Connection.reset)
+
+
+def stalled(sender):
+    """Sends all that is taken while nobody reads at the other end; how much that was."""
+    sent = 0
+    while (more := sender.send_some(4 * MEGABYTES)) and sent < 40 * MEGABYTES:
+        sent += more
+    return sent
+
+
+class Exchange(RelayTest):
+    def test_an_answer_broken_off_at_any_byte_is_not_taken_for_a_whole_one(self):
+        for answer in (STREAM + "5;x\r\nhello\r\n0\r\nT: v\r\n\r\n", OK):
+            for sent, leave in ((sent, leave) for sent in range(len(answer)) for leave in LEAVING):
+                client, side = self.relay.joined(self.upstream)
+                side.send(answer[:sent])
+                begun = sent >= answer.index("\r\n\r\n") + 4
+                if begun:
+                    self.assertEqual(client.read(sent), answer[:sent])
+                leave(side)
+                seen = client.rest() if begun else client.message()
+                self.assertTrue(seen == "<reset>" if begun else seen.startswith("HTTP/1.1 502 "), (sent, seen))
+        self.relay.logs('end=truncated cause="closed in mid-answer; try again"')
+
+    def test_the_upstreams_part_ends_within_a_second_of_the_clients_leaving(self):
+        for name, more, answer in (
+                ("before the answer's head", "whole body", ""), ("in the answer's head", "whole body", "HTTP/1.1 200 O"),
+                ("before the first byte", "whole body", STREAM), ("in mid-stream", "whole body", STREAM + "5\r\nhel"),
+                ("in mid-upload", "part", ""), ("with the next request sent", "whole body" + self.relay.request(), "")):
+            for leave in LEAVING:
+                client, side = self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 10", more=more)
+                side.send(answer)
+                if answer.endswith("\r\n\r\n"):
+                    client.until()
+                leave(client)
+                self.assertLess(side.time_to_end(), 1, (name, leave))
+        self.relay.logs("end=client-gone")
+
+    def test_connecting_ends_within_a_second_of_the_clients_leaving(self):
+        for url in (f"http://127.0.0.1:{deaf_port(self.addCleanup)}", self.upstream.url.replace("http", "https")):
+            relay = self.start(url)
+            client = relay.client("POST /v1/a", "Content-Length: 9", more="part")
+            self.assertTrue(client.silent(0.2))
+            left = time.monotonic()
+            client.close()
+            relay.logs("end=client-gone")
+            self.assertLess(time.monotonic() - left, 1, url)
+        self.assertLess(self.upstream.accept().time_to_end(), 1)
+
+    def test_a_stalled_upload_ends_when_the_client_leaves(self):
+        """The end of a connection that is closed waits behind what was sent before, which nobody reads here."""
+        for leave in LEAVING:
+            client, side = self.relay.joined(self.upstream, f"POST /v1/{leave.__name__}", "Content-Length: 100000000")
+            stalled(client)
+            left = time.monotonic()
+            leave(client)
+            self.relay.logs(f"POST /v1/{leave.__name__} 0 ")
+            self.assertLess(time.monotonic() - left, 1, leave)
+            side.reset()
+
+    def test_either_side_is_slowed_to_the_others_speed_and_little_is_kept(self):
+        for down in (True, False):
+            length = f"Content-Length: {40 * MEGABYTES}"
+            slow = self.relay.client("POST /v1/big", *([] if down else [length]), room=4096)
+            side = self.upstream.accept()
+            side.until()
+            if down:
+                side.send(f"HTTP/1.1 200 OK\r\n{length}\r\n\r\n")
+                slow.until()
+            before = self.relay.resident_bytes()
+            sent = stalled(side if down else slow)
+            self.assertLess(sent, 40 * MEGABYTES)  # what the systems' own buffers hold, and no more
+            self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
+            self.assertTrue((slow if down else side).read(sent) == sent * "x")
+
+    def test_silence_ends_an_exchange_and_the_time_of_day_does_not(self):
+        clock = self.folder / "clock"
+        clock.write_text("0")
+        relay = self.start(self.upstream.url, timeout=1, environment=surrounded(FERRIN_CLOCK=str(clock)))
+        client, side = relay.joined(self.upstream)
+        answer = client.message()
+        self.assertTrue(answer.startswith("HTTP/1.1 504 Gateway Timeout\r\n"))
+        self.assertIn('"code":"upstream_timeout"', answer)
+        clock.write_text("1000000000")
+        client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2")
+        for sender, receiver, pieces in ((client, side, "xx"), (side, client, [STREAM, "1\r\nx\r\n", "1\r\nx\r\n"])):
+            for piece in pieces:
+                self.assertTrue(client.silent(0.6))
+                sender.send(piece)
+                self.assertEqual(receiver.read(len(piece)), piece)
+        self.assertTrue(0.8 < client.time_to_end() < 2.5)
+        relay.logs('end=truncated cause="no byte for too long; try again"')
+        self.assertIn("\n19", relay.log())  # the year: the clock did go back
+
+    def test_a_reader_who_takes_nothing_for_too_long_is_left(self):
+        relay = self.start(self.upstream.url, timeout=1)
+        client = relay.client(room=4096)
+        side = self.upstream.accept()
+        side.send("HTTP/1.1 200 OK\r\nContent-Length: 100000000\r\n\r\n")
+        stalled(side)
+        self.assertLess(side.time_to_end(), 3)
+        relay.logs('end=truncated cause="no byte for too long; try again"')
+        client.close()

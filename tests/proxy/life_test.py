@@ -1,0 +1,183 @@
+"""From the command line to the last log line, with crowds and shortages in between."""
+
+import ctypes
+import os
+import re
+import resource
+import shlex
+import signal
+import subprocess
+import time
+
+from peers import LAST, OK, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, surrounded, table
+
+HEALTH = "GET /healthz"
+
+
+class Start(RelayTest):
+    def complaint(self, *options):
+        ended = subprocess.run([RELAY, *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        return ended.returncode, ended.stdout
+
+    def test_says_in_one_line_what_is_wrong(self):
+        good = {"--host": "127.0.0.1", "--port": str(self.upstream.port), "--upstream": "http://127.0.0.1:9",
+                "--api-key-file": "/k", "--timeout": "1"}
+        self.assertEqual(self.complaint(), (2, "--host: missing\n"))
+        for expected, wrong, _ in table("options.txt"):
+            others = {name: value for name, value in good.items() if name not in wrong}
+            self.assertEqual(self.complaint(*sum(others.items(), ()), *shlex.split(wrong)), (2, expected + "\n"), wrong)
+        status, told = self.complaint(*sum(good.items(), ()))
+        self.assertEqual(status, 1)
+        self.assertRegex(told, rf"^port {self.upstream.port}: Address already in use, by python3\S* "
+                         rf"\(process {os.getpid()}\); end that program first\n$")
+
+    def test_announces_where_it_listens_in_the_first_line_and_then_what_it_is(self):
+        self.relay.logs(", upstream 127.0.0.1, started by hand\n")
+        self.assertRegex(self.relay.log(), rf"^listening on http://127.0.0.1:{self.relay.port}/v1, forwarding to "
+                         rf"{self.upstream.url}\n\d{{4}}-\d\d-\d\dT\d\d:\d\d:\d\d.\d{{3}}Z ferrin-third-party-proxy ")
+
+
+class Stop(RelayTest):
+    def test_lets_exchanges_end_and_takes_no_new_ones(self):
+        idle = Connection(self.relay.port)
+        client, side = self.relay.joined(self.upstream)
+        side.send(STREAM + "1\r\nx\r\n")
+        client.until("x\r\n")
+        self.relay.process.send_signal(signal.SIGTERM)
+        self.assertLess(idle.time_to_end(), 1)
+        self.assertRaises(ConnectionRefusedError, Connection, self.relay.port)
+        side.send("1\r\ny\r\n0\r\n\r\n")
+        self.assertEqual(client.rest(), "1\r\ny\r\n0\r\n\r\n")
+        self.assertEqual(self.relay.process.wait(PATIENCE), 0)
+
+    def test_comes_at_the_second_signal_or_after_four_seconds(self):
+        for second in (True, False):
+            relay = self.start(self.upstream.url)
+            client, side = relay.joined(self.upstream)
+            side.send(STREAM)
+            client.until()
+            waiting, mute = relay.joined(self.upstream)
+            start = time.monotonic()
+            relay.process.send_signal(signal.SIGINT)
+            if second:
+                relay.logs("stopping")
+                relay.process.send_signal(signal.SIGINT)
+            self.assertEqual(relay.process.wait(PATIENCE), 0)
+            least, most = (0, 1.5) if second else (3.5, 4.9)
+            self.assertTrue(least < time.monotonic() - start < most)
+            self.assertTrue(client.rest().endswith("<reset>"))
+            self.assertTrue(waiting.message().startswith("HTTP/1.1 502 "))
+
+
+class Rest(RelayTest):
+    def test_takes_no_processor_time(self):
+        client, side = self.relay.joined(self.upstream)
+        side.send(LAST)
+        client.message()
+        listening, silent = self.relay.joined(self.upstream)  # nothing happens here either
+        silent.send(STREAM)
+        listening.until()
+        switches = lambda: re.search(r"voluntary_ctxt_switches.*", (self.relay.proc / "status").read_text(), re.DOTALL)[0]
+        self.relay.logs("end=complete")
+        time.sleep(0.2)  # the last exchange's own end
+        before = switches()
+        time.sleep(2)
+        self.assertEqual(switches(), before)
+
+    def test_ends_for_clients_that_dawdle(self):
+        relay = self.start(self.upstream.url, environment=surrounded(FERRIN_SPEED="20"))
+        start = time.monotonic()
+        idle, slow = Connection(relay.port), Connection(relay.port)
+        slow.send("\r\n")
+        self.assertTrue(slow.silent(0.75))
+        slow.send("\r\nGET /v1/a")
+        self.assertEqual(slow.rest(), "")
+        self.assertTrue(1.4 < time.monotonic() - start < 2.1)
+        self.assertEqual(idle.rest(), "")
+        self.assertTrue(3.7 < time.monotonic() - start < 6)
+
+
+class Crowd(RelayTest):
+    def test_is_served_or_turned_away_when_it_comes_all_at_once(self):
+        self.relay.process.send_signal(signal.SIGSTOP)
+        waiting = [self.relay.client(HEALTH) for _ in range(1200)]
+        self.relay.process.send_signal(signal.SIGCONT)
+        answers = [client.some() for client in waiting]
+        self.assertEqual(sum(answer.startswith("HTTP/1.1 200 ") for answer in answers), 1024)
+        self.assertTrue(any('"code":"too_many_connections"' in answer for answer in answers))
+        del waiting[:10], waiting[-1]
+        while not self.relay.client(HEALTH).some().startswith("HTTP/1.1 200 "):
+            pass  # until the relay has seen others go
+
+    def test_of_slow_clients_costs_no_more_than_its_share_and_holds_up_nobody(self):
+        quick, size = Connection(self.relay.port), 40
+
+        def slowest(count, between):
+            worst, before = 0, self.relay.processor_seconds()
+            for turn in range(count):
+                between(turn)
+                start = time.monotonic()
+                quick.send(self.relay.request(HEALTH))
+                self.assertTrue(quick.message().startswith("HTTP/1.1 200 "))
+                worst = max(worst, time.monotonic() - start)
+            return worst, self.relay.processor_seconds() - before
+
+        _, for_requests = slowest(100 * size, lambda turn: None)
+        in_head = [Connection(self.relay.port) for _ in range(50)]
+        in_body = [self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 1000") for _ in range(50)]
+        request = self.relay.request("POST /v1/a")
+        dribble = lambda turn: [*(client.send(request[turn]) for client in in_head), *(client.send("x") for client, _ in in_body)]
+        delay, for_bytes = slowest(size, dribble)
+        self.assertLess(for_bytes, 2 * for_requests + 0.05)  # a byte costs as a request does
+        self.assertLess(delay, 0.5)
+        self.assertEqual(in_body[-1][1].read(size), size * "x")
+
+
+class Shortage(RelayTest):
+    def test_of_descriptors_is_overcome(self):
+        relay = self.start(self.upstream.url, program=RELEASED)
+        room = relay.open_files() + 4
+        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (room, room))
+        client = relay.client(HEALTH)
+        self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
+        others = [Connection(relay.port) for _ in range(8)]
+        relay.logs("can't accept connections: Too many open files")
+        client.send(relay.request())
+        self.assertTrue(client.message().startswith("HTTP/1.1 50"))  # neither key file nor upstream can be opened
+        del others
+        relay.logs("accepting connections again")
+        client.send(relay.request())
+        self.upstream.accept().send(OK)
+        self.assertEqual(client.message(), OK)
+
+    def test_of_disk_space_costs_log_lines_and_nothing_else(self):
+        if ctypes.CDLL(None).unshare(0x20000) != 0:  # CLONE_NEWNS: what is mounted, this process alone sees
+            self.skipTest("nothing can be mounted here")
+        subprocess.run(["mount", "--make-rprivate", "/"], check=True)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", self.folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", self.folder], check=True)
+        relay = self.start(self.upstream.url)
+        filler = self.folder / "filler"
+        with self.assertRaises(OSError), open(filler, "wb", buffering=0) as file:
+            while file.write(bytes(512)):
+                pass
+        client, side = relay.client("GET /v1/lost"), self.upstream.accept()
+        for _ in range(100):
+            side.until()
+            side.send(OK)
+            self.assertEqual(client.message(), OK)
+            client.send(relay.request("GET /v1/lost"))
+        self.assertLess(len(relay.log()), 8192)
+        filler.unlink()
+        relay.answer("GET /other")
+        relay.logs("GET /other 404")
+        self.assertNotRegex(relay.log(), r".\d{4}-\d\d-\d\dT\S*Z GET")  # none behind a line that was cut off
+
+    def test_of_room_in_the_log_costs_its_older_half(self):
+        lines = [f"line {number} {1000 * 'x'}\n" for number in range(11_000)]
+        relay = self.start(self.upstream.url, log="".join(lines))
+        self.assertTrue(relay.answer("GET /other").startswith("HTTP/1.1 404 "))
+        relay.logs("GET /other 404")
+        log = relay.log()
+        self.assertTrue(4_500_000 < len(log) < 6_000_000)
+        self.assertTrue("".join(lines).endswith(log[:log.index("listening on")]) and log.startswith("line "))

@@ -1,0 +1,142 @@
+#!/usr/bin/env python3
+"""Stray clients and leaving upstreams, all at once, while the key is replaced: storm.py RELAY [SECONDS]
+
+Nothing is mixed up, answers are checked by content, and nothing is left behind.
+"""
+
+import concurrent.futures
+import itertools
+import os
+import random
+import re
+import sys
+import threading
+import time
+
+from peers import OK, STREAM, Connection, Relay, Upstream
+
+CLIENTS = 64
+
+
+def content(mark, size):
+    """What is said in the exchange `mark`."""
+    return (f"{mark}/" * (size // 2 + 1))[:size]
+
+
+def body(mark):
+    return content(mark, 1 + mark % 3000)
+
+
+def answer(mark):
+    said = content(mark + 1, mark % 50_000)
+    if mark % 3 == 0:
+        return OK.replace("2\r\n\r\nok", f"{len(said)}\r\n\r\n{said}")
+    chunks = (said[at:at + 0x500] for at in range(0, len(said), 0x500))
+    return STREAM + "".join(f"{len(chunk):x}\r\n{chunk}\r\n" for chunk in chunks) + "0\r\n\r\n"
+
+
+def sent(mark):
+    """How much of its answer the upstream sends before it leaves; the whole if it stays."""
+    return answer(mark)[:mark // 7 % len(answer(mark))] if mark % 7 == 0 else answer(mark)
+
+
+def resets(mark):
+    return mark % 2 == 0
+
+
+def serve(side):
+    """One connection to the upstream, until either side leaves it."""
+    side.socket.settimeout(None)  # an idle one is the relay's to close
+    while True:
+        try:
+            request = side.message()
+        except (EOFError, OSError):  # the relay has left
+            return side.close()
+        mark = int(re.search(r"/(\d+)", request)[1])
+        assert "\r\nAuthorization: Bearer sk-" in request and request.endswith("\r\n\r\n" + body(mark)), request
+        part = sent(mark)
+        try:
+            side.send(part[:len(part) // 2])
+            side.send(part[len(part) // 2:])
+        except OSError:
+            return side.close()
+        if part != answer(mark):
+            return side.reset() if resets(mark) else side.close()
+
+
+def check_broken_off(client, mark):
+    """What a reset overtakes is lost: the end of what the client would have seen, or all that the relay would have."""
+    seen, part = client.some(), sent(mark)
+    if "\r\n\r\n" not in part or (resets(mark) and seen.startswith("HTTP/1.1 502 ")):
+        assert seen.startswith("HTTP/1.1 502 "), seen[:50]
+    else:
+        seen += "" if seen.endswith("<reset>") else client.rest()
+        assert seen.endswith("<reset>") and part.startswith(seen[:-7]), (mark, seen[:50], seen[-50:])
+
+
+def stray(relay, seed, enough):
+    """One client after the other, of whom some leave anywhere in their request or in its answer."""
+    chance, client = random.Random(seed), None
+    for count in itertools.count():
+        if enough.is_set():
+            return count
+        mark, leaving = chance.getrandbits(31), chance.randrange(8)
+        if not client or chance.randrange(4) == 0:
+            client = Connection(relay.port)
+        request, whole = relay.request(f"POST /v1/{mark}", body=body(mark)), sent(mark) == answer(mark)
+        client.send(request[:chance.randrange(len(request))] if leaving == 0 else request)
+        if leaving == 1 and whole:
+            client.read(chance.randrange(len(answer(mark))))
+        if leaving < 2:
+            client.reset() if chance.randrange(2) else client.close()
+        elif whole:
+            assert client.read(len(answer(mark))) == answer(mark), f"of exchange {mark}"
+            continue
+        else:
+            check_broken_off(client, mark)
+        client = None
+
+
+def storm(relay, seconds):
+    enough, end = threading.Event(), time.monotonic() + seconds
+    with concurrent.futures.ThreadPoolExecutor(CLIENTS) as pool:
+        clients = [pool.submit(stray, relay, seed, enough) for seed in range(CLIENTS)]
+        for turn in itertools.count():
+            if time.monotonic() > end:
+                break
+            new = relay.key_file.with_suffix(".new")
+            new.write_text(f"sk-{turn}")
+            os.replace(new, relay.key_file)
+            time.sleep(0.001)
+        enough.set()
+        return sum(client.result() for client in clients)
+
+
+def serve_all(upstream, failed):
+    def serve_one(side):
+        try:
+            serve(side)
+        except Exception as error:
+            failed.append(error)
+
+    while True:
+        threading.Thread(target=serve_one, args=(upstream.accept(),), daemon=True).start()
+
+
+def main(program, seconds=3.0):
+    upstream, failed = Upstream(), []
+    upstream.socket.settimeout(None)
+    threading.Thread(target=serve_all, args=(upstream, failed), daemon=True).start()
+    relay = Relay(upstream.url, program=program, environment={
+        "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1:malloc_context_size=1"})
+    storm(relay, 2)
+    before = relay.resident_bytes()
+    count = storm(relay, float(seconds))
+    grown, files = relay.resident_bytes() - before, relay.open_files()
+    print(f"{count} exchanges; {grown} bytes more, {files} files open", *failed, sep="\n")
+    assert count > 100 and not failed and "internal error" not in relay.log()
+    assert grown < 2_000_000 and files <= 16 + CLIENTS  # as many are kept for the next requests
+    relay.stop()
+
+
+main(*sys.argv[1:])

@@ -1,0 +1,174 @@
+"""How the relay comes by its connections to the upstream, and when it lets go of them."""
+
+import contextlib
+import re
+import signal
+import socket
+import ssl
+import subprocess
+import time
+
+from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf_port, eventually, surrounded
+
+
+class UpstreamConnection(RelayTest):
+    def test_that_can_not_be_had_is_told_to_the_client_and_why_to_the_log(self):
+        with socket.create_server(("127.0.0.1", 0)) as briefly:
+            port = briefly.getsockname()[1]
+        for url, cause in ((f"http://127.0.0.1:{port}", "127.0.0.1: Connection refused; check the provider's address"),
+                           ("http://no-such-host.invalid", "no-such-host.invalid: ")):
+            relay = self.start(url)
+            client = relay.client(more=relay.request())
+            for _ in range(2):
+                answer = client.message()
+                self.assertTrue(answer.startswith("HTTP/1.1 502 Bad Gateway\r\n"), answer)
+                self.assertIn('"code":"upstream_unreachable"', answer)
+            relay.logs(f'cause="connect: {cause}')
+
+    def test_is_given_up_when_its_other_side_does_not_answer(self):
+        for url in (f"http://127.0.0.1:{deaf_port(self.addCleanup)}", self.upstream.url.replace("http", "https")):
+            relay = self.start(url, environment=surrounded(FERRIN_SPEED="20"))
+            start = time.monotonic()
+            self.assertIn('"code":"upstream_unreachable"', relay.answer())
+            self.assertTrue(0.4 < time.monotonic() - start < 2, url)
+        self.assertLess(self.upstream.accept().time_to_end(), 1)
+
+    def test_is_replaced_when_it_was_idle_for_long_while_a_client_stays(self):
+        relay = self.start(self.upstream.url, environment=surrounded(FERRIN_SPEED="40"))
+        client, side = relay.joined(self.upstream)
+        side.send(OK)
+        client.message()
+        self.assertTrue(0.4 < side.time_to_end() < 2)
+        warm = self.upstream.accept()
+        self.assertTrue(warm.silent(0.05))  # opened before anybody asks for it
+        client.send(relay.request())
+        warm.until()
+        warm.send(OK)
+        self.assertEqual(client.message(), OK)
+        client.close()
+        self.assertLess(warm.time_to_end(), 2)
+        self.assertTrue(self.upstream.silent(0.2))
+
+
+class Names(RelayTest):
+    def setUp(self):
+        super().setUp()
+        self.addresses = self.folder / "addresses"
+        self.addresses.write_text("")
+        self.named = self.start(f"http://listed.example:{self.upstream.port}",
+                                environment=surrounded(FERRIN_ADDRESSES=str(self.addresses)))
+
+    def reaches(self, addresses, upstream):
+        self.addresses.write_text(addresses)
+        client, side = self.named.joined(upstream)
+        side.send(LAST)
+        self.assertEqual(client.message(), OK)
+
+    def test_are_looked_up_for_each_connection_and_broken_addresses_passed_over(self):
+        self.reaches("127.0.0.1\n", self.upstream)
+        self.reaches("127.0.0.2\n", Upstream("127.0.0.2", self.upstream.port))
+        self.reaches("100::1\n::1\n127.0.0.1\n", self.upstream)  # one without a way, one where nobody listens
+
+    def test_that_are_never_found_hold_up_no_other_request_no_client_that_leaves_and_not_the_end(self):
+        leaving = self.named.client("GET /v1/leaving")
+        self.assertTrue(leaving.silent(0.3))
+        leaving.close()
+        self.named.logs("GET /v1/leaving 0 in=0 out=0 first=- total=")
+        staying = self.named.client("GET /v1/staying")
+        time.sleep(0.3)  # for so long, another request joins the look-up
+        self.reaches("127.0.0.1\n", self.upstream)
+        start = time.monotonic()
+        self.named.process.send_signal(signal.SIGTERM)
+        self.assertTrue(staying.message().startswith("HTTP/1.1 502 "))
+        self.assertEqual(self.named.process.wait(PATIENCE), 0)
+        self.assertLess(time.monotonic() - start, 4.9)
+
+
+class Tls(RelayTest):
+    """The upstream's certificate is the relay's only root."""
+
+    def setUp(self):
+        super().setUp()
+        self.own = self.identity("localhost")
+
+    def identity(self, host):
+        """A file with a key and a certificate of its own making."""
+        file = self.folder / f"{len(list(self.folder.iterdir()))}.pem"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                        "-subj", f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out",
+                        file], check=True, stderr=subprocess.DEVNULL)
+        return file
+
+    def trusting(self, root, port):
+        return self.start(f"https://localhost:{port}", environment={"SSL_CERT_FILE": str(root)})
+
+    def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(identity)
+        if newest < ssl.TLSVersion.TLSv1_2:
+            context.minimum_version = newest
+            context.set_ciphers("ALL:@SECLEVEL=0")
+        context.maximum_version = newest
+        context.sni_callback = lambda _, name, __: self.names.append(name)
+        self.names = []
+        return context
+
+    def serve(self, context, answer, farewell=True):
+        """Answers one request on one connection; the request's head, and whether the session was an older one's."""
+        with context.wrap_socket(self.upstream.accept().socket, server_side=True) as side:
+            told = Connection(side).until(), side.session_reused
+            side.sendall(answer.encode())
+            with contextlib.suppress(OSError):
+                if farewell:
+                    side.unwrap()
+            return told
+
+    def test_is_verified_named_and_resumed(self):
+        relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
+        for resumed in (False, True):
+            client = relay.client()
+            head, reused = self.serve(context, LAST)
+            self.assertEqual(client.message(), OK)
+            self.assertTrue(head.startswith("GET /a HTTP/1.1\r\nHost: localhost:"))
+            self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
+
+    def test_is_refused_when_it_can_not_be_verified(self):
+        misnamed = self.identity("other.example")
+        for shown, trusted, newest, cause in (
+                (self.identity("localhost"), self.own, ssl.TLSVersion.TLSv1_3, "self-signed certificate"),
+                (misnamed, misnamed, ssl.TLSVersion.TLSv1_3, "hostname mismatch"),
+                (self.own, self.own, ssl.TLSVersion.TLSv1_1, "protocol version")):
+            wary = self.trusting(trusted, self.upstream.port)
+            client = wary.client()
+            with self.assertRaises((OSError, EOFError)):
+                self.serve(self.context(shown, newest), OK)
+            self.assertIn('"code":"upstream_unreachable"', client.message())
+            wary.logs(cause)
+
+    def test_takes_an_end_without_farewell_for_a_break(self):
+        relay = self.trusting(self.own, self.upstream.port)
+        client = relay.client()
+        self.serve(self.context(self.own), "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
+        self.assertTrue(client.rest().endswith("<reset>"))
+        relay.logs("end=truncated")
+
+    def test_stays_fit_and_at_rest_when_only_tls_itself_sends_something(self):
+        with subprocess.Popen(["openssl", "s_server", "-accept", "127.0.0.1:0", "-key", self.own, "-cert", self.own],
+                              stdin=subprocess.PIPE, stdout=open(self.folder / "told", "wb"), bufsize=0) as server:
+            self.addCleanup(server.kill)
+            told = lambda text: eventually(lambda: re.search(text, (self.folder / "told").read_text()))
+            relay = self.trusting(self.own, told(r"ACCEPT 127.0.0.1:(\d+)")[1])
+            client = relay.client("GET /v1/a")
+            self.assertTrue(told("GET /a"))
+            server.stdin.write(OK.encode())
+            self.assertEqual(client.message(), OK)
+            before = relay.processor_seconds()
+            server.stdin.write(b"k\n")  # a key update
+            time.sleep(0.5)
+            self.assertLess(relay.processor_seconds() - before, 0.15)
+            client.send(relay.request("GET /v1/b"))
+            self.assertTrue(told("GET /b"))
+            server.stdin.write(OK.encode())
+            self.assertEqual(client.message(), OK)
+            relay.logs("upstream=reused end=complete")
+            server.kill()
