@@ -27,16 +27,6 @@ TEST(KeyFile, followsEveryChangeOfTheFile) {
   EXPECT_EQ(file.current(), "");
 }
 
-TEST(KeyFile, keepsASettledKeyUntilTheFileIsReplaced) {
-  const ferrin::tests::TemporaryFolder folder;
-  put(folder / "key", "sk-old");
-  KeyFile file(folder / "key");
-  EXPECT_EQ(file.current(), "sk-old");
-  put(folder / "new", "sk-new");
-  std::filesystem::rename(folder / "new", folder / "key");
-  EXPECT_EQ(file.current(), "sk-new");
-}
-
 TEST(KeyFile, refusesWhatCannotBeAKey) {
   const ferrin::tests::TemporaryFolder folder;
   KeyFile file(folder / "key");

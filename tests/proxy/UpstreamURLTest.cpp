@@ -12,21 +12,16 @@ TEST(UpstreamTarget, putsWhatFollowsV1BelowTheBase) {
     std::optional<std::string> mapped;
   };
   const Row rows[] = {
-      {"https://h/v1", "/v1/responses?beta=true", "/v1/responses?beta=true"},
-      {"https://h/v1/", "/v1/responses", "/v1/responses"},
+      {"https://h/v1/", "/v1/responses?beta=true", "/v1/responses?beta=true"},
       {"https://h", "/v1/responses", "/responses"},
       {"https://h/", "/v1", "/"},
       {"https://h", "/v1?x", "/?x"},
-      {"https://h/a/b//", "/v1", "/a/b"},
-      {"https://h/a", "/v1/", "/a/"},
-      {"https://h/a", "/v1/x%2Fy/../z?q=/v1/%zz", "/a/x%2Fy/../z?q=/v1/%zz"},
-      {"https://h/a%20b", "/v1/x", "/a%20b/x"},
+      {"https://h/a/b//", "/v1/", "/a/b/"},
+      {"https://h/a%20b", "/v1/x%2Fy/../z?q=/v1/%zz", "/a%20b/x%2Fy/../z?q=/v1/%zz"},
       {"https://h/a", "/v1//x", "/a//x"},
       {"https://h", "/v1//x", std::nullopt},
       {"https://h/v1", "/v1beta/x", std::nullopt},
       {"https://h/v1", "/V1/x", std::nullopt},
-      {"https://h/v1", "/", std::nullopt},
-      {"https://h/v1", "*", std::nullopt},
       {"https://h/v1", "", std::nullopt},
   };
   for (const Row& row : rows)
@@ -41,11 +36,9 @@ TEST(ParseUpstreamURL, knowsHostAndPort) {
     const char* hostField;
   };
   const Row rows[] = {
-      {"http://api.example", "api.example", 80, "api.example"},
       {"https://api.example:443/v1", "api.example", 443, "api.example"},
       {"http://api.example:443", "api.example", 443, "api.example:443"},
-      {"HTTP://127.0.0.1:9", "127.0.0.1", 9, "127.0.0.1:9"},
-      {"https://[::1]:8443/x", "::1", 8443, "[::1]:8443"},
+      {"HTTP://[::1]:80/x", "::1", 80, "[::1]"},
       {"https://api.example:", "api.example", 443, "api.example"},
   };
   for (const Row& row : rows) {
