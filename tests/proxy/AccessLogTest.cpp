@@ -10,23 +10,6 @@
 namespace ferrin::proxy {
 namespace {
 
-TEST(ExchangeRecord, isOneLine) {
-  ExchangeRecord record;
-  record.method = "POST";
-  record.path = "/v1/a b\n\x1b[1m\xC3\xA9";
-  record.status = 200;
-  record.bytesIn = 1234;
-  record.total = std::chrono::milliseconds(4211);
-  record.upstream = UpstreamUse::reused;
-  record.ending = Ending::truncated;
-  record.cause = "closed in mid-answer";
-  std::string line;
-  append(line, record);
-  EXPECT_EQ(line,
-            "POST /v1/a\\x20b\\x0A\\x1B[1m\\xC3\\xA9 200 in=1234 out=0 first=- total=4211ms upstream=reused "
-            "end=truncated cause=\"closed in mid-answer\"");
-}
-
 TEST(TimeStamps, areUTCWithMilliseconds) {
   TimeStamps stamps;
   std::string out;

@@ -29,23 +29,15 @@ TEST(UpstreamTarget, putsWhatFollowsV1BelowTheBase) {
 }
 
 TEST(ParseUpstreamURL, knowsHostAndPort) {
-  struct Row {
-    const char* text;
-    const char* host;
-    std::uint16_t port;
-    const char* hostField;
+  const std::pair<const char*, const char*> rows[] = {
+      {"https://api.example:443/v1", "api.example 443 api.example"},
+      {"http://api.example:443", "api.example 443 api.example:443"},
+      {"HTTP://[::1]:80/x", "::1 80 [::1]"},
+      {"https://api.example:", "api.example 443 api.example"},
   };
-  const Row rows[] = {
-      {"https://api.example:443/v1", "api.example", 443, "api.example"},
-      {"http://api.example:443", "api.example", 443, "api.example:443"},
-      {"HTTP://[::1]:80/x", "::1", 80, "[::1]"},
-      {"https://api.example:", "api.example", 443, "api.example"},
-  };
-  for (const Row& row : rows) {
-    const UpstreamURL url = parseUpstreamURL(row.text);
-    EXPECT_EQ(url.host, row.host);
-    EXPECT_EQ(url.port, row.port) << row.text;
-    EXPECT_EQ(url.hostField, row.hostField);
+  for (const auto& [text, expected] : rows) {
+    const UpstreamURL url = parseUpstreamURL(text);
+    EXPECT_EQ(url.host + " " + std::to_string(url.port) + " " + url.hostField, expected);
   }
 }
 

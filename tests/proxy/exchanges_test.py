@@ -2,7 +2,7 @@
 
 import time
 
-from peers import OK, STREAM, Connection, RelayTest, deaf_port, surrounded
+from peers import OK, STREAM, Connection, RelayTest, surrounded
 
 MEGABYTES = 1_000_000
 LEAVING = (Connection.close, Connection.reset)
@@ -44,17 +44,6 @@ class Exchange(RelayTest):
                 self.assertLess(side.time_to_end(), 1, (name, leave))
         self.relay.logs("end=client-gone")
 
-    def test_connecting_ends_within_a_second_of_the_clients_leaving(self):
-        for url in (f"http://127.0.0.1:{deaf_port(self.addCleanup)}", self.upstream.url.replace("http", "https")):
-            relay = self.start(url)
-            client = relay.client("POST /v1/a", "Content-Length: 9", more="part")
-            self.assertTrue(client.silent(0.2))
-            left = time.monotonic()
-            client.close()
-            relay.logs("end=client-gone")
-            self.assertLess(time.monotonic() - left, 1, url)
-        self.assertLess(self.upstream.accept().time_to_end(), 1)
-
     def test_a_stalled_upload_ends_when_the_client_leaves(self):
         """The end of a connection that is closed waits behind what was sent before, which nobody reads here."""
         for leave in LEAVING:
@@ -86,9 +75,7 @@ class Exchange(RelayTest):
         clock.write_text("0")
         relay = self.start(self.upstream.url, timeout=1, environment=surrounded(FERRIN_CLOCK=str(clock)))
         client, side = relay.joined(self.upstream)
-        answer = client.message()
-        self.assertTrue(answer.startswith("HTTP/1.1 504 Gateway Timeout\r\n"))
-        self.assertIn('"code":"upstream_timeout"', answer)
+        self.assert_refused(client.message(), "504 upstream_timeout")
         clock.write_text("1000000000")
         client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2")
         for sender, receiver, pieces in ((client, side, "xx"), (side, client, [STREAM, "1\r\nx\r\n", "1\r\nx\r\n"])):
@@ -97,15 +84,11 @@ class Exchange(RelayTest):
                 sender.send(piece)
                 self.assertEqual(receiver.read(len(piece)), piece)
         self.assertTrue(0.8 < client.time_to_end() < 2.5)
-        relay.logs('end=truncated cause="no byte for too long; try again"')
-        self.assertIn("\n19", relay.log())  # the year: the clock did go back
-
-    def test_a_reader_who_takes_nothing_for_too_long_is_left(self):
-        relay = self.start(self.upstream.url, timeout=1)
-        client = relay.client(room=4096)
-        side = self.upstream.accept()
+        slow, side = relay.client("GET /v1/slow", room=4096), self.upstream.accept()
         side.send("HTTP/1.1 200 OK\r\nContent-Length: 100000000\r\n\r\n")
         stalled(side)
         self.assertLess(side.time_to_end(), 3)
-        relay.logs('end=truncated cause="no byte for too long; try again"')
-        client.close()
+        slow.close()
+        relay.logs("GET /v1/slow 200 ")
+        self.assertEqual(relay.log().count('end=truncated cause="no byte for too long; try again"'), 2)
+        self.assertIn("\n19", relay.log())  # the year: the clock did go back

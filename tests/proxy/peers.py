@@ -36,7 +36,7 @@ class Connection:
     """One end of a TCP connection; `end` is a socket, or a port of this computer. A small `room` makes a slow reader."""
 
     def __init__(self, end, room=0, family=socket.AF_INET):
-        self.socket, self.buffer = end, b""
+        self.socket, self.buffer = end, bytearray()
         if isinstance(end, int):
             self.socket = socket.socket(family)
             if room:
@@ -56,27 +56,30 @@ class Connection:
 
     def fill(self):
         """Reads once. False at the end; a reset counts as "<reset>" there."""
+        block = b""
         try:
             block = self.socket.recv(65536)
         except ConnectionResetError:
-            block, self.buffer = b"", self.buffer + b"<reset>"
+            self.buffer += b"<reset>"
         except TimeoutError:
             raise AssertionError(f"nothing came; so far: {self.buffer[:300]}") from None
         self.buffer += block
         return bool(block)
 
-    def read(self, size):
-        while len(self.buffer) < size:
+    def fill_until(self, enough):
+        while not enough():
             if not self.fill():
                 raise EOFError(f"ended early, after: {self.buffer[:300]}")
-        text, self.buffer = self.buffer[:size].decode("latin-1"), self.buffer[size:]
+
+    def read(self, size):
+        self.fill_until(lambda: len(self.buffer) >= size)
+        text = self.buffer[:size].decode("latin-1")
+        del self.buffer[:size]
         return text
 
     def until(self, end="\r\n\r\n"):
-        while (at := self.buffer.find(end.encode("latin-1"))) < 0:
-            if not self.fill():
-                raise EOFError(f"ended early, after: {self.buffer[:300]}")
-        return self.read(at + len(end))
+        self.fill_until(lambda: end.encode("latin-1") in self.buffer)
+        return self.read(self.buffer.index(end.encode("latin-1")) + len(end))
 
     def message(self):
         """A head and as much body as its Content-Length says."""
@@ -127,16 +130,13 @@ class Upstream:
         return not select.select([self.socket], [], [], seconds)[0]
 
 
-def deaf_port(cleanup):
-    """Of somebody who never takes a connection: one more is not even refused."""
-    listener = socket.create_server(("127.0.0.1", 0), backlog=0)
-    callers = [socket.socket() for _ in range(2)]  # the queue has room for one, the system knocks again for the other
-    for caller in callers:
+def deaf(address="127.0.0.1", port=0):
+    """Sockets as long as which somebody listens who never takes a connection: one more is not even refused."""
+    sockets = [socket.create_server((address, port), backlog=0), socket.socket(), socket.socket()]
+    for caller in sockets[1:]:  # the queue has room for one, and the system knocks again for the other
         caller.setblocking(False)
-        caller.connect_ex(listener.getsockname())
-    for each in (listener, *callers):
-        cleanup(each.close)
-    return listener.getsockname()[1]
+        caller.connect_ex(sockets[0].getsockname())
+    return sockets
 
 
 def surrounded(**variables):
@@ -220,6 +220,14 @@ class RelayTest(unittest.TestCase):
     @functools.cached_property
     def relay(self):
         return self.start(self.upstream.url)
+
+    def assert_refused(self, answer, expected):
+        """By the relay itself; `expected` is a status and a code."""
+        status, code = expected.split()
+        self.assertTrue(answer.startswith(f"HTTP/1.1 {status} "), answer)
+        self.assertIn("\r\nX-Ferrin-Relay: error\r\n", answer)
+        self.assertTrue(answer.endswith(f'"type":"relay_error","param":null,"code":"{code}"}}}}'), answer)
+        self.assertNotIn("Access-Control", answer)
 
     def start(self, *arguments, **settings):
         relay = Relay(*arguments, folder=self.folder, **settings)

@@ -17,85 +17,70 @@ import tempfile
 import threading
 import time
 
-from peers import Relay, eventually, request_rows
+from peers import Connection, Relay, Upstream, eventually, request_rows
 
 HERE = pathlib.Path(__file__).parent
 END = "GET /v1/end HTTP/1.1\r\nHost: 127.0.0.1:00000\r\nConnection: close\r\n\r\n"
 
 
-class Recorder:
+class Recorder(Upstream):
     """An HTTP server that keeps what it is asked: (method, target, body) and, in `raw`, the bytes themselves."""
 
     def __init__(self):
-        self.listener = socket.create_server(("127.0.0.1", 0), backlog=128)
-        self.port = self.listener.getsockname()[1]
-        self.requests, self.raw = [], b""
-        threading.Thread(target=self.accept, daemon=True).start()
+        super().__init__()
+        self.requests, self.raw = [], ""
+        self.socket.settimeout(None)
+        threading.Thread(target=self.serve_all, daemon=True).start()
 
-    def accept(self):
+    def serve_all(self):
         while True:
-            threading.Thread(target=self.serve, args=self.listener.accept()[:1], daemon=True).start()
+            threading.Thread(target=self.serve, args=(self.accept(),), daemon=True).start()
 
-    def serve(self, connection):
-        with connection, connection.makefile("rb") as stream, contextlib.suppress(OSError, ValueError):
-            while raw := b"".join(self.head(stream)):
-                framed, body = self.body(stream, raw)
-                self.requests.append((*raw.split(b" ", 2)[:2], body))
-                self.raw += raw + framed
-                connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")
-
-    @staticmethod
-    def head(stream):
-        """Its lines, or a trailer's."""
-        while (line := stream.readline()) not in (b"", b"\r\n"):
-            yield line
-        yield line
+    def serve(self, side):
+        with contextlib.suppress(AssertionError, EOFError, OSError, ValueError):
+            while head := side.until():
+                framed, body = self.body(side, head)
+                self.requests.append((*head.split(" ", 2)[:2], body))
+                self.raw += head + framed
+                side.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")
 
     @staticmethod
-    def body(stream, head):
+    def body(side, head):
         """As it came, and what it holds."""
-        if length := re.search(rb"\r\ncontent-length: (\d+)", head, re.IGNORECASE):
-            body = Recorder.exactly(stream, int(length[1]))
-            return body, body
-        framed, body, size = b"", b"", 1 if re.search(rb"\r\ntransfer-encoding: chunked\r\n", head, re.IGNORECASE) else 0
+        if length := re.search(r"\r\ncontent-length: (\d+)", head, re.IGNORECASE):
+            return 2 * (side.read(int(length[1])),)
+        framed, body, size = "", "", 1 if re.search(r"\r\ntransfer-encoding: chunked\r\n", head, re.IGNORECASE) else 0
         while size:
-            line = stream.readline()
-            size = int(line.split(b";")[0], 16)
-            chunk = Recorder.exactly(stream, size + 2) if size else b"".join(Recorder.head(stream))
-            framed, body = framed + line + chunk, body + (chunk[:-2] if size else b"")
+            line = side.until("\r\n")
+            size = int(line.split(";")[0], 16)
+            chunk = side.read(size + 2) if size else "".join(iter(lambda: side.until("\r\n"), "\r\n")) + "\r\n"
+            framed, body = framed + line + chunk, body + (chunk[:-2] if size else "")
         return framed, body
-
-    @staticmethod
-    def exactly(stream, size):
-        content = stream.read(min(size, 1 << 20))
-        if len(content) != size:
-            raise ValueError("cut off")
-        return content
 
 
 class Reader:
-    """One of the three, in front of a recorder of its own, which `start` is told with the port to listen on."""
+    """One of the three, in front of a recorder of its own, whose port `start` is told and answers with the reader's."""
 
     def __init__(self, name, start):
         self.name, self.recorder = name, Recorder()
-        with socket.create_server(("127.0.0.1", 0)) as probe:
-            self.port = probe.getsockname()[1]
-        self.port = start(self.port, self.recorder.port) or self.port
+        self.port = start(self.recorder.port)
         if not eventually(lambda: socket.socket().connect_ex(("127.0.0.1", self.port)) == 0):
             sys.exit(f"{name} did not start")
 
     def read(self, request, patience):
-        self.recorder.requests, self.recorder.raw = [], b""
-        answers, waits = b"", False
-        with socket.create_connection(("127.0.0.1", self.port)) as connection, contextlib.suppress(ConnectionError):
-            connection.settimeout(patience)
-            connection.sendall(request)
-            try:
-                while block := connection.recv(65536):
-                    answers += block
-            except TimeoutError:
-                waits = True
-        statuses = [int(status) for status in re.findall(rb"HTTP/1.1 ([2-5]..) ", answers)]
+        self.recorder.requests, self.recorder.raw = [], ""
+        client, waits = Connection(self.port), False
+        client.socket.settimeout(patience)
+        try:
+            client.send(request)
+            while client.fill():
+                pass
+        except AssertionError:
+            waits = True
+        except OSError:  # refused before all of it was sent
+            pass
+        client.close()
+        statuses = [int(status) for status in re.findall(rb"HTTP/1.1 ([2-5]..) ", client.buffer)]
         return Reading(self.recorder.requests, statuses, waits)
 
 
@@ -103,9 +88,9 @@ class Reading:
     """What one of them takes some bytes for, up to where it refuses, closes or waits for more."""
 
     def __init__(self, requests, statuses, waits):
-        self.requests = [(method, re.sub(rb"^http://[^/]*", b"", target), body) for method, target, body in requests]
+        self.requests = [(method, re.sub(r"^http://[^/]*", "", target), body) for method, target, body in requests]
         self.statuses, self.waits = statuses, waits
-        self.whole = bool(requests) and requests[-1][1] == b"/v1/end"
+        self.whole = bool(requests) and requests[-1][1] == "/v1/end"
 
     def __repr__(self):
         return f"{self.requests}{'' if self.whole else ' and waits' if self.waits else ' and no more'}"
@@ -121,10 +106,10 @@ class Reading:
 
 def contradictions(relay, others, request, patience):
     """What the relay reads, and lines that tell of others who read it, or what the relay sends on, differently."""
-    lines, end = [], END.replace("00000", f"{relay.port:05}").encode()
+    lines, end = [], END.replace("00000", str(relay.port))
     ours = relay.read(request + end, patience)
     sent = relay.recorder.raw + end
-    expected = Reading(ours.requests + [(b"GET", b"/v1/end", b"")], [], False)
+    expected = Reading(ours.requests + [("GET", "/v1/end", "")], [], False)
     for other in others:
         theirs, again = other.read(request + end, patience), other.read(sent, patience)
         if ours.contradicts(theirs):
@@ -141,29 +126,29 @@ def checked(relay, others, request):
 
 
 def mutated(chance, seeds):
-    text = bytearray(chance.choice(seeds))
+    text = chance.choice(seeds)
     for _ in range(chance.randint(1, 3)):
-        at, other = chance.randrange(len(text)), chance.choice(seeds)
+        at, other = chance.randrange(len(text) + 1), chance.choice(seeds)
         start = chance.randrange(len(other))
-        piece = chance.choice([b"\r\n", b"Content-Length: 5", b"Transfer-Encoding: chunked",
-                               *(bytes([byte]) for byte in b"\0\t\n\r ,:;0159afx\x7f\xff")])
-        text[at:at + chance.choice([0, 0, 1, 4])] = chance.choice([piece, piece, b"", other[start:start + 40]])
-    return bytes(text or b" ")
+        piece = chance.choice(["\r\n", "Content-Length: 5", "Transfer-Encoding: chunked", *"\0\t\n\r ,:;0159afx\x7f\xff"])
+        text = text[:at] + chance.choice([piece, piece, "", other[start:start + 40]]) + text[at + chance.choice([0, 0, 1, 4]):]
+    return text
 
 
 def main(folder, cleanup, program, seconds=2.0):
-    def relay(_, recorder):
+    def relay(recorder):
         process = Relay(f"http://127.0.0.1:{recorder}/v1", timeout=20, program=program)
         cleanup.callback(process.stop)
         return process.port
 
     def configured(name, *command):
-        def start(port, recorder):
-            text = (HERE / name).read_text()
-            for mark, value in {"@PORT@": port, "@RECORDER@": recorder, "@FOLDER@": folder}.items():
-                text = text.replace(mark, str(value))
-            (folder / name).write_text(text)
+        def start(recorder):
+            with socket.create_server(("127.0.0.1", 0)) as probe:
+                port = probe.getsockname()[1]
+            text = (HERE / name).read_text().replace("@PORT@", str(port)).replace("@RECORDER@", str(recorder))
+            (folder / name).write_text(text.replace("@FOLDER@", str(folder)))
             cleanup.callback(subprocess.Popen([*command, folder / name], stderr=subprocess.DEVNULL).terminate)
+            return port
         return start
 
     ours = Reader("relay", relay)
@@ -171,7 +156,7 @@ def main(folder, cleanup, program, seconds=2.0):
               Reader("haproxy", configured("haproxy.cfg", "/usr/sbin/haproxy", "-db", "-q", "-f"))]
     seeds, rows, failures = [], 0, []
     for section, name, text in request_rows(ours.port):
-        seeds.append(text.encode("latin-1"))
+        seeds.append(text)
         if not section.startswith("passed"):
             continue
         rows, (reading, lines) = rows + 1, checked(ours, others, seeds[-1])
@@ -179,7 +164,7 @@ def main(folder, cleanup, program, seconds=2.0):
         if not {*reading.statuses} <= {200, 426}:
             failures.append(f"{name}: the relay answers {reading.statuses}")
     for file in sorted((HERE.parent / "fuzz/corpus/head").iterdir()):
-        seeds.append(file.read_bytes().replace(b"127.0.0.1:8787", b"127.0.0.1:%d" % ours.port))
+        seeds.append(file.read_bytes().decode("latin-1").replace("127.0.0.1:8787", f"127.0.0.1:{ours.port}"))
     chance, count, end = random.Random(1), 0, time.monotonic() + float(seconds)
     while time.monotonic() < end:
         request, count = mutated(chance, seeds), count + 1

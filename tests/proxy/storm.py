@@ -18,30 +18,28 @@ from peers import OK, STREAM, Connection, Relay, Upstream
 CLIENTS = 64
 
 
-def content(mark, size):
-    """What is said in the exchange `mark`."""
-    return (f"{mark}/" * (size // 2 + 1))[:size]
+class Exchange:
+    """What is said in the exchange `mark`, and how much of its answer the upstream sends: the whole, if it stays."""
 
+    def __init__(self, mark):
+        self.mark, self.resets = mark, mark % 2 == 0
+        self.body = (f"{mark}/" * 3000)[:1 + mark % 3000]
+        said = (f"{mark}?" * 25_000)[:mark % 50_000]
+        chunks = (said[at:at + 0x500] for at in range(0, len(said), 0x500))
+        self.answer = OK.replace("2\r\n\r\nok", f"{len(said)}\r\n\r\n{said}")
+        if mark % 3 != 0:
+            self.answer = STREAM + "".join(f"{len(chunk):x}\r\n{chunk}\r\n" for chunk in chunks) + "0\r\n\r\n"
+        self.sent = self.answer[:mark // 7 % len(self.answer)] if mark % 7 == 0 else self.answer
+        self.whole = self.sent == self.answer
 
-def body(mark):
-    return content(mark, 1 + mark % 3000)
-
-
-def answer(mark):
-    said = content(mark + 1, mark % 50_000)
-    if mark % 3 == 0:
-        return OK.replace("2\r\n\r\nok", f"{len(said)}\r\n\r\n{said}")
-    chunks = (said[at:at + 0x500] for at in range(0, len(said), 0x500))
-    return STREAM + "".join(f"{len(chunk):x}\r\n{chunk}\r\n" for chunk in chunks) + "0\r\n\r\n"
-
-
-def sent(mark):
-    """How much of its answer the upstream sends before it leaves; the whole if it stays."""
-    return answer(mark)[:mark // 7 % len(answer(mark))] if mark % 7 == 0 else answer(mark)
-
-
-def resets(mark):
-    return mark % 2 == 0
+    def check_broken_off(self, client):
+        """What a reset overtakes is lost: the end of what the client would have seen, or all the relay would have."""
+        seen = client.some()
+        if "\r\n\r\n" not in self.sent or (self.resets and seen.startswith("HTTP/1.1 502 ")):
+            assert seen.startswith("HTTP/1.1 502 "), seen[:50]
+        else:
+            seen += "" if seen.endswith("<reset>") else client.rest()
+            assert seen.endswith("<reset>") and self.sent.startswith(seen[:-7]), (self.mark, seen[:50], seen[-50:])
 
 
 def serve(side):
@@ -50,28 +48,14 @@ def serve(side):
     while True:
         try:
             request = side.message()
+            exchange = Exchange(int(re.search(r"/(\d+)", request)[1]))
+            assert "\r\nAuthorization: Bearer sk-" in request and request.endswith("\r\n\r\n" + exchange.body), request
+            side.send(exchange.sent[:len(exchange.sent) // 2])
+            side.send(exchange.sent[len(exchange.sent) // 2:])
         except (EOFError, OSError):  # the relay has left
             return side.close()
-        mark = int(re.search(r"/(\d+)", request)[1])
-        assert "\r\nAuthorization: Bearer sk-" in request and request.endswith("\r\n\r\n" + body(mark)), request
-        part = sent(mark)
-        try:
-            side.send(part[:len(part) // 2])
-            side.send(part[len(part) // 2:])
-        except OSError:
-            return side.close()
-        if part != answer(mark):
-            return side.reset() if resets(mark) else side.close()
-
-
-def check_broken_off(client, mark):
-    """What a reset overtakes is lost: the end of what the client would have seen, or all that the relay would have."""
-    seen, part = client.some(), sent(mark)
-    if "\r\n\r\n" not in part or (resets(mark) and seen.startswith("HTTP/1.1 502 ")):
-        assert seen.startswith("HTTP/1.1 502 "), seen[:50]
-    else:
-        seen += "" if seen.endswith("<reset>") else client.rest()
-        assert seen.endswith("<reset>") and part.startswith(seen[:-7]), (mark, seen[:50], seen[-50:])
+        if not exchange.whole:
+            return side.reset() if exchange.resets else side.close()
 
 
 def stray(relay, seed, enough):
@@ -80,20 +64,20 @@ def stray(relay, seed, enough):
     for count in itertools.count():
         if enough.is_set():
             return count
-        mark, leaving = chance.getrandbits(31), chance.randrange(8)
+        exchange, leaving = Exchange(chance.getrandbits(31)), chance.randrange(8)
         if not client or chance.randrange(4) == 0:
             client = Connection(relay.port)
-        request, whole = relay.request(f"POST /v1/{mark}", body=body(mark)), sent(mark) == answer(mark)
+        request = relay.request(f"POST /v1/{exchange.mark}", body=exchange.body)
         client.send(request[:chance.randrange(len(request))] if leaving == 0 else request)
-        if leaving == 1 and whole:
-            client.read(chance.randrange(len(answer(mark))))
+        if leaving == 1 and exchange.whole:
+            client.read(chance.randrange(len(exchange.answer)))
         if leaving < 2:
             client.reset() if chance.randrange(2) else client.close()
-        elif whole:
-            assert client.read(len(answer(mark))) == answer(mark), f"of exchange {mark}"
+        elif exchange.whole:
+            assert client.read(len(exchange.answer)) == exchange.answer, f"of exchange {exchange.mark}"
             continue
         else:
-            check_broken_off(client, mark)
+            exchange.check_broken_off(client)
         client = None
 
 
@@ -101,11 +85,9 @@ def storm(relay, seconds):
     enough, end = threading.Event(), time.monotonic() + seconds
     with concurrent.futures.ThreadPoolExecutor(CLIENTS) as pool:
         clients = [pool.submit(stray, relay, seed, enough) for seed in range(CLIENTS)]
-        for turn in itertools.count():
-            if time.monotonic() > end:
-                break
-            new = relay.key_file.with_suffix(".new")
-            new.write_text(f"sk-{turn}")
+        new = relay.key_file.with_suffix(".new")
+        while time.monotonic() < end:
+            new.write_text(f"sk-{time.monotonic()}")
             os.replace(new, relay.key_file)
             time.sleep(0.001)
         enough.set()
