@@ -7,90 +7,106 @@
 namespace ferrin::app {
 namespace {
 
+using tests::contentOf;
+using tests::put;
+
 TEST(ContentView, asksForTheStateAndTheSavedConfigurationEachTimeItAppears) {
   TestApplication app;
   app.view->appear();
   EXPECT_EQ(app.form(), "默认|||gpt-5.6-terra");
   EXPECT_EQ(app.status(), "Relay is stopped");
-  EXPECT_TRUE(app.view->restartChatGPT);
-  EXPECT_TRUE(app.files().empty());
-  core::saveProfiles({{core::UUID::random(), "b", "u", "m", "k"}, {core::UUID::random(), "a", "u", "m", "k"}},
-                     app.at);
-  for (const bool running : {true, false}) {
-    tests::put(app.at.runningMarker, running ? "running\n" : "stopped\n");
-    tests::put(app.at.upstreamURLFile, running ? " https://one.example/ \n" : "https://two.example");
-    app.view->appear();
-    EXPECT_EQ(app.view->launcherState.isRunning(), running);
-    EXPECT_EQ(app.form(), running ? "默认|https://one.example||gpt-5.6-terra"
-                                  : "默认|https://two.example||gpt-5.6-terra");
-  }
-  EXPECT_EQ(app.view->profiles.get().at(0).name, "a");
+  EXPECT_TRUE(tests::filesBelow(app.home.path()).empty());
+  core::saveProfiles({{core::UUID::random(), "a", "u", "m", "k"}}, app.at);
+  put(app.at.runningMarker, "running\n");
+  put(app.at.upstreamURLFile, " https://one.example/ \n");
   int told = 0;
   const auto subscription = app.view->subscribe([&told] { ++told; });
-  app.state.setRunning(true);
-  EXPECT_EQ(told, 1);
-}
-
-TEST(ContentView, loadsAProfileOncePerChangeOfTheSelection) {
-  TestApplication app;
-  const core::ProviderProfile work{core::UUID::random(), "Work 工作", "https://w.example/", "wm", "k"};
-  core::saveProfiles({work}, app.at);
   app.view->appear();
-  app.view->apiKey = "typed";
-  app.view->selectedProfileID = work.id().text();
-  EXPECT_EQ(app.form(), "Work 工作|https://w.example/||wm");
-  EXPECT_EQ(app.status(), "Loaded Work 工作. The key is stored securely.");
-  app.view->apiKey = "again";
-  for (const std::string& id : {work.id().text(), std::string(), std::string("no such profile")}) {
-    app.view->selectedProfileID = id;
-    EXPECT_EQ(app.form(), "Work 工作|https://w.example/|again|wm") << id;
+  EXPECT_TRUE(app.state.isRunning());
+  EXPECT_EQ(app.form(), "默认|https://one.example||gpt-5.6-terra");
+  EXPECT_EQ(told, 3) << "of the state, the profiles and the address";
+}
+
+TEST(ContentView, appliesStopsAndRestores) {
+  for (const bool restarts : {true, false}) {
+    TestApplication app;
+    put(app.at.configURL, "");
+    app.view->restartChatGPT = restarts;
+    app.fill("n", " " + typedURL + "/", " sk-1 ", "m");
+    app.view->apply();
+    EXPECT_EQ(app.status(), "Saving relay profile and starting the private relay...");
+    EXPECT_EQ(contentOf(app.at.upstreamURLFile), "<none>") << "not on the main thread";
+    app.fill("other", "https://other.example", "sk-2", "");
+    app.run(app.background);
+    EXPECT_EQ(contentOf(app.at.upstreamURLFile), typedURL + "\n");
+    EXPECT_EQ(contentOf(app.at.upstreamKeyFile), "sk-1\n");
+    EXPECT_EQ(app.asked(), "define|bootout|bootstrap|kickstart|");
+    EXPECT_TRUE(app.view->isWorking && !app.state.isRunning());
+    app.run(app.main);
+    EXPECT_TRUE(!app.view->isWorking && app.state.isRunning());
+    EXPECT_EQ(app.form(), "other|https://other.example||");
+    EXPECT_EQ(app.status(), "Running: relay is ready; Ferrin configuration was left unchanged");
+    EXPECT_EQ(app.asked(), restarts ? "restart ChatGPT|hide|" : "");
+
+    app.view->stop();
+    EXPECT_EQ(app.asked(), "bootout|bootout|");
+    EXPECT_FALSE(app.state.isRunning());
+    EXPECT_EQ(app.status(), "Relay stopped. Profiles and keys were kept.");
+
+    app.state.setRunning(true);
+    app.view->restoreOfficial();
+    EXPECT_EQ(app.status(), "正在恢复官方 OpenAI 配置...");
+    app.finishWork();
+    EXPECT_TRUE(!app.view->isWorking && !app.state.isRunning());
+    EXPECT_EQ(app.status(), "已恢复官方 OpenAI 配置");
+    EXPECT_EQ(app.asked(), restarts ? "bootout|bootout|restart ChatGPT|" : "bootout|bootout|");
   }
 }
 
-TEST(SendToProvider, needsAnAddressAKeyAndText) {
-  struct Row {
-    const char* name;
-    std::string url, key, model, response;
-  };
-  const std::string refusal = "请先填写有效的第三方 URL 和 API Key。";
-  for (const Row& row :
-       {Row{"no key", typedURL, " ", "m", refusal}, Row{"no address", "http://h/%zz", "k", "m", refusal},
-        Row{"no text", typedURL, "k", "m\xFF", "old"}}) {
-    TestApplication app;
-    app.fill("n", row.url, row.key, row.model);
-    app.view->response = "old";
-    app.view->sendToProvider();
-    EXPECT_EQ(app.view->response.get(), row.response) << row.name;
-    EXPECT_FALSE(app.view->isSending || app.http.request) << row.name;
-  }
+TEST(ContentView, saysWhyAnActionFailedAndLeavesTheStateAlone) {
   TestApplication app;
-  app.fill("n", "", "k", "m");
-  app.view->sendToProvider();
-  EXPECT_EQ(app.http.request.value().url, "/responses");  // for the client to refuse
+  app.fill("n", typedURL, "", "m");
+  const auto statusAfter = [&app](void (ContentView::*action)(), bool runs = false) {
+    app.state.setRunning(runs);
+    ((*app.view).*action)();
+    app.finishWork();
+    EXPECT_TRUE(!app.view->isWorking && app.state.isRunning() == runs) << app.status();
+    return app.status();
+  };
+  EXPECT_EQ(statusAfter(&ContentView::apply), "Error: enter the provider API key");
+  EXPECT_EQ(statusAfter(&ContentView::restoreOfficial, true), "失败：未找到 ~/.ferrin/config.toml");
+  app.view->apiKey = "k";
+  put(app.at.upstreamKeyFile / "inside", "");
+  EXPECT_EQ(statusAfter(&ContentView::apply),
+            "Error: ~/.ferrin/secrets/openai-proxy-upstream.token: Is a directory");
+  EXPECT_EQ(app.asked(), "");
+  remove_all(app.at.upstreamKeyFile);
+  app.bootstrapResult = {5, "Bootstrap failed: 5\n"};
+  EXPECT_EQ(statusAfter(&ContentView::apply), "Error: Bootstrap failed: 5\n");
+  EXPECT_EQ(app.asked(), "define|bootout|bootstrap|");
+  EXPECT_EQ(app.form(), "n|" + typedURL + "|k|m");
 }
 
 TEST(SendToProvider, showsTheAnswerOnceItIsBackOnTheMainThread) {
   TestApplication app;
+  for (const auto& [url, key] : {std::pair(typedURL, " "), {"http://h/%zz", "k"}}) {
+    app.fill("n", url, key, "m");
+    app.view->sendToProvider();
+    EXPECT_EQ(app.view->response.get(), "请先填写有效的第三方 URL 和 API Key。") << url;
+    EXPECT_FALSE(app.view->isSending || app.complete) << url;
+  }
   app.fill("n", " " + typedURL + "/ ", " sk-1 ", " m ");
   app.view->prompt = " first\nsecond ";
-  app.view->response = "old";
   app.view->sendToProvider();
   EXPECT_EQ(app.view->response.get(), "");
-  EXPECT_EQ(app.http.request->url, typedURL + "/responses");
-  EXPECT_EQ(app.http.request->headers,
-            (std::vector<providertest::HttpHeader>{{"Authorization", "Bearer sk-1"},
-                                                   {"Content-Type", "application/json"}}));
-  EXPECT_EQ(app.http.request->body, R"({"input":" first\nsecond ","model":" m ","stream":false})");
-  EXPECT_EQ(app.http.request->timeout, std::chrono::seconds(60));
-  app.http.complete({.error = std::nullopt, .status = 200, .body = R"({"output_text":"Hello"})"});
+  EXPECT_EQ(app.request.url, typedURL + "/responses");
+  EXPECT_EQ(app.request.headers.at(0), (providertest::HttpHeader{"Authorization", "Bearer sk-1"}));
+  EXPECT_EQ(app.request.body, R"({"input":" first\nsecond ","model":" m ","stream":false})");
+  app.complete({.error = std::nullopt, .status = 200, .body = R"({"output_text":"Hello"})"});
   EXPECT_TRUE(app.view->isSending);
-  std::string order;
-  const auto subscription = app.view->subscribe([&] { order += app.view->isSending ? "text " : "done"; });
-  app.dispatcher.runMain();
+  app.run(app.main);
   EXPECT_EQ(app.view->response.get(), "Hello");
-  EXPECT_EQ(order, "text done");
-  EXPECT_EQ(app.status(), "Relay is stopped");
-  EXPECT_TRUE(app.files().empty());
+  EXPECT_FALSE(app.view->isSending);
 }
 
 TEST(ContentView, leavesNothingBehindThatTouchesItWhenItGoes) {
@@ -100,11 +116,11 @@ TEST(ContentView, leavesNothingBehindThatTouchesItWhenItGoes) {
   app.view->apply();
   app.view->restoreOfficial();
   app.view.reset();
-  app.dispatcher.runBackground();
-  app.http.complete({.error = "late", .status = std::nullopt, .body = ""});
-  app.dispatcher.runMain();
+  app.run(app.background);
+  app.complete({.error = "late", .status = std::nullopt, .body = ""});
+  app.run(app.main);
   app.state.setRunning(true);
-  EXPECT_TRUE(app.trace.take().ends_with("kickstart com.ferrin.third-party-proxy\n"));
+  EXPECT_EQ(app.asked(), "define|bootout|bootstrap|kickstart|");
 }
 
 }  // namespace

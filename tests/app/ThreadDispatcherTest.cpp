@@ -26,8 +26,8 @@ TEST(ThreadDispatcher, worksBesideTheMainThreadAndReportsOnItInOrderAndLater) {
   std::string order;
   loop.dispatcher->inBackground([&] {
     worker = std::this_thread::get_id();
-    loop.dispatcher->onMain([&, main = std::this_thread::get_id()] {
-      order += main == std::this_thread::get_id() ? "not on main" : "1";
+    loop.dispatcher->onMain([&] {
+      order += std::this_thread::get_id() == worker ? "not on main" : "1";
       loop.dispatcher->onMain([&] { order += "2"; });
       loop.dispatcher->onMain([&] { order += "3"; });
     });
@@ -41,8 +41,7 @@ TEST(ThreadDispatcher, worksBesideTheMainThreadAndReportsOnItInOrderAndLater) {
 
 TEST(ThreadDispatcher, waitsForRunningWorkAndLetsGoOfItsReport) {
   Loop loop;
-  std::promise<void> begun;
-  std::promise<void> mayEnd;
+  std::promise<void> begun, mayEnd;
   std::string done;
   loop.dispatcher->inBackground([&] {
     begun.set_value();
