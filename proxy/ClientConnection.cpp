@@ -56,7 +56,8 @@ Task<> ClientConnection::turnAway() {
   co_await endAfter(after);
 }
 
-/// Reads until client.pending begins with a whole head, whose size is headSize then.
+/// Reads until client.pending begins with a whole head, whose size is headSize then. It is in
+/// services.request up to the next wait.
 Task<ClientConnection::HeadResult> ClientConnection::readHead() {
   std::size_t searched = 0;
   bool begun = !client.pending.empty();
@@ -66,7 +67,8 @@ Task<ClientConnection::HeadResult> ClientConnection::readHead() {
       client.pending.erase(0, empty);
       searched = 0;
     }
-    headSize = endOfHead(client.pending, searched);
+    const bool worthIt = mayBeWholeHead(client.pending, searched);
+    headSize = worthIt ? parseRequestHead(client.pending, services.request) : 0;
     if (headSize == malformedHead) co_return HeadResult::malformed;
     if (headSize > maxHeadBytes || (headSize == 0 && client.pending.size() > maxHeadBytes)) {
       co_return HeadResult::tooLarge;
@@ -83,10 +85,7 @@ Task<ClientConnection::HeadResult> ClientConnection::readHead() {
 }
 
 Task<AfterAnswer> ClientConnection::answer() {
-  RequestHead head;
-  if (!parseRequestHead(std::string_view(client.pending).substr(0, headSize), head)) {
-    co_return co_await refuseUnreadable(RelayError::badRequest);
-  }
+  const RequestHead& head = services.request;
   if (const auto refused = refusalOf(head)) co_return co_await refuse(head, *refused, "");
   const std::string_view target = splitTarget(head.target).pathAndQuery;
   if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD")) {

@@ -199,64 +199,58 @@ void Exchange::endTunnel() {
 
 /// Reads up to the final answer's head and begins to forward that answer. False when there is none.
 Task<bool> Exchange::receiveAnswerHead() {
-  while (!failure) {
+  while (!failure && !answerBody) {
     if (!client.outbox.empty()) {
       const bool flushed = co_await client.outbox.flush(client.stream, silence);
       if (!flushed) clientHasGone();
     }
-    const std::size_t end = endOfHead(held, searched);
-    if (end != 0) {
-      if (!takeHead(end)) break;
-      if (answerBody) co_return true;
-    } else if (held.size() > maxHeadBytes) {
-      fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
-    } else if (const IoResult got = co_await readSome(*upstream, services.block); !takeMoreOfHead(got)) {
-      break;
+    if (failure) break;
+    const IoResult got = co_await readSome(*upstream, services.block);
+    if (got.status == IoStatus::moved) {
+      silence.renew();
+      takeHeads({services.block.data(), got.bytes});
+    } else if (got.status != IoStatus::interrupted) {
+      fail(RelayError::upstreamClosed,
+           got.reason.empty() ? "closed before an answer" : "receive: " + got.reason);
     }
   }
-  co_return false;
+  co_return !failure;
 }
 
-/// Takes what was read of the upstream. False when there will be no whole head.
-bool Exchange::takeMoreOfHead(const IoResult& got) {
-  if (got.status == IoStatus::moved) {
-    silence.renew();
-    searched = held.size();
-    held.append(services.block.data(), got.bytes);
-  } else if (got.status != IoStatus::interrupted) {
-    fail(RelayError::upstreamClosed,
-         got.reason.empty() ? "closed before an answer" : "receive: " + got.reason);
+/// Takes the heads that have come, up to the final one: `bytes`, behind those that are held. What is there of
+/// one that is incomplete is held.
+void Exchange::takeHeads(std::string_view bytes) {
+  std::size_t searched = held.size();
+  if (!held.empty()) bytes = held.append(bytes);
+  while (!failure && !answerBody) {
+    const bool worthIt = mayBeWholeHead(bytes, std::exchange(searched, 0));
+    const std::size_t size = worthIt ? parseAnswerHead(bytes, services.answer) : 0;
+    if (size == malformedHead) return fail(RelayError::upstreamInvalid, "the answer's head is malformed");
+    if ((size == 0 ? bytes.size() : size) > maxHeadBytes)
+      return fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
+    if (size == 0) {
+      held = std::string(bytes);
+      return;
+    }
+    bytes.remove_prefix(size);
+    takeHead(services.answer, bytes);
   }
-  return got.status == IoStatus::moved;
 }
 
-/// Takes the head that ends at `end` from what is held: passes an informational one on, begins the answer
-/// with another one.
-bool Exchange::takeHead(std::size_t end) {
-  AnswerHead head;
-  if (end == malformedHead || !parseAnswerHead(std::string_view(held).substr(0, end), head)) {
-    fail(RelayError::upstreamInvalid, "the answer's head is malformed");
-    return false;
-  }
-  const std::string_view rest = std::string_view(held).substr(end);
+/// Passes an informational head on, begins the answer with another one, whose body begins with `rest`.
+void Exchange::takeHead(const AnswerHead& head, std::string_view rest) {
   if (head.status == 101 && webSocket) return beginTunnel(head, rest);
   if (head.status >= 200) return beginAnswer(head, rest);
+  if (head.status == 101) return fail(RelayError::upstreamInvalid, "the upstream switched protocols unasked");
+  if (clientVersion == 10) return;  // which knows none (RFC 9110, section 15.2)
   services.head.clear();
   appendInformationalHead(services.head, head);
-  held.erase(0, end);
-  searched = 0;
-  if (head.status == 101) {
-    fail(RelayError::upstreamInvalid, "the upstream switched protocols unasked");
-    return false;
-  }
-  return clientVersion == 10 ||
-         sendToClient({services.head});  // HTTP/1.0 knows none (RFC 9110, section 15.2)
+  sendToClient({services.head});
 }
 
-bool Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
+void Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
   if (webSocket && !passesToWebSocketClient(head.status)) {
-    fail(RelayError::upgradeRequired, "WebSocket answered with status " + std::to_string(head.status));
-    return false;
+    return fail(RelayError::upgradeRequired, "WebSocket answered with status " + std::to_string(head.status));
   }
   answerBody = BodyFraming::ofAnswer(head, headRequest ? "HEAD" : "");
   form = bodyForm(answerBody->kind(), clientVersion);
@@ -267,10 +261,10 @@ bool Exchange::beginAnswer(const AnswerHead& head, std::string_view rest) {
   recorded.first = elapsed();
   services.head.clear();
   appendClientHead(services.head, head, form, closeAfter);
-  return forward(rest, services.head);
+  forward(rest, services.head);
 }
 
-bool Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
+void Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
   tunnel = true;
   closeAfter = true;
   recorded.status = head.status;
@@ -280,27 +274,27 @@ bool Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
   services.head.clear();
   appendInformationalHead(services.head, head);
   if (!feeder.running()) feeder.start(feed());
-  return forward(rest, services.head);
+  forward(rest, services.head);
 }
 
 /// Sends `head` and what of `bytes` belongs to the answer, in the client's form.
-bool Exchange::forward(std::string_view bytes, std::string_view head) {
+void Exchange::forward(std::string_view bytes, std::string_view head) {
   std::string payload;
   const auto step = answerBody->follow(bytes, form == BodyForm::bare ? &payload : nullptr);
   const std::string_view own = bytes.substr(0, step.belonging);
   if (step.belonging < bytes.size()) upstreamKeeps = false;  // nobody asked for what follows
-  const bool sent = form == BodyForm::bare ? sendToClient({head, payload})
-                    : form == BodyForm::chunked && !own.empty()
-                        ? sendToClient({head, chunkHead(own.size()), own, "\r\n"})
-                        : sendToClient({head, own});
+  if (form == BodyForm::bare) {
+    sendToClient({head, payload});
+  } else if (form == BodyForm::chunked && !own.empty()) {
+    sendToClient({head, chunkHead(own.size()), own, "\r\n"});
+  } else {
+    sendToClient({head, own});
+  }
   if (!step.valid) fail(RelayError::upstreamInvalid, "the answer's chunks are malformed");
-  return sent && step.valid;
 }
 
-bool Exchange::sendToClient(std::initializer_list<std::string_view> pieces) {
-  const bool sent = client.outbox.send(client.stream, pieces);
-  if (!sent) clientHasGone();
-  return sent;
+void Exchange::sendToClient(std::initializer_list<std::string_view> pieces) {
+  if (!client.outbox.send(client.stream, pieces)) clientHasGone();
 }
 
 /// Forwards the answer's body, at the speed at which the client takes it.

@@ -67,12 +67,12 @@ class Exchange {
   void endTunnel();
 
   Task<bool> receiveAnswerHead();
-  bool takeMoreOfHead(const IoResult& got);
-  bool takeHead(std::size_t end);
-  bool beginAnswer(const AnswerHead& head, std::string_view rest);
-  bool beginTunnel(const AnswerHead& head, std::string_view rest);
-  bool forward(std::string_view bytes, std::string_view head);
-  bool sendToClient(std::initializer_list<std::string_view> pieces);
+  void takeHeads(std::string_view bytes);
+  void takeHead(const AnswerHead& head, std::string_view rest);
+  void beginAnswer(const AnswerHead& head, std::string_view rest);
+  void beginTunnel(const AnswerHead& head, std::string_view rest);
+  void forward(std::string_view bytes, std::string_view head);
+  void sendToClient(std::initializer_list<std::string_view> pieces);
   Task<> forwardBody();
   bool upstreamEnded(const IoResult& got);
 
@@ -100,7 +100,6 @@ class Exchange {
   Connector* connector = nullptr;
 
   std::string held;  ///< of the upstream's answer, while its head is incomplete
-  std::size_t searched = 0;
   std::optional<BodyFraming> answerBody;
   BodyForm form = BodyForm::asReceived;
   bool closeAfter = false;

@@ -1,12 +1,10 @@
 #include "proxy/Guard.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
 
 namespace ferrin::proxy {
 namespace {
-
-namespace http = boost::beast::http;
 
 bool isPort(std::string_view text, std::uint16_t port) {
   std::uint16_t value = 0;
@@ -25,13 +23,11 @@ bool namesThisRelay(std::string_view authority, std::uint16_t port) {
   return false;
 }
 
-/// None of these is a field that Beast knows, but for Origin.
 bool isFromWebPage(const RequestHead& head) {
-  for (const HeadField& field : head.fields) {
-    if (sameIgnoringCase(field.name, "Origin")) return true;
-    if (sameIgnoringCase(field.name, "Sec-Fetch-Site") && !sameIgnoringCase(field.value, "none")) return true;
-  }
-  return false;
+  return std::any_of(head.fields.begin(), head.fields.end(), [](const HeadField& field) {
+    return field.id == Field::origin ||
+           (field.id == Field::secFetchSite && !sameIgnoringCase(field.value, "none"));
+  });
 }
 
 }  // namespace
@@ -47,7 +43,7 @@ Target splitTarget(std::string_view target) {
 
 std::optional<RelayError> refusal(const RequestHead& head, std::uint16_t port) {
   const std::string_view authority = splitTarget(head.target).authority;
-  const auto host = head.value(http::field::host);
+  const auto host = head.value(Field::host);
   if (!host || !namesThisRelay(*host, port)) return RelayError::forbiddenHost;
   if (!authority.empty() && !namesThisRelay(authority, port)) return RelayError::forbiddenHost;
   if (isFromWebPage(head)) return RelayError::forbiddenOrigin;

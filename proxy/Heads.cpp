@@ -1,97 +1,181 @@
 #include "proxy/Heads.h"
 
-#include <algorithm>
-#include <boost/asio/buffer.hpp>
-#include <boost/beast/http/basic_parser.hpp>
+#include <array>
+#include <charconv>
 
 namespace ferrin::proxy {
 namespace {
 
-namespace beast = boost::beast;
-namespace http = beast::http;
-using Code = beast::error_code;
+constexpr std::size_t usualFields = 24;      // what hardly any head exceeds
+constexpr std::size_t maxKeptFields = 1024;  // room for more is given back
 
-constexpr std::size_t usualFields = 24;  // what hardly any head exceeds
+// Classes of bytes.
+constexpr std::uint8_t inName = 1;    // of a field or a method: a token (RFC 9110, section 5.6.2)
+constexpr std::uint8_t inTarget = 2;  // no white space, no control character
+constexpr std::uint8_t inText = 4;    // of a value or a reason: no control character but the tab
+constexpr std::uint8_t blank = 8;     // around a value
 
-std::string_view standard(beast::string_view text) { return {text.data(), text.size()}; }
+constexpr std::uint8_t classesOf(unsigned byte) {
+  const bool printable = byte > 0x20 && byte != 0x7F;
+  const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+  const bool digit = byte >= '0' && byte <= '9';
+  const bool mark =
+      printable && byte < 0x80 &&
+      std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(byte)) != std::string_view::npos;
+  std::uint8_t classes = 0;
+  if (letter || digit || mark) classes |= inName;
+  if (printable) classes |= inTarget;
+  if (printable || byte == ' ' || byte == '\t') classes |= inText;
+  if (byte == ' ' || byte == '\t') classes |= blank;
+  return classes;
+}
 
-/// Collects a head in a Head; bodies never reach it.
-template <bool isRequest, typename Into>
-class HeadParser : public http::basic_parser<isRequest> {
+constexpr auto byteClasses = [] {
+  std::array<std::uint8_t, 256> classes{};
+  for (unsigned byte = 0; byte < classes.size(); ++byte) classes.at(byte) = classesOf(byte);
+  return classes;
+}();
+
+bool isOf(char byte, std::uint8_t wanted) {
+  return (byteClasses[static_cast<unsigned char>(byte)] & wanted) != 0;
+}
+
+/// Goes through a head from its first byte on. What it can't take leaves it where it is, or at the end if
+/// that came too early to tell.
+class Cursor {
  public:
-  explicit HeadParser(Into& collected) : into(collected) {
-    this->header_limit(maxHeadBytes + 1);
-    this->body_limit(boost::none);
+  explicit Cursor(std::string_view text) : bytes(text) {}
+
+  std::size_t position() const { return at; }
+  bool isAtEnd() const { return at == bytes.size(); }
+  bool isAt(char byte) const { return at < bytes.size() && bytes[at] == byte; }
+  std::string_view since(std::size_t begin) const { return bytes.substr(begin, at - begin); }
+
+  bool take(std::string_view text) {
+    for (const char byte : text) {
+      if (!isAt(byte)) return false;
+      ++at;
+    }
+    return true;
+  }
+
+  /// All bytes of the class that follow.
+  std::string_view takeAll(std::uint8_t wanted) {
+    const std::size_t begin = at;
+    while (at < bytes.size() && isOf(bytes[at], wanted)) ++at;
+    return since(begin);
+  }
+
+  /// HTTP/1.0 or HTTP/1.1.
+  bool takeVersion(int& version) {
+    if (!take("HTTP/1.")) return false;
+    if (!isAt('0') && !isAt('1')) return false;
+    version = isAt('1') ? 11 : 10;
+    ++at;
+    return true;
   }
 
  private:
-  void on_request_impl(http::verb, beast::string_view method, beast::string_view target, int version,
-                       Code&) override {
-    if constexpr (isRequest) {
-      into.method = standard(method);
-      into.target = standard(target);
-    }
-    into.version = version;
-  }
-  void on_response_impl(int status, beast::string_view reason, int version, Code&) override {
-    if constexpr (!isRequest) {
-      into.status = status;
-      into.reason = standard(reason);
-    }
-    into.version = version;
-  }
-  void on_field_impl(http::field id, beast::string_view name, beast::string_view value, Code&) override {
-    into.fields.push_back({id, standard(name), standard(value)});
-  }
-  void on_header_impl(Code&) override {}
-  void on_body_init_impl(const boost::optional<std::uint64_t>&, Code&) override {}
-  std::size_t on_body_impl(beast::string_view body, Code&) override { return body.size(); }
-  void on_chunk_header_impl(std::uint64_t, beast::string_view, Code&) override {}
-  std::size_t on_chunk_body_impl(std::uint64_t, beast::string_view body, Code&) override {
-    return body.size();
-  }
-  void on_finish_impl(Code&) override {}
-
-  Into& into;
+  std::string_view bytes;
+  std::size_t at = 0;
 };
 
-bool hasFoldedLine(std::string_view head) {
-  return head.find("\r\n ") != std::string_view::npos || head.find("\r\n\t") != std::string_view::npos;
+bool takeStartLine(Cursor& cursor, RequestHead& into) {
+  into.method = cursor.takeAll(inName);
+  if (into.method.empty() || !cursor.take(" ")) return false;
+  into.target = cursor.takeAll(inTarget);
+  return !into.target.empty() && cursor.take(" ") && cursor.takeVersion(into.version) && cursor.take("\r\n");
+}
+
+bool isStatus(std::string_view digits, int& status) {
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), status);
+  return digits.size() == 3 && error == std::errc() && end == digits.data() + 3 && status >= 100;
+}
+
+/// Some servers leave out the space before a reason that is empty.
+bool takeStartLine(Cursor& cursor, AnswerHead& into) {
+  if (!cursor.takeVersion(into.version) || !cursor.take(" ")) return false;
+  if (!isStatus(cursor.takeAll(inName), into.status)) return false;
+  into.reason = cursor.take(" ") ? cursor.takeAll(inText) : std::string_view();
+  return cursor.take("\r\n");
+}
+
+std::string_view withoutTrailingBlanks(std::string_view text) {
+  while (!text.empty() && isOf(text.back(), blank)) text.remove_suffix(1);
+  return text;
+}
+
+bool takeField(Cursor& cursor, Head& into) {
+  const std::size_t begin = cursor.position();
+  const std::string_view name = cursor.takeAll(inName);
+  if (name.empty() || !cursor.take(":")) return false;
+  cursor.takeAll(blank);
+  const std::string_view value = withoutTrailingBlanks(cursor.takeAll(inText));
+  if (!cursor.take("\r\n")) return false;
+  const KnownField& known = knownField(name);
+  into.fields.push_back({known.id, known.passage, name, value, cursor.since(begin)});
+  return true;
+}
+
+/// Takes all fields and the empty line.
+bool takeFields(Cursor& cursor, Head& into) {
+  if (into.fields.capacity() > maxKeptFields) into.fields = {};
+  into.fields.clear();
+  into.fields.reserve(usualFields);
+  while (!cursor.isAt('\r')) {
+    if (!takeField(cursor, into)) return false;
+  }
+  return cursor.take("\r\n");
+}
+
+/// Takes note of one more Content-Length. False if it is no number, or another one than before.
+bool noteLength(Head& into, std::string_view digits) {
+  std::uint64_t length = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), length);
+  if (error != std::errc() || end != digits.data() + digits.size()) return false;
+  if (into.contentLength && into.contentLength != length) return false;
+  into.contentLength = length;
+  return true;
 }
 
 /// Whether the head says in one way only how long its body is.
-bool framingIsPlain(const Head& head) {
-  const std::size_t codings = head.count(http::field::transfer_encoding);
-  if (codings == 0) return !head.chunked;
-  return codings == 1 && head.version == 11 && !head.contentLength &&
-         sameIgnoringCase(*head.value(http::field::transfer_encoding), "chunked");
+bool noteFraming(Head& into) {
+  into.chunked = false;
+  into.contentLength.reset();
+  for (const HeadField& field : into.fields) {
+    if (field.id == Field::contentLength && !noteLength(into, field.value)) return false;
+    if (field.id != Field::transferEncoding) continue;
+    if (into.chunked || !sameIgnoringCase(field.value, "chunked")) return false;
+    into.chunked = true;
+  }
+  return !into.chunked || (into.version == 11 && !into.contentLength);
 }
 
-template <bool isRequest, typename Into>
-bool parse(std::string_view head, Into& into) {
-  if (hasFoldedLine(head)) return false;
-  into.fields.clear();
-  into.fields.reserve(usualFields);
-  HeadParser<isRequest, Into> parser(into);
-  Code error;
-  parser.put(boost::asio::buffer(head.data(), head.size()), error);
-  if (error || !parser.is_header_done()) return false;
-  into.chunked = parser.chunked();
-  into.contentLength.reset();
-  if (const auto length = parser.content_length()) into.contentLength = *length;
-  return (into.version == 10 || into.version == 11) && framingIsPlain(into);
+bool isAcceptable(const RequestHead& head) {
+  if (head.method == "CONNECT" || head.target.find('#') != std::string_view::npos) return false;
+  const std::size_t hosts = head.count(Field::host);
+  return head.version == 11 ? hosts == 1 : hosts <= 1;
+}
+
+bool isAcceptable(const AnswerHead&) { return true; }
+
+template <typename Kind>
+std::size_t parse(std::string_view bytes, Kind& into) {
+  Cursor cursor(bytes);
+  if (!takeStartLine(cursor, into) || !takeFields(cursor, into)) return cursor.isAtEnd() ? 0 : malformedHead;
+  return noteFraming(into) && isAcceptable(into) ? cursor.position() : malformedHead;
 }
 
 }  // namespace
 
-std::optional<std::string_view> Head::value(http::field id) const {
+std::optional<std::string_view> Head::value(Field id) const {
   for (const HeadField& field : fields) {
     if (field.id == id) return field.value;
   }
   return std::nullopt;
 }
 
-std::size_t Head::count(http::field id) const {
+std::size_t Head::count(Field id) const {
   return static_cast<std::size_t>(
       std::count_if(fields.begin(), fields.end(), [id](const HeadField& field) { return field.id == id; }));
 }
@@ -99,43 +183,31 @@ std::size_t Head::count(http::field id) const {
 bool Head::connectionHas(std::string_view token) const {
   bool found = false;
   for (const HeadField& field : fields) {
-    if (field.id != http::field::connection) continue;
+    if (field.id != Field::connection) continue;
     eachListMember(field.value,
                    [&](std::string_view member) { found = found || sameIgnoringCase(member, token); });
   }
   return found;
 }
 
-std::size_t endOfHead(std::string_view bytes, std::size_t searched) {
-  for (std::size_t at = bytes.find('\n', searched); at != std::string_view::npos;
-       at = bytes.find('\n', at + 1)) {
-    if (at == 0 || bytes[at - 1] != '\r') return malformedHead;
-    if (at >= 3 && bytes.substr(at - 3, 2) == "\r\n") return at + 1;
-  }
-  return 0;
-}
+std::size_t parseRequestHead(std::string_view bytes, RequestHead& into) { return parse(bytes, into); }
 
-bool parseRequestHead(std::string_view head, RequestHead& into) {
-  if (!parse<true>(head, into)) return false;
-  if (into.method == "CONNECT" || into.target.find('#') != std::string_view::npos) return false;
-  const std::size_t hosts = into.count(http::field::host);
-  return into.version == 11 ? hosts == 1 : hosts <= 1;
-}
-
-bool parseAnswerHead(std::string_view head, AnswerHead& into) {
-  if (!parse<false>(head, into) || into.status < 100) return false;
+std::size_t parseAnswerHead(std::string_view bytes, AnswerHead& into) {
+  const std::size_t size = parse(bytes, into);
   if (into.status < 200 || into.status == 204) {  // never with a body, whatever they announce
     into.chunked = false;
     into.contentLength.reset();
   }
-  return true;
+  return size;
 }
 
-/// Beast's own iequals looks at a byte behind the end.
-bool sameIgnoringCase(std::string_view one, std::string_view other) {
-  const auto lower = [](char byte) { return byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte; };
-  return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                    [lower](char left, char right) { return lower(left) == lower(right); });
+bool mayBeWholeHead(std::string_view bytes, std::size_t searched) {
+  if (searched == 0) return true;
+  for (std::size_t at = bytes.find('\n', searched); at != std::string_view::npos;
+       at = bytes.find('\n', at + 1)) {
+    if (at < 3 || bytes[at - 1] != '\r' || bytes.substr(at - 3, 2) == "\r\n") return true;
+  }
+  return false;
 }
 
 }  // namespace ferrin::proxy

@@ -2,21 +2,25 @@
 // Message heads: taken apart by a strict parser, and nothing that two parsers could read differently gets
 // past it.
 
-#include <boost/beast/http/field.hpp>
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
 
+#include "proxy/Fields.h"
+
 namespace ferrin::proxy {
 
 inline constexpr std::size_t maxHeadBytes = std::size_t{64} * 1024;
 
-/// One header field. The texts point into the head that was parsed.
+/// One header field. The texts point into the bytes that were parsed.
 struct HeadField {
-  boost::beast::http::field id;  ///< `unknown` for names outside the registry
+  Field id;
+  Passage passage;
   std::string_view name;
-  std::string_view value;
+  std::string_view value;  ///< without the white space around it
+  std::string_view line;   ///< all of it, line end included; the next field's line follows
 };
 
 /// What requests and answers have in common.
@@ -27,8 +31,8 @@ struct Head {
   std::optional<std::uint64_t> contentLength;
 
   /// The value of the first field `id`, if there is one.
-  std::optional<std::string_view> value(boost::beast::http::field id) const;
-  std::size_t count(boost::beast::http::field id) const;
+  std::optional<std::string_view> value(Field id) const;
+  std::size_t count(Field id) const;
   /// Whether a Connection field lists `token`.
   bool connectionHas(std::string_view token) const;
 };
@@ -43,22 +47,22 @@ struct AnswerHead : Head {
   std::string_view reason;
 };
 
-/// What endOfHead finds where a line ends in a bare line feed.
+/// What is found instead of a head's size where there will never be a whole one.
 inline constexpr std::size_t malformedHead = std::string_view::npos;
 
-/// Where the head that `bytes` begin with ends (behind its empty line), 0 while it is incomplete, or
-/// malformedHead. The first `searched` bytes, an earlier result of 0, are not looked at again.
-std::size_t endOfHead(std::string_view bytes, std::size_t searched);
-
-/// Takes a complete head apart. False for anything malformed or ambiguous: folded lines, bare line ends, both
+/// Takes the head apart that `bytes` begin with. Its size, up to and with its empty line; 0 while that is
+/// still to come, or malformedHead for anything malformed or ambiguous: folded lines, bare line ends, both
 /// lengths and codings, differing lengths, codings other than chunked, an HTTP/1.1 request without exactly
 /// one Host, a target with a fragment, which some cut off, and CONNECT, whose answer others take for a
 /// tunnel.
-bool parseRequestHead(std::string_view head, RequestHead& into);
-bool parseAnswerHead(std::string_view head, AnswerHead& into);
+std::size_t parseRequestHead(std::string_view bytes, RequestHead& into);
+std::size_t parseAnswerHead(std::string_view bytes, AnswerHead& into);
 
-/// Whether two texts are equal but for the case of ASCII letters.
-bool sameIgnoringCase(std::string_view one, std::string_view other);
+/// Whether parsing `bytes` is worth it: at first, and when an empty line, or a line without its carriage
+/// return, has ended behind the first `searched` of them. So a head that comes in bits is not parsed for each
+/// bit.
+bool mayBeWholeHead(std::string_view bytes, std::size_t searched);
+
 /// Calls `visit` with each member of a comma-separated list.
 template <typename Visit>
 void eachListMember(std::string_view list, Visit visit) {

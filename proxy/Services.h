@@ -7,6 +7,7 @@
 
 #include "proxy/AccessLog.h"
 #include "proxy/Deadlines.h"
+#include "proxy/Heads.h"
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
 #include "proxy/NameLookups.h"
@@ -45,7 +46,9 @@ struct Services {
 
   /// What is being read right now, by whichever stream reads: nobody may count on it across a wait.
   std::array<char, blockBytes> block{};
-  /// A head that is being written, likewise.
+  /// The heads that were parsed last, likewise, and one that is being written.
+  RequestHead request;
+  AnswerHead answer;
   std::string head;
 };
 
