@@ -44,47 +44,47 @@ bool isOf(char byte, std::uint8_t wanted) {
 /// that came too early to tell.
 class Cursor {
  public:
-  explicit Cursor(std::string_view text) : bytes(text) {}
+  explicit Cursor(std::string_view text) : begin(text.data()), at(begin), end(begin + text.size()) {}
 
-  std::size_t position() const { return at; }
-  bool isAtEnd() const { return at == bytes.size(); }
-  bool isAt(char byte) const { return at < bytes.size() && bytes[at] == byte; }
-  std::string_view since(std::size_t begin) const { return bytes.substr(begin, at - begin); }
+  std::size_t position() const { return static_cast<std::size_t>(at - begin); }
+  bool isAtEnd() const { return at == end; }
+  bool isAt(char byte) const { return at != end && *at == byte; }
+  std::string_view since(std::size_t position) const { return {begin + position, at}; }
 
-  bool take(std::string_view text) {
-    for (const char byte : text) {
-      if (!isAt(byte)) return false;
-      ++at;
-    }
+  bool take(char byte) {
+    if (!isAt(byte)) return false;
+    ++at;
     return true;
   }
+  bool takeLineEnd() { return take('\r') && take('\n'); }
 
   /// All bytes of the class that follow.
   std::string_view takeAll(std::uint8_t wanted) {
-    const std::size_t begin = at;
-    while (at < bytes.size() && isOf(bytes[at], wanted)) ++at;
-    return since(begin);
+    const char* const first = at;
+    at = std::find_if(first, end, [wanted](char byte) { return !isOf(byte, wanted); });
+    return {first, at};
   }
 
   /// HTTP/1.0 or HTTP/1.1.
   bool takeVersion(int& version) {
-    if (!take("HTTP/1.")) return false;
-    if (!isAt('0') && !isAt('1')) return false;
+    for (const char byte : std::string_view("HTTP/1.")) {
+      if (!take(byte)) return false;
+    }
     version = isAt('1') ? 11 : 10;
-    ++at;
-    return true;
+    return take('1') || take('0');
   }
 
  private:
-  std::string_view bytes;
-  std::size_t at = 0;
+  const char* begin;
+  const char* at;
+  const char* end;
 };
 
 bool takeStartLine(Cursor& cursor, RequestHead& into) {
   into.method = cursor.takeAll(inName);
-  if (into.method.empty() || !cursor.take(" ")) return false;
+  if (into.method.empty() || !cursor.take(' ')) return false;
   into.target = cursor.takeAll(inTarget);
-  return !into.target.empty() && cursor.take(" ") && cursor.takeVersion(into.version) && cursor.take("\r\n");
+  return !into.target.empty() && cursor.take(' ') && cursor.takeVersion(into.version) && cursor.takeLineEnd();
 }
 
 bool isStatus(std::string_view digits, int& status) {
@@ -94,10 +94,10 @@ bool isStatus(std::string_view digits, int& status) {
 
 /// Some servers leave out the space before a reason that is empty.
 bool takeStartLine(Cursor& cursor, AnswerHead& into) {
-  if (!cursor.takeVersion(into.version) || !cursor.take(" ")) return false;
+  if (!cursor.takeVersion(into.version) || !cursor.take(' ')) return false;
   if (!isStatus(cursor.takeAll(inName), into.status)) return false;
-  into.reason = cursor.take(" ") ? cursor.takeAll(inText) : std::string_view();
-  return cursor.take("\r\n");
+  into.reason = cursor.take(' ') ? cursor.takeAll(inText) : std::string_view();
+  return cursor.takeLineEnd();
 }
 
 std::string_view withoutTrailingBlanks(std::string_view text) {
@@ -108,10 +108,10 @@ std::string_view withoutTrailingBlanks(std::string_view text) {
 bool takeField(Cursor& cursor, Head& into) {
   const std::size_t begin = cursor.position();
   const std::string_view name = cursor.takeAll(inName);
-  if (name.empty() || !cursor.take(":")) return false;
+  if (name.empty() || !cursor.take(':')) return false;
   cursor.takeAll(blank);
   const std::string_view value = withoutTrailingBlanks(cursor.takeAll(inText));
-  if (!cursor.take("\r\n")) return false;
+  if (!cursor.takeLineEnd()) return false;
   const KnownField& known = knownField(name);
   into.fields.push_back({known.id, known.passage, name, value, cursor.since(begin)});
   return true;
@@ -125,7 +125,7 @@ bool takeFields(Cursor& cursor, Head& into) {
   while (!cursor.isAt('\r')) {
     if (!takeField(cursor, into)) return false;
   }
-  return cursor.take("\r\n");
+  return cursor.takeLineEnd();
 }
 
 /// Takes note of one more Content-Length. False if it is no number, or another one than before.
