@@ -23,22 +23,21 @@ class UpstreamPool {
   void onExpiry(std::function<void()> told) { expired = std::move(told); }
 
  private:
-  struct Idle;
-  using Position = std::list<std::unique_ptr<Idle>>::iterator;
-  void stirred(Position position);
-  void expire(Position position);
+  /// A connection at rest. What arrives on it then, its end in most cases, makes it unfit.
+  struct Idle {
+    explicit Idle(UpstreamPool& pool) : limit([this, &pool] { pool.expire(*this); }) {}
+    std::list<Idle>::iterator self;
+    std::unique_ptr<Stream> stream;
+    Deadline limit;
+  };
+  void stirred(Idle& entry);
+  void expire(Idle& entry);
+  std::unique_ptr<Stream> release(Idle& entry);
 
   TimeLimits& limits;
-  std::list<std::unique_ptr<Idle>> idle;
+  std::list<Idle> idle;
+  std::list<Idle> vacant;  ///< to be used again, so that keeping a connection takes no memory
   std::function<void()> expired;
-};
-
-/// A connection at rest. What arrives on it then, its end in most cases, makes it unfit.
-struct UpstreamPool::Idle {
-  explicit Idle(std::unique_ptr<Stream> kept, std::function<void()> onExpiry)
-      : stream(std::move(kept)), limit(std::move(onExpiry)) {}
-  std::unique_ptr<Stream> stream;
-  Deadline limit;
 };
 
 }  // namespace ferrin::proxy
