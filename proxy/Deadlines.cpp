@@ -26,8 +26,8 @@ DeadlineList::DeadlineList(Deadlines& owner, milliseconds limit) : deadlines(own
   owner.lists.push_back(this);
 }
 
-std::optional<milliseconds> Deadlines::untilNext() const {
-  auto next = Clock::time_point::max();
+std::optional<milliseconds> Deadlines::untilNext() {
+  next = Clock::time_point::max();
   for (const DeadlineList* list : lists) {
     if (!list->entries.empty()) next = std::min(next, list->entries.front().due);
   }
@@ -36,6 +36,7 @@ std::optional<milliseconds> Deadlines::untilNext() const {
 }
 
 void Deadlines::expireDue() {
+  if (current < next) return;
   for (DeadlineList* list : lists) {
     while (!list->entries.empty() && list->entries.front().due <= current) {
       Deadline& deadline = list->entries.front();

@@ -45,8 +45,8 @@ class Deadlines {
   void advance() { current = Clock::now(); }
   /// How long nothing expires, rounded up, or a day if that is longer; without a value when nothing ever
   /// does.
-  std::optional<std::chrono::milliseconds> untilNext() const;
-  /// Calls back all that have run their length.
+  std::optional<std::chrono::milliseconds> untilNext();
+  /// Calls back all that have run their length. What untilNext() saw spares it the search.
   void expireDue();
 
  private:
@@ -55,6 +55,7 @@ class Deadlines {
   using Entries = boost::intrusive::list<Deadline, boost::intrusive::constant_time_size<false>>;
 
   Clock::time_point current = Clock::now();
+  Clock::time_point next = Clock::time_point::min();  ///< nothing expires before this
   std::vector<DeadlineList*> lists;
 };
 

@@ -20,6 +20,7 @@ void EventLoop::turn(std::optional<std::chrono::milliseconds> limit) {
   if (const auto due = limits.untilNext()) limit = limit ? std::min(*limit, *due) : *due;
   if (!jobs.empty()) limit = std::chrono::milliseconds(0);
   const std::span<Change> changes = poller.wait(buffer, limit);
+  behind = changes.size() == buffer.size();
   limits.advance();
   dispatch(changes);
   runPosted();
@@ -62,14 +63,17 @@ void EventLoop::runJobs() {
 void EventLoop::post(std::function<void()> task) {
   const std::lock_guard lock(mutex);
   posted.push_back(std::move(task));
+  anyPosted = true;
   poller.wake();
 }
 
 void EventLoop::runPosted() {
+  if (!anyPosted) return;
   std::vector<std::function<void()>> now;
   {
     const std::lock_guard lock(mutex);
     now.swap(posted);
+    anyPosted = false;
   }
   for (const auto& task : now) task();
 }

@@ -69,6 +69,9 @@ class EventLoop {
   void post(std::function<void()> task);
 
   Deadlines& deadlines() { return limits; }
+  /// Whether something that happened before this turn may be left for the next one, as a turn takes only so
+  /// much.
+  bool mayBeBehind() const { return behind; }
 
  private:
   friend class Watched;
@@ -83,9 +86,11 @@ class EventLoop {
   Deadlines limits;
   std::array<Change, 256> buffer;
   std::span<Change> dispatching;
+  bool behind = false;
   Jobs jobs;
   std::mutex mutex;
   std::vector<std::function<void()>> posted;
+  std::atomic<bool> anyPosted = false;  ///< spares each turn the mutex
   std::atomic<bool> stopped = false;
 };
 
