@@ -93,7 +93,7 @@ Task<AfterAnswer> ClientConnection::answer() {
   }
   const auto mapped = upstreamTarget(services.options.upstream, target);
   if (!mapped) co_return co_await refuse(head, RelayError::notFound, "");
-  const std::string_view key = services.key.current();
+  const std::string_view key = services.currentKey();
   if (key.empty()) co_return co_await refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
   Exchange own(services, client, head, *mapped, key);
   client.pending.erase(0, headSize);

@@ -7,6 +7,7 @@
 
 #include "proxy/AccessLog.h"
 #include "proxy/Deadlines.h"
+#include "proxy/FileWatch.h"
 #include "proxy/Heads.h"
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
@@ -24,17 +25,25 @@ struct Services {
         limits(home.deadlines(), given.timeout, lengths),
         log(home, limits.logDelay, logDescriptor),
         key(given.apiKeyFile),
+        keyWatch(home, given.apiKeyFile),
         names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(home),
         pool(limits) {}
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
 
+  /// The key as its file had it when this turn of the event loop began. Until the next call.
+  std::string_view currentKey() {
+    if (keyWatch.mayHaveChanged()) lastKey = key.current();
+    return lastKey;
+  }
+
   EventLoop& loop;
   const Options& options;
   TimeLimits limits;
   AccessLog log;
   KeyFile key;
+  FileWatch keyWatch;
   NameLookups names;
   TlsContext tls;
   UpstreamPool pool;
@@ -50,6 +59,9 @@ struct Services {
   RequestHead request;
   AnswerHead answer;
   std::string head;
+
+ private:
+  std::string_view lastKey;
 };
 
 }  // namespace ferrin::proxy
