@@ -54,9 +54,10 @@ Task<AfterAnswer> Exchange::run() {
   silence.start(services.limits.silence);
   watchClient();
   if (sendContinue && !requestBody.complete() && client.pending.empty()) sendToClient({goAhead});
-  bool begun = co_await openUpstream();
-  if (begun) begun = co_await receiveAnswerHead();
-  if (begun) co_await forwardBody();
+  const std::string_view body = bufferedBody();
+  if (!failure && !sendOverKept(body)) co_await sendOverFresh(body);
+  if (!failure) co_await receiveAnswerHead();
+  if (!failure && !(client.outbox.empty() && answerBody->complete())) co_await forwardBody();
   unwatchClient();
   if (feeder.pending()) co_await stopFeeding();
   AfterAnswer after = AfterAnswer::reset;
@@ -103,18 +104,19 @@ void Exchange::lookForClient() {
 
 // ---- Towards the upstream
 
-Task<bool> Exchange::openUpstream() {
-  if (failure) co_return false;
+/// Sends the request over a connection that was kept. False when there is none, or when it takes nothing, as
+/// it has died in its sleep: only then a fresh one is tried, as a request is never sent twice.
+bool Exchange::sendOverKept(std::string_view body) {
   upstream = services.pool.take();
-  recorded.upstream = upstream ? UpstreamUse::reused : UpstreamUse::fresh;
-  if (!upstream) {
-    const bool connected = co_await connect();
-    if (!connected) co_return false;
-  }
-  co_return co_await sendRequest();
+  if (!upstream) return false;
+  recorded.upstream = UpstreamUse::reused;
+  const bool sent = upload.send(*upstream, {outgoing, body});
+  if (!sent && !upload.anyTaken()) return false;
+  goOnSending(sent, body);
+  return true;
 }
 
-Task<bool> Exchange::connect() {
+Task<> Exchange::sendOverFresh(std::string_view body) {
   Connector attempt(services.loop, services.limits, services.names, services.tls, services.options.upstream);
   connector = &attempt;
   Connected connected = co_await attempt.open();
@@ -122,26 +124,20 @@ Task<bool> Exchange::connect() {
   upstream = std::move(connected.stream);
   recorded.upstream = UpstreamUse::fresh;
   if (!upstream) fail(RelayError::upstreamUnreachable, "connect: " + connected.problem);
-  co_return !failure;
+  if (!failure) goOnSending(upload.send(*upstream, {outgoing, body}), body);
 }
 
-/// Sends the head and what is there of the body. A kept connection that takes nothing of it has died in its
-/// sleep, and only then a fresh one is tried: a request is never sent twice.
-Task<bool> Exchange::sendRequest() {
-  const std::string_view body = bufferedBody();
-  if (failure) co_return false;
-  bool taken = upload.send(*upstream, {outgoing, body});
-  if (!taken && recorded.upstream == UpstreamUse::reused && !upload.anyTaken()) {
-    const bool connected = co_await connect();
-    if (!connected) co_return false;
-    taken = upload.send(*upstream, {outgoing, body});
-  }
+/// The head and `body`, with which the body begins, are on their way, unless the connection broke over them.
+/// The rest of the body follows.
+void Exchange::goOnSending(bool sent, std::string_view body) {
   client.pending.erase(0, body.size());
   OPENSSL_cleanse(outgoing.data(), outgoing.size());
   std::string().swap(outgoing);
-  if (!taken) fail(RelayError::upstreamClosed, "send: " + upload.failureReason());
-  if (taken && !(requestBody.complete() && upload.empty())) feeder.start(feed());
-  co_return taken;
+  if (!sent) {
+    fail(RelayError::upstreamClosed, "send: " + upstream->problem());
+  } else if (!(requestBody.complete() && upload.empty())) {
+    feeder.start(feed());
+  }
 }
 
 std::string_view Exchange::bufferedBody() {
@@ -197,8 +193,8 @@ void Exchange::endTunnel() {
 
 // ---- Towards the client
 
-/// Reads up to the final answer's head and begins to forward that answer. False when there is none.
-Task<bool> Exchange::receiveAnswerHead() {
+/// Reads up to the final answer's head and begins to forward that answer.
+Task<> Exchange::receiveAnswerHead() {
   while (!failure && !answerBody) {
     if (!client.outbox.empty()) {
       const bool flushed = co_await client.outbox.flush(client.stream, silence);
@@ -211,10 +207,9 @@ Task<bool> Exchange::receiveAnswerHead() {
       takeHeads({services.block.data(), got.bytes});
     } else if (got.status != IoStatus::interrupted) {
       fail(RelayError::upstreamClosed,
-           got.reason.empty() ? "closed before an answer" : "receive: " + got.reason);
+           got.status == IoStatus::end ? "closed before an answer" : "receive: " + upstream->problem());
     }
   }
-  co_return !failure;
 }
 
 /// Takes the heads that have come, up to the final one: `bytes`, behind those that are held. What is there of
@@ -325,7 +320,8 @@ bool Exchange::upstreamEnded(const IoResult& got) {
   const bool whole = got.status == IoStatus::end && answerBody->kind() == BodyFraming::Kind::untilClose;
   upstreamKeeps = false;
   if (!whole) {
-    fail(RelayError::upstreamClosed, got.reason.empty() ? "closed in mid-answer" : "receive: " + got.reason);
+    fail(RelayError::upstreamClosed,
+         got.status == IoStatus::end ? "closed in mid-answer" : "receive: " + upstream->problem());
     return true;
   }
   answerBody->endHere();

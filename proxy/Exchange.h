@@ -57,16 +57,16 @@ class Exchange {
   void watchClient();
   void lookForClient();
 
-  Task<bool> openUpstream();
-  Task<bool> connect();
-  Task<bool> sendRequest();
+  bool sendOverKept(std::string_view body);
+  Task<> sendOverFresh(std::string_view body);
+  void goOnSending(bool sent, std::string_view body);
   std::string_view bufferedBody();
 
   Task<> feed();
   bool feedBlock(const IoResult& got);
   void endTunnel();
 
-  Task<bool> receiveAnswerHead();
+  Task<> receiveAnswerHead();
   void takeHeads(std::string_view bytes);
   void takeHead(const AnswerHead& head, std::string_view rest);
   void beginAnswer(const AnswerHead& head, std::string_view rest);

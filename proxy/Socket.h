@@ -60,6 +60,8 @@ class Socket final : private Watched, private Job {
   bool hungUp() const { return ended; }
   /// Whether something is known to be there for receive().
   bool hasUnread() const { return read.ready; }
+  /// Whether something may have been there for receive() when this turn of the event loop began.
+  bool mayHaveUnread() const { return read.ready || loop.mayBeBehind(); }
   /// Has receive() ask the system whatever is known.
   void lookAgain() { read.ready = true; }
 

@@ -8,15 +8,14 @@
 #include <system_error>
 #include <utility>
 
+#include "proxy/Gathered.h"
+
 namespace ferrin::proxy {
 namespace {
 
 constexpr std::size_t maxPieces = 4;
-
-IoResult failure(int error) {
-  if (error == EAGAIN || error == EWOULDBLOCK) return {IoStatus::blocked};
-  return {IoStatus::failed, 0, std::generic_category().message(error)};
-}
+/// Less than this is copied rather than handed over in pieces.
+constexpr std::size_t smallBytes = 2048;
 
 }  // namespace
 
@@ -38,10 +37,8 @@ void ReadSome::woken(Wake why) {
 bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces) {
   IoResult result{IoStatus::blocked};
   if (kept.empty()) result = stream.write(std::span(pieces.begin(), pieces.size()));
-  if (result.status == IoStatus::failed) {
-    reason = std::move(result.reason);
-    return false;
-  }
+  taken = taken || result.bytes > 0;
+  if (result.status == IoStatus::failed) return false;
   // A blocked TLS record may have gone in part, so only a clean failure counts as nothing taken.
   taken = true;
   std::size_t sent = result.bytes;
@@ -62,11 +59,8 @@ Task<bool> Outbox::flush(Stream& stream, Deadline& silence) {
     const Wake wake = co_await stream.socket().writable();
     if (wake == Wake::interrupted) co_return false;
     const std::string_view rest = std::string_view(kept).substr(offset);
-    IoResult result = stream.write(std::span(&rest, 1));
-    if (result.status == IoStatus::failed) {
-      reason = std::move(result.reason);
-      co_return false;
-    }
+    const IoResult result = stream.write(std::span(&rest, 1));
+    if (result.status == IoStatus::failed) co_return false;
     if (result.bytes > 0) silence.renew();
     offset += result.bytes;
   }
@@ -88,6 +82,19 @@ IoResult PlainStream::read(std::span<char> into) {
 }
 
 IoResult PlainStream::write(std::span<const std::string_view> pieces) {
+  std::size_t size = 0;
+  std::size_t longest = 0;
+  for (const std::string_view piece : pieces) {
+    size += piece.size();
+    longest = std::max(longest, piece.size());
+  }
+  if (longest == size || size > smallBytes) return transmit(pieces);
+  const Gathered<smallBytes> gathered(pieces);
+  const std::string_view bytes = gathered.bytes();
+  return transmit({&bytes, 1});
+}
+
+IoResult PlainStream::transmit(std::span<const std::string_view> pieces) {
   std::array<iovec, maxPieces> vectors{};
   std::size_t count = 0;
   for (std::string_view piece : pieces.first(std::min(pieces.size(), maxPieces))) {
@@ -98,9 +105,15 @@ IoResult PlainStream::write(std::span<const std::string_view> pieces) {
 }
 
 bool PlainStream::quiet() {
+  if (!connection.mayHaveUnread()) return true;
   char byte = 0;
   return recv(connection.descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 &&
          (errno == EAGAIN || errno == EWOULDBLOCK);
+}
+
+IoResult PlainStream::failure(int error) {
+  if (error == EAGAIN || error == EWOULDBLOCK) return {IoStatus::blocked};
+  return failed(std::generic_category().message(error));
 }
 
 }  // namespace ferrin::proxy

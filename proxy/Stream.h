@@ -25,7 +25,6 @@ enum class IoStatus {
 struct IoResult {
   IoStatus status;
   std::size_t bytes = 0;
-  std::string reason{};  ///< why it failed, for the log; never anything that was sent
 };
 
 class Stream {
@@ -37,17 +36,26 @@ class Stream {
 
   /// Reads what is there, up to the size of `into`.
   virtual IoResult read(std::span<char> into) = 0;
-  /// Writes as much of `pieces`, in order, as is taken now.
+  /// Writes as much of `pieces`, in order, as is taken now. Some of it may be so even when this fails.
   virtual IoResult write(std::span<const std::string_view> pieces) = 0;
   /// Whether nothing has come in since the last answer and the other side is still there: fit for another
   /// request.
   virtual bool quiet() = 0;
 
+  /// Why the last call that failed did, for the log; never anything that was sent.
+  const std::string& problem() const { return trouble; }
+
   /// Whether the last read filled what it was given, and another one could go on at once.
   bool hasMore() const { return more; }
 
  protected:
+  IoResult failed(std::string why) {
+    trouble = std::move(why);
+    return {IoStatus::failed};
+  }
+
   Socket connection;
+  std::string trouble;
   bool more = false;
 };
 
@@ -62,7 +70,7 @@ class ReadSome final : private Socket::Waiter {
     coroutine = waiting;
     stream.socket().awaitReadable(*this, stream.hasMore());
   }
-  IoResult await_resume() { return std::move(result); }
+  IoResult await_resume() const { return result; }
 
  private:
   bool attempt();
@@ -84,7 +92,7 @@ class Outbox {
   ~Outbox() { wipe(); }
 
   /// Writes `pieces`, behind what is kept already, and keeps what isn't taken now. False when the connection
-  /// is broken.
+  /// is broken, for stream.problem().
   bool send(Stream& stream, std::initializer_list<std::string_view> pieces);
   bool empty() const { return kept.empty(); }
   /// Waits until all that is kept has been taken, renewing `silence` with every byte. False when the
@@ -92,13 +100,11 @@ class Outbox {
   Task<bool> flush(Stream& stream, Deadline& silence);
   /// Whether any byte may have been taken since this object was made.
   bool anyTaken() const { return taken; }
-  const std::string& failureReason() const { return reason; }
   /// Forgets everything, bytes in memory included.
   void wipe();
 
  private:
   std::string kept;
-  std::string reason;
   bool taken = false;
 };
 
@@ -108,6 +114,10 @@ class PlainStream : public Stream {
   IoResult read(std::span<char> into) override;
   IoResult write(std::span<const std::string_view> pieces) override;
   bool quiet() override;
+
+ private:
+  IoResult transmit(std::span<const std::string_view> pieces);
+  IoResult failure(int error);
 };
 
 }  // namespace ferrin::proxy

@@ -3,14 +3,13 @@
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
-#include <array>
 #include <boost/asio/ip/address.hpp>
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
 #include <system_error>
 
 #include "proxy/FreeMemory.h"
+#include "proxy/Gathered.h"
 #include "proxy/SocketBio.h"
 #include "proxy/TrustStore.h"
 
@@ -18,6 +17,8 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr int manyHandshakes = 32;
+/// A head and its body travel together, in one record if they fit.
+constexpr std::size_t maxRecordBytes = 16384;
 
 std::string libraryError() {
   const unsigned long code = ERR_get_error();
@@ -54,17 +55,6 @@ bool verifyAs(SSL* ssl, const std::string& host) {
   if (!notAnAddress) return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
   // RFC 6066: names only, never addresses
   return SSL_set_tlsext_host_name(ssl, host.c_str()) == 1 && SSL_set1_host(ssl, host.c_str()) == 1;
-}
-
-/// One contiguous record out of a few small pieces, so that a head and its body travel together.
-std::string_view gathered(std::span<const std::string_view> pieces, std::array<char, 16384>& buffer) {
-  std::size_t size = 0;
-  for (std::string_view piece : pieces) {
-    const std::size_t count = std::min(piece.size(), buffer.size() - size);
-    std::memcpy(buffer.data() + size, piece.data(), count);
-    size += count;
-  }
-  return {buffer.data(), size};
 }
 
 }  // namespace
@@ -147,11 +137,11 @@ Task<std::string> TlsStream::handshake() {
     ERR_clear_error();
     const int result = SSL_connect(ssl.get());
     if (result == 1) co_return std::string();
-    IoResult io = outcome(result);
+    const IoResult io = outcome(result);
     const long verified = SSL_get_verify_result(ssl.get());
     if (verified != X509_V_OK) co_return certificateProblem(verified);
     if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
-    if (io.status == IoStatus::failed) co_return std::move(io.reason);
+    if (io.status == IoStatus::failed) co_return problem();
     const Wake wake = co_await (wantsWriting ? connection.writable() : connection.readable());
     if (wake == Wake::interrupted) co_return std::string("interrupted");
   }
@@ -172,16 +162,16 @@ IoResult TlsStream::outcome(int result) {
     case SSL_ERROR_ZERO_RETURN:
       return {IoStatus::end};
     case SSL_ERROR_SYSCALL:
-      return {IoStatus::failed, 0, std::generic_category().message(systemError)};
+      return failed(std::generic_category().message(systemError));
     default:
-      return {IoStatus::failed, 0, libraryError()};
+      return failed(libraryError());
   }
 }
 
 /// As many records as there are and fit. Asking once too often costs no system call: the socket knows when it
 /// has nothing.
 IoResult TlsStream::read(std::span<char> into) {
-  if (trouble) return *trouble;
+  if (next) return *next;
   std::size_t total = 0;
   more = false;
   while (total < into.size()) {
@@ -189,9 +179,9 @@ IoResult TlsStream::read(std::span<char> into) {
     std::size_t count = 0;
     const int result = SSL_read_ex(ssl.get(), into.data() + total, into.size() - total, &count);
     if (result != 1) {
-      IoResult io = outcome(result);
+      const IoResult io = outcome(result);
       if (total == 0) return io;
-      if (io.status != IoStatus::blocked) trouble = std::move(io);
+      if (io.status != IoStatus::blocked) next = io;
       return {IoStatus::moved, total};
     }
     total += count;
@@ -201,8 +191,9 @@ IoResult TlsStream::read(std::span<char> into) {
 }
 
 IoResult TlsStream::write(std::span<const std::string_view> pieces) {
-  std::array<char, 16384> buffer;
-  const std::string_view bytes = pieces.size() == 1 ? pieces.front() : gathered(pieces, buffer);
+  std::optional<Gathered<maxRecordBytes>> gathered;
+  if (pieces.size() > 1) gathered.emplace(pieces);
+  const std::string_view bytes = gathered ? gathered->bytes() : pieces.front();
   std::size_t total = 0;
   IoResult problem{IoStatus::moved};
   while (total < bytes.size() && problem.status == IoStatus::moved) {
@@ -212,13 +203,13 @@ IoResult TlsStream::write(std::span<const std::string_view> pieces) {
     if (result != 1) problem = outcome(result);
     total += count;
   }
-  if (pieces.size() > 1) OPENSSL_cleanse(buffer.data(), bytes.size());
   if (problem.status == IoStatus::blocked && total > 0) problem.status = IoStatus::moved;
   problem.bytes = total;
   return problem;
 }
 
 bool TlsStream::quiet() {
+  if (!next && !more && !connection.mayHaveUnread()) return true;
   char byte = 0;
   connection.lookAgain();
   return read(std::span(&byte, 1)).status == IoStatus::blocked;

@@ -81,7 +81,7 @@ class TlsStream : public Stream {
   IoResult outcome(int result);
 
   std::unique_ptr<SSL, FreeTls> ssl;
-  std::optional<IoResult> trouble;  ///< met behind bytes that had to be handed out first
+  std::optional<IoResult> next;  ///< met behind bytes that had to be handed out first
   bool wantsWriting = false;
 };
 
