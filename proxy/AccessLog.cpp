@@ -29,13 +29,16 @@ void appendNumber(std::string& out, Number number) {
 
 void appendPrintable(std::string& out, std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  for (const char byte : text.substr(0, maxPathBytes)) {
-    const auto value = static_cast<unsigned char>(byte);
-    if (value > 0x20 && value < 0x7F) {
-      out.push_back(byte);
-    } else {
-      out.append("\\x").append({digits[value >> 4U], digits[value & 15U]});
-    }
+  const auto plain = [](char byte) { return byte > 0x20 && byte < 0x7F; };
+  text = text.substr(0, maxPathBytes);
+  while (!text.empty()) {
+    const auto* const odd = std::find_if_not(text.begin(), text.end(), plain);
+    out.append(text.begin(), odd);
+    text.remove_prefix(static_cast<std::size_t>(odd - text.begin()));
+    if (text.empty()) break;
+    const auto value = static_cast<unsigned char>(text.front());
+    out.append("\\x").append({digits[value >> 4U], digits[value & 15U]});
+    text.remove_prefix(1);
   }
 }
 
