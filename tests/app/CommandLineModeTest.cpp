@@ -8,11 +8,6 @@
 namespace ferrin::app {
 namespace {
 
-TEST(CommandLineMode, isAskedForByOneFlagAnywhere) {
-  EXPECT_TRUE(isReferenceConfigurationRequested({{"ferrin-relay", "-x", "--apply-reference-config", "y"}}));
-  EXPECT_FALSE(isReferenceConfigurationRequested({{"ferrin-relay", "--apply-reference-config=yes"}}));
-}
-
 TEST(CommandLineMode, appliesWhatIsSavedUnderEitherNameOrSaysWhatIsMissing) {
   TestApplication app;
   const auto apply = [&app] { applyReferenceConfiguration(app.at, app, "/bin/true"); };

@@ -7,13 +7,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using tests::contentOf;
-using tests::put;
 
 fs::path keyFileOf(const TestApplication& app) {
   return app.at.secretDirectory / ("provider-key-" + app.view->selectedProfileID.get() + ".token");
 }
 
-TEST(SaveProfile, storesTheFormAsANewProfileAndThenChangesItInPlace) {
+TEST(SaveProfile, storesANewProfileChangesItInPlaceAndLoadsItWhenItIsPicked) {
   TestApplication app;
   app.fill(" Work\n", "  " + typedURL + "/  ", " sk-1\n", " m ");
   std::string statuses;
@@ -33,82 +32,67 @@ TEST(SaveProfile, storesTheFormAsANewProfileAndThenChangesItInPlace) {
                                       typedURL, "m2", keyFile.filename().string()};
   EXPECT_EQ(core::loadProfiles(app.at), core::ProviderProfiles{renamed});
 
-  app.view->selectedProfileID = "";
+  app.view->selectedProfileID = "none";
+  EXPECT_EQ(app.form(), " renamed |" + typedURL + "//||m2 ");
   app.fill("another", typedURL, "sk-2", "m");
   app.view->saveProfile();
   EXPECT_EQ(contentOf(keyFileOf(app)), "sk-2\n");
   EXPECT_EQ(contentOf(keyFile), "sk-1\n");
   EXPECT_EQ(app.view->profiles.get().at(1), renamed) << "they are sorted by name";
   EXPECT_EQ(app.view->profiles.get(), core::loadProfiles(app.at));
+  app.view->apiKey = "typed";
+  app.view->selectedProfileID = renamed.id().text();
+  EXPECT_EQ(app.form(), "renamed|" + typedURL + "||m2");
 }
 
-TEST(SaveProfile, writesNothingForAFormThatIsIncomplete) {
+TEST(SaveProfile, saysWhatIsMissingOrWhichFileFailedAndKeepsTheRest) {
   TestApplication app;
-  const std::tuple<std::string, std::string, std::string> rows[] = {
-      {" \n", typedURL, "m"}, {"n", " /// ", "m"}, {"n", typedURL, "\t"}};
-  for (const auto& [name, url, model] : rows) {
-    app.fill(name, url, "k", model);
+  const auto statusAfterSaving = [&app](const std::string& name, const std::string& url,
+                                        const std::string& key, const std::string& model) {
+    app.fill(name, url, key, model);
+    const std::string form = app.form();
     app.view->saveProfile();
-    EXPECT_EQ(app.status(), "Error: profile name, URL and model are required");
-  }
-  app.fill("n", typedURL, " \n", "m");
-  app.view->saveProfile();
-  EXPECT_EQ(app.status(), "Error: enter the API key once before saving");
+    EXPECT_EQ(app.form(), form);
+    return tests::replaced(app.status(), keyFileOf(app).filename().string(), "KEY");
+  };
+  const std::string incomplete = "Error: profile name, URL and model are required";
+  EXPECT_EQ(statusAfterSaving(" \n", typedURL, "k", "m"), incomplete);
+  EXPECT_EQ(statusAfterSaving("n", " /// ", "k", "m"), incomplete);
+  EXPECT_EQ(statusAfterSaving("n", typedURL, "k", "\t"), incomplete);
+  EXPECT_EQ(statusAfterSaving("n", typedURL, " ", "m"), "Error: enter the API key once before saving");
   EXPECT_TRUE(tests::filesBelow(app.home.path()).empty());
-}
 
-TEST(SaveProfile, saysWhichFileFailedAndKeepsTheRest) {
-  TestApplication app;
   app.fill("old", typedURL, "sk-old", "m");
   app.view->saveProfile();
   const fs::path keyFile = keyFileOf(app);
-  const auto statusAfterSaving = [&](const std::string& typedKey) {
-    app.fill("new", typedURL, typedKey, "m");
-    app.view->saveProfile();
-    EXPECT_EQ(app.form(), "new|" + typedURL + "|" + typedKey + "|m");
-    return tests::replaced(app.status(), keyFile.filename().string(), "KEY");
-  };
   fs::permissions(app.at.secretDirectory, fs::perms(0500));
-  EXPECT_EQ(statusAfterSaving("sk-new"), "Error: ~/.ferrin/secrets/KEY: Permission denied");
+  EXPECT_EQ(statusAfterSaving("new", typedURL, "sk-new", "m"),
+            "Error: ~/.ferrin/secrets/KEY: Permission denied");
+  EXPECT_EQ(contentOf(keyFile) + core::loadProfiles(app.at).at(0).name, "sk-old\nold");
   fs::permissions(app.at.secretDirectory, fs::perms(0700));
-  EXPECT_EQ(contentOf(keyFile), "sk-old\n");
-  EXPECT_EQ(core::loadProfiles(app.at).at(0).name, "old");
   fs::remove(keyFile);
-  EXPECT_EQ(statusAfterSaving(""), "Error: ~/.ferrin/secrets/KEY: No such file or directory");
+  EXPECT_EQ(statusAfterSaving("new", typedURL, "", "m"),
+            "Error: ~/.ferrin/secrets/KEY: No such file or directory");
   fs::remove(app.at.profilesFile);
-  put(app.at.profilesFile / "inside", "");
-  EXPECT_EQ(statusAfterSaving("sk-new"), "Error: ~/.ferrin/secrets/provider-profiles.json: Is a directory");
+  fs::create_directory(app.at.profilesFile);
+  EXPECT_EQ(statusAfterSaving("new", typedURL, "sk-new", "m"),
+            "Error: ~/.ferrin/secrets/provider-profiles.json: Is a directory");
   EXPECT_EQ(contentOf(keyFile), "sk-new\n");
 }
 
 TEST(ResolvedKey, isTheTypedOneThenTheProfilesThenTheRelays) {
   TestApplication app;
   const core::ProviderProfile profile{core::UUID::random(), "n", "u", "m", "k.token"};
-  put(app.at.legacyUpstreamKeyFile, "legacy\n");
+  tests::put(app.at.legacyUpstreamKeyFile, "legacy\n");
   EXPECT_EQ(app.view->resolvedKey({}), "legacy");
-  put(app.at.upstreamKeyFile, " current \n");
-  EXPECT_EQ(app.view->resolvedKey({}), "current");
-  put(app.at.secretDirectory / "k.token", " \n");
+  tests::put(app.at.upstreamKeyFile, " current \n");
+  tests::put(app.at.secretDirectory / "k.token", " \n");
   EXPECT_EQ(app.view->resolvedKey(profile), "current");
-  put(app.at.secretDirectory / "k.token", " stored \n");
+  tests::put(app.at.secretDirectory / "k.token", " stored \n");
   EXPECT_EQ(app.view->resolvedKey(profile), "stored");
+  EXPECT_EQ(app.view->resolvedKey({}), "current");
   app.view->apiKey = " typed\n";
   EXPECT_EQ(app.view->resolvedKey(profile), "typed");
-}
-
-TEST(LoadProfile, happensOncePerChangeOfTheSelection) {
-  TestApplication app;
-  const core::ProviderProfile work{core::UUID::random(), "Work 工作", "https://w.example/", "wm", "k"};
-  core::saveProfiles({work}, app.at);
-  app.view->appear();
-  app.view->selectedProfileID = work.id().text();
-  EXPECT_EQ(app.form(), "Work 工作|https://w.example/||wm");
-  EXPECT_EQ(app.status(), "Loaded Work 工作. The key is stored securely.");
-  app.view->apiKey = "typed";
-  for (const std::string& id : {work.id().text(), std::string("no such profile")}) {
-    app.view->selectedProfileID = id;
-    EXPECT_EQ(app.form(), "Work 工作|https://w.example/|typed|wm") << id;
-  }
 }
 
 }  // namespace

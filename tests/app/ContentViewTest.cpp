@@ -13,8 +13,7 @@ using tests::put;
 TEST(ContentView, asksForTheStateAndTheSavedConfigurationEachTimeItAppears) {
   TestApplication app;
   app.view->appear();
-  EXPECT_EQ(app.form(), "默认|||gpt-5.6-terra");
-  EXPECT_EQ(app.status(), "Relay is stopped");
+  EXPECT_EQ(app.form() + app.status(), "默认|||gpt-5.6-terraRelay is stopped");
   EXPECT_TRUE(tests::filesBelow(app.home.path()).empty());
   core::saveProfiles({{core::UUID::random(), "a", "u", "m", "k"}}, app.at);
   put(app.at.runningMarker, "running\n");
@@ -38,8 +37,7 @@ TEST(ContentView, appliesStopsAndRestores) {
     EXPECT_EQ(contentOf(app.at.upstreamURLFile), "<none>") << "not on the main thread";
     app.fill("other", "https://other.example", "sk-2", "");
     app.run(app.background);
-    EXPECT_EQ(contentOf(app.at.upstreamURLFile), typedURL + "\n");
-    EXPECT_EQ(contentOf(app.at.upstreamKeyFile), "sk-1\n");
+    EXPECT_EQ(contentOf(app.at.upstreamURLFile) + contentOf(app.at.upstreamKeyFile), typedURL + "\nsk-1\n");
     EXPECT_EQ(app.asked(), "define|bootout|bootstrap|kickstart|");
     EXPECT_TRUE(app.view->isWorking && !app.state.isRunning());
     app.run(app.main);
@@ -60,31 +58,32 @@ TEST(ContentView, appliesStopsAndRestores) {
     EXPECT_TRUE(!app.view->isWorking && !app.state.isRunning());
     EXPECT_EQ(app.status(), "已恢复官方 OpenAI 配置");
     EXPECT_EQ(app.asked(), restarts ? "bootout|bootout|restart ChatGPT|" : "bootout|bootout|");
+    app.menu.restoreOpenAI();
+    EXPECT_EQ(app.asked(), "bootout|bootout|restart ChatGPT|");
   }
 }
 
 TEST(ContentView, saysWhyAnActionFailedAndLeavesTheStateAlone) {
   TestApplication app;
   app.fill("n", typedURL, "", "m");
-  const auto statusAfter = [&app](void (ContentView::*action)(), bool runs = false) {
+  const auto statusAfter = [&app](void (ContentView::*action)(), bool runs) {
     app.state.setRunning(runs);
     ((*app.view).*action)();
     app.finishWork();
     EXPECT_TRUE(!app.view->isWorking && app.state.isRunning() == runs) << app.status();
     return app.status();
   };
-  EXPECT_EQ(statusAfter(&ContentView::apply), "Error: enter the provider API key");
   EXPECT_EQ(statusAfter(&ContentView::restoreOfficial, true), "失败：未找到 ~/.ferrin/config.toml");
+  EXPECT_EQ(statusAfter(&ContentView::apply, false), "Error: enter the provider API key");
   app.view->apiKey = "k";
-  put(app.at.upstreamKeyFile / "inside", "");
-  EXPECT_EQ(statusAfter(&ContentView::apply),
+  std::filesystem::create_directories(app.at.upstreamKeyFile);
+  EXPECT_EQ(statusAfter(&ContentView::apply, false),
             "Error: ~/.ferrin/secrets/openai-proxy-upstream.token: Is a directory");
   EXPECT_EQ(app.asked(), "");
-  remove_all(app.at.upstreamKeyFile);
+  remove(app.at.upstreamKeyFile);
   app.bootstrapResult = {5, "Bootstrap failed: 5\n"};
-  EXPECT_EQ(statusAfter(&ContentView::apply), "Error: Bootstrap failed: 5\n");
-  EXPECT_EQ(app.asked(), "define|bootout|bootstrap|");
-  EXPECT_EQ(app.form(), "n|" + typedURL + "|k|m");
+  EXPECT_EQ(statusAfter(&ContentView::apply, false), "Error: Bootstrap failed: 5\n");
+  EXPECT_EQ(app.asked() + app.form(), "define|bootout|bootstrap|n|" + typedURL + "|k|m");
 }
 
 TEST(SendToProvider, showsTheAnswerOnceItIsBackOnTheMainThread) {
@@ -114,7 +113,6 @@ TEST(ContentView, leavesNothingBehindThatTouchesItWhenItGoes) {
   app.fill("n", typedURL, "k", "m");
   app.view->sendToProvider();
   app.view->apply();
-  app.view->restoreOfficial();
   app.view.reset();
   app.run(app.background);
   app.complete({.error = "late", .status = std::nullopt, .body = ""});

@@ -2,58 +2,44 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
 #include <optional>
 #include <semaphore>
 #include <string>
+#include <thread>
 
 namespace ferrin::app {
 namespace {
 
-struct Loop {
-  std::counting_semaphore<> woken{0};
-  std::optional<ThreadDispatcher> dispatcher{std::in_place, [this] { woken.release(); }};
-
-  void runOnce() {
-    ASSERT_TRUE(woken.try_acquire_for(std::chrono::seconds(30)));
-    dispatcher->runMainQueue();
-  }
-};
-
-TEST(ThreadDispatcher, worksBesideTheMainThreadAndReportsOnItInOrderAndLater) {
-  Loop loop;
+TEST(ThreadDispatcher, worksBesideTheMainThreadReportsOnItInOrderAndWaitsForRunningWork) {
+  std::counting_semaphore<> woken{0}, begun{0}, mayEnd{0};
+  std::optional<ThreadDispatcher> dispatcher(std::in_place, [&woken] { woken.release(); });
   std::thread::id worker;
   std::string order;
-  loop.dispatcher->inBackground([&] {
+  dispatcher->inBackground([&] {
     worker = std::this_thread::get_id();
-    loop.dispatcher->onMain([&] {
+    dispatcher->onMain([&] {
       order += std::this_thread::get_id() == worker ? "not on main" : "1";
-      loop.dispatcher->onMain([&] { order += "2"; });
-      loop.dispatcher->onMain([&] { order += "3"; });
+      dispatcher->onMain([&order] { order += "2"; });
+      dispatcher->onMain([&order] { order += "3"; });
     });
   });
-  loop.runOnce();
-  EXPECT_NE(worker, std::this_thread::get_id());
-  EXPECT_EQ(order, "1");
-  loop.runOnce();
-  EXPECT_EQ(order, "123");
-}
+  for (const char* expected : {"1", "123"}) {
+    ASSERT_TRUE(woken.try_acquire_for(std::chrono::seconds(30)));
+    dispatcher->runMainQueue();
+    EXPECT_EQ(order, expected) << "what is submitted meanwhile comes later";
+  }
 
-TEST(ThreadDispatcher, waitsForRunningWorkAndLetsGoOfItsReport) {
-  Loop loop;
-  std::promise<void> begun, mayEnd;
-  std::string done;
-  loop.dispatcher->inBackground([&] {
-    begun.set_value();
-    mayEnd.get_future().wait();
-    loop.dispatcher->onMain([&] { done += "reported"; });
-    done += "worked";
+  dispatcher->inBackground([&] {
+    begun.release();
+    mayEnd.acquire();
+    dispatcher->onMain([&order] { order += "reported too late"; });
+    order += "worked";
   });
-  begun.get_future().wait();
-  std::thread releasing([&] { mayEnd.set_value(); });
-  loop.dispatcher.reset();
+  begun.acquire();
+  std::thread releasing([&mayEnd] { mayEnd.release(); });
+  dispatcher.reset();
   releasing.join();
-  EXPECT_EQ(done, "worked");
+  EXPECT_EQ(order, "123worked");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QClipboard>
 #include <QTest>
 
 #include "app/qt/Look.h"
@@ -39,26 +38,24 @@ class MainWindowTest : public testing::Test {
 
 TEST_F(MainWindowTest, showsWhatTheViewHoldsAndHandsOnWhatIsTyped) {
   application.fill("&File %1", app::typedURL, "sk-1", "m");
-  QTest::keyClick(&find("Profile name"), Qt::Key_Return);
   auto& picker = find<QComboBox>("已保存配置");
-  EXPECT_EQ(picker.currentText(), "&File %1");
-  QTest::keyClick(&picker, Qt::Key_Up);
-  EXPECT_EQ(view.selectedProfileID.get(), "");
-  const std::pair<const char*, app::Field<std::string>&> rows[] = {{"Profile name", view.profileName},
-                                                                   {"Provider URL", view.upstreamURL},
-                                                                   {"API key", view.apiKey},
-                                                                   {"Model", view.model}};
-  for (const auto& [name, field] : rows) {
+  auto& key = find("API key");
+  EXPECT_TRUE(key.echoMode() == QLineEdit::Password && key.inputMethodHints() & Qt::ImhSensitiveData);
+  QTest::keyClick(&find("Profile name"), Qt::Key_Return);
+  EXPECT_EQ(picker.currentText() + find("Model").text() + key.text(), "&File %1m");
+  key.undo();
+  EXPECT_EQ(key.text(), "") << "it is stored, and nowhere else";
+  for (const char* name : {"Profile name", "Provider URL", "API key", "Model"}) {
     auto& edit = find(name);
-    field = "由程序";
-    EXPECT_EQ(edit.text(), "由程序") << name;
     edit.clear();
-    QTest::keyClicks(&edit, "typed");
-    EXPECT_EQ(field.get(), "typed") << name;
+    QTest::keyClicks(&edit, name);
     edit.setCursorPosition(2);
     view.status = name;
     EXPECT_TRUE(edit.cursorPosition() == 2 && edit.isUndoAvailable()) << name << " is left alone";
   }
+  EXPECT_EQ(application.form(), "Profile name|Provider URL|API key|Model");
+  QTest::keyClick(&picker, Qt::Key_Up);
+  EXPECT_EQ(view.selectedProfileID.get(), "");
 }
 
 TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText) {
@@ -74,8 +71,8 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   const QFont font = QApplication::font();
   QApplication::setFont(QFont(font.family(), 26));
   QApplication::processEvents();
-  EXPECT_EQ(find<QLabel>("Ferrin Relay").font().pointSizeF(), 34);
-  EXPECT_EQ(find<QLabel>("Model").font().pointSizeF(), 26);
+  EXPECT_EQ(find<QLabel>("Ferrin Relay").font().pointSizeF() - find<QLabel>("Model").font().pointSizeF(),
+            34 - 26);
   QApplication::setFont(font);
 }
 
@@ -84,12 +81,10 @@ TEST_F(MainWindowTest, appliesOnReturnAndKeepsTheFocus) {
   auto& relay = find<QPushButton>("Apply and start");
   relay.setFocus();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
-  EXPECT_EQ(relay.text(), "Applying...");
   EXPECT_FALSE(relay.isEnabled());
   application.finishWork();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
-  EXPECT_TRUE(application.state.isRunning()) << "Return never stops it";
-  EXPECT_EQ(relay.text(), "Stop relay");
+  EXPECT_EQ(relay.text(), "Stop relay") << "Return never stops it";
   EXPECT_TRUE(relay.hasFocus());
 }
 
@@ -109,37 +104,21 @@ TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {
   }
 }
 
-TEST_F(MainWindowTest, neverGivesTheKeyAway) {
-  auto& key = find("API key");
-  QTest::keyClicks(&key, "sk-secret");
-  EXPECT_FALSE(key.displayText().contains("sk"));
-  EXPECT_TRUE(key.inputMethodHints() & Qt::ImhSensitiveData);
-  QApplication::clipboard()->setText("before");
-  key.selectAll();
-  key.cut();
-  EXPECT_EQ(QApplication::clipboard()->text(), "before");
-  view.apiKey = "";
-  key.undo();
-  EXPECT_EQ(key.text(), "");
-}
-
 TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   StatusLabel label;
   label.resize(300, 40);
-  const std::tuple<QString, int, bool> rows[] = {{"short", 1, false},
-                                                 {"first\nsecond", 2, false},
-                                                 {QString(400, 'x'), 2, true},
-                                                 {"first\nsecond\nthird <b>", 2, true}};
-  for (const auto& [text, count, isCut] : rows) {
+  const QString rows[] = {"first\nsecond", QString(400, 'x'), "first\nsecond\nthird <b>"};
+  for (const QString& text : rows) {
     label.show(text, app::StatusColour::secondary);
-    const QStringList lines = label.fitted().lines;
-    EXPECT_EQ(lines.size(), count) << text.toStdString();
+    const auto [lines, isCut] = label.fitted();
+    EXPECT_EQ(lines.size(), 2) << text.toStdString();
+    EXPECT_EQ(isCut, text != rows[0]) << text.toStdString();
     EXPECT_EQ(lines.last().endsWith("…"), isCut) << text.toStdString();
-    EXPECT_EQ(label.toolTip().isEmpty(), !isCut) << text.toStdString();
+    EXPECT_EQ(label.toolTip(), isCut ? wrappedToolTip(text) : "") << text.toStdString();
     EXPECT_LE(label.fontMetrics().horizontalAdvance(lines.last()), 300) << text.toStdString();
   }
-  EXPECT_EQ(label.toolTip(), "<p>first<br>second<br>third &lt;b&gt;</p>");
-  EXPECT_EQ(wrappedToolTip(QString(41, 'x')), "<p>" + QString(40, 'x') + "\u200bx</p>");
+  EXPECT_EQ(wrappedToolTip(QString(41, 'x') + "\n<b>"),
+            "<p>" + QString(40, 'x') + "\u200bx<br>&lt;b&gt;</p>");
 }
 
 }  // namespace

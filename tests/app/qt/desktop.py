@@ -72,9 +72,7 @@ class Desktop:
     def __init__(self):
         self.folder = tempfile.TemporaryDirectory(prefix="ferrin-desktop-")
         self.processes = []
-        for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"):
-            os.environ.pop(name, None)
-        os.environ["XDG_RUNTIME_DIR"] = self.folder.name
+        os.environ.update(WAYLAND_DISPLAY="", XDG_CURRENT_DESKTOP="", XDG_RUNTIME_DIR=self.folder.name)
         os.environ["DISPLAY"] = ":" + self._start(
             "Xvfb", "-displayfd", "1", "-screen", "0", "1100x1500x24", "-nolisten", "tcp", "-noreset").readline().strip()
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._start(
@@ -101,7 +99,6 @@ class Desktop:
 
     def show_tray(self):
         self.tray = Tray()
-        return self.tray
 
     def hide_tray(self):
         if self.tray:
