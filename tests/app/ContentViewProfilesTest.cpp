@@ -47,9 +47,8 @@ TEST(SaveProfile, storesANewProfileChangesItInPlaceAndLoadsItWhenItIsPicked) {
 
 TEST(SaveProfile, saysWhatIsMissingOrWhichFileFailedAndKeepsTheRest) {
   TestApplication app;
-  const auto statusAfterSaving = [&app](const std::string& name, const std::string& url,
-                                        const std::string& key, const std::string& model) {
-    app.fill(name, url, key, model);
+  const auto statusAfterSaving = [&app](const auto&... typed) {
+    app.fill(typed...);
     const std::string form = app.form();
     app.view->saveProfile();
     EXPECT_EQ(app.form(), form);

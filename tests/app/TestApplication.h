@@ -27,10 +27,7 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   void showAlert(const std::string& description) override { note("alert " + description); }
   void terminate() override { note("terminate"); }
 
-  void send(providertest::HttpRequest sent, Completion completion) override {
-    request = std::move(sent);
-    complete = std::move(completion);
-  }
+  void send(providertest::HttpRequest, Completion completion) override { complete = std::move(completion); }
 
   void inBackground(Work work) override { background.push_back(std::move(work)); }
   void onMain(Work work) override { main.push_back(std::move(work)); }
@@ -63,10 +60,14 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
   /// With "~" for the home.
   std::string status() const { return tests::replaced(view->status, home.path().string(), "~"); }
+  /// The status, what was asked for, and what goes on.
+  std::string outcome() {
+    return status() + "; " + asked() + (view->isWorking ? "working" : "") +
+           (state.isRunning() ? "running" : "");
+  }
 
   std::string steps;
   relay::CommandResult bootstrapResult;
-  providertest::HttpRequest request;
   Completion complete;
   std::deque<Work> background, main;
   tests::AsOrdinaryUser ordinary;

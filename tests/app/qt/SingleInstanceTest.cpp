@@ -1,12 +1,10 @@
 #include "app/qt/SingleInstance.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <system_error>
-#include <thread>
 
 #include "tests/support/TemporaryFolder.h"
 
@@ -14,20 +12,6 @@ namespace ferrin::qt {
 namespace {
 
 namespace fs = std::filesystem;
-
-TEST(SingleInstance, bringsTheFirstForwardBeforeTheSecondGoes) {
-  const tests::TemporaryFolder folder;
-  const auto first = SingleInstance::take(folder / "place", "");
-  std::string told;
-  std::thread answering([&] {
-    pollfd waiting{first->descriptor(), POLLIN, 0};
-    poll(&waiting, 1, 10'000);
-    first->answer([&told](const std::string& message) { told = message; });
-  });
-  EXPECT_FALSE(SingleInstance::take(folder / "place", "token"));
-  EXPECT_EQ(told, "token");
-  answering.join();
-}
 
 TEST(SingleInstance, refusesAPlaceThatOthersCanReach) {
   const tests::TemporaryFolder folder;

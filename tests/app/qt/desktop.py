@@ -97,6 +97,29 @@ class Desktop:
         self.portal.EmitSignal(SETTINGS, "SettingChanged", "ssv", (
             "org.freedesktop.appearance", "color-scheme", dbus.UInt32(2, variant_level=1)))
 
+    def shown(self, role):
+        """Of all windows, as assistive technology sees them, what of that role can be used: by name."""
+        def below(element):
+            element.clear_cache()
+            for child in filter(None, map(element.get_child_at_index, range(element.get_child_count()))):
+                yield child
+                yield from below(child)
+        usable = Atspi.StateType.SHOWING, Atspi.StateType.ENABLED
+        try:
+            return {element.get_name(): element for element in below(Atspi.get_desktop(0))
+                    if element.get_role_name() == role and all(map(element.get_state_set().contains, usable))}
+        except GLib.Error:
+            return {}  # something was gone while we looked
+
+    def find(self, name, role="push button"):
+        return eventually(lambda: self.shown(role).get(name))
+
+    def press(self, name):
+        Atspi.Action.do_action(self.find(name), 0)
+
+    def text(self, name, role="text"):
+        return Atspi.Text.get_text(self.find(name, role), 0, -1)
+
     def show_tray(self):
         self.tray = Tray()
 
@@ -112,40 +135,3 @@ class Desktop:
             process.terminate()
             process.communicate()
         self.folder.cleanup()
-
-
-class Window:
-    """A program's window as assistive technology sees it."""
-
-    def __init__(self, process):
-        self.process = process
-
-    def _all(self, element):
-        element.clear_cache()
-        if element.get_state_set().contains(Atspi.StateType.SHOWING):
-            yield element
-        for place in range(element.get_child_count()):
-            if child := element.get_child_at_index(place):
-                yield from self._all(child)
-
-    def all(self, role):
-        """What of that role is shown and enabled, by name."""
-        try:
-            desktop = Atspi.get_desktop(0)
-            desktop.clear_cache()
-            programs = map(desktop.get_child_at_index, range(desktop.get_child_count()))
-            return {element.get_name(): element for program in programs
-                    if program and program.get_process_id() == self.process.pid for element in self._all(program)
-                    if element.get_role_name() == role and element.get_state_set().contains(Atspi.StateType.ENABLED)}
-        except GLib.Error:
-            return {}  # something was gone while we looked
-
-    def find(self, name, role="push button"):
-        return eventually(lambda: self.all(role).get(name))
-
-    def press(self, *wanted):
-        Atspi.Action.do_action(self.find(*wanted), 0)
-
-    def text(self, name, role="text"):
-        field = self.find(name, role)
-        return Atspi.Text.get_text(field, 0, Atspi.Text.get_character_count(field))

@@ -13,7 +13,7 @@ import sys
 import tempfile
 import unittest
 
-from desktop import Desktop, Window, eventually
+from desktop import Desktop, eventually
 
 tree = pathlib.Path(sys.argv[1])
 KEY = "sk-of-the-provider"
@@ -65,8 +65,7 @@ class WindowTest(unittest.TestCase):
         process = self.process = self.launch()
         self.addCleanup(lambda: self.assertEqual(process.communicate(timeout=20)[0], ""))
         self.addCleanup(process.terminate)
-        self.window = Window(process)
-        self.window.find("Save profile")
+        self.desktop.find("Save profile")
         eventually(lambda: not self.desktop.tray or self.desktop.tray.item)
 
     def open_window(self):
@@ -99,19 +98,19 @@ class WindowTest(unittest.TestCase):
         self.addCleanup(provider.terminate)
         url = provider.stdout.readline().split()[-1]
         self.start()
-        self.assertEqual((list(self.window.all("label")), list(self.home.iterdir())), (LABELS, []))
+        self.assertEqual((list(self.desktop.shown("label")), list(self.home.iterdir())), (LABELS, []))
         self.assertEqual((list(self.desktop.tray.menu()), self.desktop.tray.menu()["Relay is stopped"]), (MENU, 0))
         self.assertRegex(pathlib.Path(f"/proc/{self.process.pid}/limits").read_text(), r"Max core file size +0 +0 ")
         stopped = self.desktop.tray.symbol()
         self.keyboard("type", f"\tWork\t\t{url}/\t{KEY}")
-        self.window.press("Save profile")
-        self.window.find("Loaded Work. The key is stored securely.", "label")
-        self.assertEqual(self.window.text("Provider URL"), url)
+        self.desktop.press("Save profile")
+        self.desktop.find("Loaded Work. The key is stored securely.", "label")
+        self.assertEqual(self.desktop.text("Provider URL"), url)
         self.keyboard("type", "sk-typed")
-        self.assertNotIn("sk", self.window.text("API key", "password text"))
+        self.assertNotIn("sk", self.desktop.text("API key", "password text"))
         self.keyboard("key", "ctrl+a", "BackSpace", "type", "\t\t\tSay it.")
         self.keyboard("key", "ctrl+Return")
-        eventually(lambda: self.window.text("Response") == "Say it.")
+        eventually(lambda: self.desktop.text("Response") == "Say it.")
         eventually(lambda: self.brightness() < 0.5)
         self.desktop.turn_light()
         eventually(lambda: self.brightness() > 0.5)
@@ -121,10 +120,10 @@ class WindowTest(unittest.TestCase):
         eventually(relay_answers)
         self.assertNotEqual(self.desktop.tray.symbol(), stopped)
         self.desktop.tray.choose("Open Ferrin Relay")
-        self.window.find("Running: relay is ready; Ferrin configuration was left unchanged", "label")
+        self.desktop.find("Running: relay is ready; Ferrin configuration was left unchanged", "label")
 
         self.desktop.tray.choose("Stop relay")
-        self.window.find("Apply and start")
+        self.desktop.find("Apply and start")
         eventually(lambda: "Relay is stopped" in self.desktop.tray.menu() and self.desktop.tray.symbol() == stopped)
         self.assertFalse(relay_answers())
         holders = output_of("grep", "-rl", KEY, self.home).split()
@@ -135,17 +134,26 @@ class WindowTest(unittest.TestCase):
         (self.home / ".ferrin/secrets/provider-launcher.running").write_text("running")
         self.start()
         self.desktop.tray.choose("Restore OpenAI")
-        self.window.find("未找到 ~/.ferrin/config.toml", "label")
+        self.desktop.find("未找到 ~/.ferrin/config.toml", "label")
         self.desktop.tray.choose("Stop relay")
-        self.window.press("OK")
-        eventually(lambda: "OK" not in self.window.all("push button"))
+        self.desktop.press("OK")
+        eventually(lambda: "OK" not in self.desktop.shown("push button"))
         self.assertIn("Stop relay", self.desktop.tray.menu())
         self.desktop.tray.choose("Quit Ferrin Relay")
         self.assert_ends(self.process, 0)
 
-    def test_follows_the_tray_and_is_its_window_where_there_is_none(self):
+    def test_waits_for_a_tray_at_no_cost_and_is_its_window_where_there_is_none(self):
         self.desktop.hide_tray()
         self.start()
+        process = pathlib.Path("/proc") / str(self.process.pid)
+        self.assertLess(int(output_of("ps", "-o", "rss=", "-p", process.name)), 80 * 1024)
+
+        def waits_long(task):
+            """Without an end, or until the toolkit looks through its pictures: once, half a minute after the start."""
+            call = (task / "syscall").read_text().split()
+            time = int(call[WAITS[call[0]]], 16) if call[0] in WAITS else 1
+            return time == 0 or 10_000 <= time < 2**32
+        eventually(lambda: all(waits_long(task) for task in (process / "task").iterdir()))
         self.desktop.show_tray()
         eventually(lambda: self.desktop.tray.item)
         self.close_window()
@@ -168,7 +176,10 @@ class WindowTest(unittest.TestCase):
             eventually(lambda: output_of("xdotool", "search", "--class", "trayer"))
             self.start()
             self.close_window()
+            (self.home / ".ferrin/secrets").mkdir(parents=True)
+            (self.home / ".ferrin/secrets/openai-proxy-upstream.url").write_text(" http://new/ ")
             self.launch_again()
+            self.assertEqual(self.desktop.text("Provider URL"), "http://new")
             self.close_window()
             tray.terminate()
         eventually(self.open_window)
@@ -179,19 +190,6 @@ class WindowTest(unittest.TestCase):
                 ("", ":7654", "ferrin-relay: no display can be used (DISPLAY=:7654)"),
                 ("--apply-reference-config", "", "reference configuration failed: 未找到已保存的第三方 URL 或 API Key")):
             self.assert_ends(self.launch(argument, DISPLAY=display), 1, reason + "\n")
-
-    def test_costs_little_and_nothing_while_it_waits_for_a_tray(self):
-        self.desktop.hide_tray()
-        self.start()
-        process = pathlib.Path("/proc") / str(self.process.pid)
-        self.assertLess(int(output_of("ps", "-o", "rss=", "-p", process.name)), 80 * 1024)
-
-        def waits_long(task):
-            """Without an end, or until the toolkit looks through its pictures: once, half a minute after the start."""
-            call = (task / "syscall").read_text().split()
-            time = int(call[WAITS[call[0]]], 16) if call[0] in WAITS else 1
-            return time == 0 or 10_000 <= time < 2**32
-        eventually(lambda: all(waits_long(task) for task in (process / "task").iterdir()))
 
 
 if __name__ == "__main__":
