@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <ctime>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -14,22 +15,20 @@ namespace ferrin::agentconfig {
 namespace {
 
 namespace fs = std::filesystem;
-using Rows = std::map<std::string, std::vector<std::pair<std::string, std::string>>>;
 
 /// The texts, before and after, lie in edits.json.
 TEST(ConfigurationEdits, changeTheLinesTheyAreMeantForAndNoOtherByte) {
-  const std::pair<const char*, std::function<std::string(const std::string&)>> edits[] = {
+  const std::map<std::string, std::function<std::string(const std::string&)>> edits = {
       {"replaceLine model = new, in", [](auto& text) { return replaceLine(text, "model", "new"); }},
       {"replaceLine a.b = <$0> \\\\$1$x, in",
        [](auto& text) { return replaceLine(text, "a.b", "<$0> \\\\$1$x"); }},
+      {"replaceLine a\\E( = v, in", [](auto& text) { return replaceLine(text, "a\\E(", "v"); }},
       {"removeRootLine key, from", [](auto& text) { return removeRootLine(text, "key"); }},
       {"officialConfiguration of", [](auto& text) { return officialConfiguration(text); }},
   };
-  const Rows rows = nlohmann::json::parse(tests::contentOf(EDITS));
-  for (const auto& [name, edit] : edits) {
-    for (const auto& [text, result] : rows.at(name)) EXPECT_EQ(edit(text), result) << name << " " << text;
-  }
-  EXPECT_EQ(replaceLine("a = 1", "a\\E(", "v") + removeRootLine("a = 1", "a\\E("), "a = 1a = 1");
+  const std::vector<std::array<std::string, 3>> rows = nlohmann::json::parse(tests::contentOf(EDITS));
+  for (const auto& [edit, text, result] : rows)
+    EXPECT_EQ(edits.at(edit)(text), result) << edit << " " << text;
 }
 
 TEST(ConfigurationEdits, takeTenMebibytesInSeconds) {
@@ -43,27 +42,23 @@ TEST(ConfigurationEdits, takeTenMebibytesInSeconds) {
   }
 }
 
-TEST(RestoreOfficialConfiguration, leavesTheConfigurationWhenAStepFails) {
+TEST(RestoreOfficialConfiguration, leavesTheConfigurationAndItsBackupWhenAStepFails) {
   const tests::AsOrdinaryUser ordinary;
-  const std::pair<std::function<void(const core::Locations&)>, std::string> rows[] = {
-      {[](auto& at) { fs::remove(at.configURL); }, "ProviderLauncher 7: 未找到 ~/.ferrin/config.toml"},
-      {[](auto& at) { tests::put(at.configURL, "a\xFF"); },
-       "~/config.toml: not UTF-8 text: Invalid or incomplete multibyte or wide character"},
-      {[](auto& at) { fs::permissions(at.configURL, fs::perms::none); }, "~/config.toml: Permission denied"},
-      {[](auto& at) { fs::permissions(at.ferrinHome, fs::perms(0500)); },
-       "~/config.toml.before-restore.bak: Permission denied"},
-  };
-  for (const auto& [obstacle, wanted] : rows) {
-    const tests::TemporaryFolder home;
-    const core::Locations at(home.path());
-    tests::put(at.configURL, "model_provider = \"custom\"\n");
-    tests::put(configurationBackup(at), "older");
-    obstacle(at);
+  const tests::TemporaryFolder home;
+  const core::Locations at(home.path());
+  const auto expectFailure = [&](const std::string& reason) {
     const auto before = tests::filesBelow(at.ferrinHome);
-    const std::string thrown = tests::thrownBy([&at] { restoreOfficialConfiguration(at); });
-    EXPECT_EQ(tests::replaced(thrown, at.ferrinHome.string(), "~"), wanted);
-    EXPECT_EQ(tests::filesBelow(at.ferrinHome), before) << wanted;
-  }
+    const std::string thrown = tests::thrownBy([&] { restoreOfficialConfiguration(at); });
+    EXPECT_EQ(tests::replaced(thrown, at.ferrinHome.string(), "~"), reason);
+    EXPECT_EQ(tests::filesBelow(at.ferrinHome), before) << reason;
+  };
+  tests::put(configurationBackup(at), "older");
+  expectFailure("ProviderLauncher 7: 未找到 ~/.ferrin/config.toml");
+  tests::put(at.configURL, "a\xFF");
+  expectFailure("~/config.toml: not UTF-8 text: Invalid or incomplete multibyte or wide character");
+  tests::put(at.configURL, "model_provider = \"custom\"\n");
+  fs::permissions(at.ferrinHome, fs::perms(0500));
+  expectFailure("~/config.toml.before-restore.bak: Permission denied");
 }
 
 }  // namespace

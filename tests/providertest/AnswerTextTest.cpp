@@ -23,14 +23,15 @@ TEST(AnswerText, isTheTextInItsPlacesOrWhyThereIsNone) {
     EXPECT_EQ(shown(200, body), text) << body;
   }
   const std::string unreadable = "服务未返回可读取结果。";
-  EXPECT_EQ(shown(200, "{\"output_text\":\"\xFF\"}"), unreadable);
-  EXPECT_EQ(shown(200, "{\"a\":" + std::string(100'000, '[')), unreadable);
   for (const std::string& encoded :
        {"{\0}\0"s, "\0{\0}"s, "{\0\0\0}\0\0\0"s, "\0\0\0{\0\0\0}"s, "\xEF\xBB\xBF{}"s, "\xFF\xFE{\0}\0"s,
         "\xFE\xFF\0{\0}"s, "\xFF\xFE\0\0{\0\0\0}\0\0\0"s}) {
     EXPECT_NE(shown(200, encoded), unreadable) << encoded;
   }
-  EXPECT_EQ(shown(200, "{\0\x3D\xD8"s), unreadable) << "half of a pair";
+  for (const std::string& bad :
+       {"{\0\x3D\xD8"s, "{\"output_text\":\"\xFF\"}"s, "{\"a\":" + std::string(100'000, '[')}) {
+    EXPECT_EQ(shown(200, bad), unreadable);
+  }
   for (const int status : {199, 300}) {
     EXPECT_EQ(shown(status, "{\"text\":1}"), "请求失败：HTTP " + std::to_string(status));
   }

@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <boost/algorithm/string/replace.hpp>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -40,7 +40,7 @@ std::string contentOf(const fs::path& file) {
 
 void put(const fs::path& file, std::string_view content) {
   fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
+  std::ofstream(file, std::ios::binary) << content;
 }
 
 mode_t modeOf(const fs::path& file) {
@@ -52,9 +52,9 @@ FileTree filesBelow(const fs::path& folder) {
   FileTree tree;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
-    std::array<char, 8> mode{};
-    std::snprintf(mode.data(), mode.size(), "%04o ", static_cast<unsigned>(modeOf(entry.path())));
-    tree[entry.path().lexically_relative(folder)] = mode.data() + contentOf(entry.path());
+    std::ostringstream text;
+    text << std::oct << std::setfill('0') << std::setw(4) << modeOf(entry) << ' ' << contentOf(entry);
+    tree[entry.path().lexically_relative(folder)] = text.str();
   }
   return tree;
 }

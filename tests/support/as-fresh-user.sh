@@ -1,8 +1,8 @@
 #!/bin/bash
-# as-fresh-user.sh [--with FILE] PROGRAM [ARGUMENT...]: runs PROGRAM as a user of its own, with a private HOME,
-# XDG_RUNTIME_DIR and control group, all of it gone afterwards with every process started there; systemd --user can be
-# started in it. A copy of FILE lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason,
-# where this machine doesn't let us; 124 after 90 s, so that it is this script that ends it, and cleans up.
+# as-fresh-user.sh [--with FILE] PROGRAM: runs PROGRAM as a user of its own, with a private HOME, XDG_RUNTIME_DIR and
+# control group, all of it gone afterwards with every process started there; systemd --user can be started in it. A copy
+# of FILE lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason, where this machine
+# doesn't let us; 124 after 90 s, so that it is this script that ends it, and cleans up.
 set -euo pipefail
 
 skip() {
@@ -14,11 +14,6 @@ skip() {
 [ -x /lib/systemd/systemd ] || skip "systemd is not installed"
 unshare --mount --pid --fork true 2>/dev/null || skip "no namespaces of one's own"
 
-companion=
-if [ "$1" = --with ]; then
-  companion=$2
-  shift 2
-fi
 uid=$((200000 + $$))
 folder=$(mktemp -d)
 groups=()
@@ -27,7 +22,6 @@ clean_up() {
   rm -rf "$folder"
 }
 trap clean_up EXIT
-
 for parent in /sys/fs/cgroup/systemd /sys/fs/cgroup/unified /sys/fs/cgroup; do
   [ -e "$parent/cgroup.procs" ] || continue
   mkdir "$parent/user-$uid" 2>/dev/null || skip "no control group can be made in $parent"
@@ -35,10 +29,9 @@ for parent in /sys/fs/cgroup/systemd /sys/fs/cgroup/unified /sys/fs/cgroup; do
 done
 chmod 755 "$folder"
 mkdir -m 700 "$folder/home" "$folder/runtime"
-cp "$1" "$folder/program" # the build tree may be closed to other users
-[ -z "$companion" ] || cp "$companion" "$folder/"
+cp "${@: -1}" "$folder/program" # the build tree may be closed to other users
+[ "$1" != --with ] || cp "$2" "$folder/"
 chown -R "$uid:$uid" "${groups[@]}" "$folder/home" "$folder/runtime"
-shift
 
 # Every process ends with the name space. /run/systemd/system is what systemd --user takes for a booted machine.
 (
@@ -47,5 +40,5 @@ shift
   exec unshare --mount --pid --fork --kill-child --mount-proc \
     sh -c 'mount -t tmpfs tmpfs /run && mkdir -p /run/systemd/system && exec "$@"' sh \
     timeout --kill-after=5 90 setpriv --reuid "$uid" --regid "$uid" --clear-groups \
-    env -i PATH="$PATH" HOME="$folder/home" XDG_RUNTIME_DIR="$folder/runtime" "$folder/program" "$@"
+    env -i PATH="$PATH" HOME="$folder/home" XDG_RUNTIME_DIR="$folder/runtime" "$folder/program"
 )

@@ -9,38 +9,27 @@ skip() {
   exit 77
 }
 
-# Everything below happens in namespaces of our own: the mounts end with them.
-enter() {
+# Everything happens in namespaces of our own: the mounts end with them.
+if [ "$1" != --inside ]; then
   [ "$(id -u)" -eq 0 ] || skip "only root can install packages"
   unshare --mount --pid --net --fork true 2>/dev/null || skip "no namespaces of one's own"
   exec unshare --mount --pid --net --fork --kill-child "$0" --inside "$@"
-}
-
-lay_over() {
-  local reason
-  mount -t tmpfs tmpfs "$1"
-  mkdir "$1/written" "$1/work" "$1/root"
-  reason=$(mount -t overlay overlay -o "lowerdir=/,upperdir=$1/written,workdir=$1/work" "$1/root" 2>&1) ||
-    skip "nothing can be laid over the root file system: $reason"
-}
-
-furnish() {
-  local root=$1 folder=$2
-  mount -t proc proc "$root/proc"
-  mount --rbind /dev "$root/dev"
-  mount -t tmpfs tmpfs "$root/tmp"
-  mount -t tmpfs tmpfs "$root/run"
-  mkdir -p "$root$folder"
-  mount --rbind "$folder" "$root$folder"
-  [ -x "$root/usr/bin/dpkg" ] || skip "/usr is not on the root file system"
-}
-
-if [ "$1" != --inside ]; then enter "$@"; fi
+fi
 folder=$2
 shift 2
 place=$(mktemp -d)
 trap 'umount -l "$place"; rmdir "$place"' EXIT
-lay_over "$place"
-furnish "$place/root" "$folder"
+mount -t tmpfs tmpfs "$place"
+root=$place/root
+mkdir "$place/written" "$place/work" "$root"
+reason=$(mount -t overlay overlay -o "lowerdir=/,upperdir=$place/written,workdir=$place/work" "$root" 2>&1) ||
+  skip "nothing can be laid over the root file system: $reason"
+mount -t proc proc "$root/proc"
+mount --rbind /dev "$root/dev"
+mount -t tmpfs tmpfs "$root/tmp"
+mount -t tmpfs tmpfs "$root/run"
+mkdir -p "$root$folder"
+mount --rbind "$folder" "$root$folder"
+[ -x "$root/usr/bin/dpkg" ] || skip "/usr is not on the root file system"
 ip link set lo up
-chroot "$place/root" "$@"
+chroot "$root" "$@"
