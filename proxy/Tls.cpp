@@ -32,6 +32,18 @@ std::string certificateProblem(long verified) {
          "; add its issuer to the system's certificates";
 }
 
+/// Begins a handshake with nobody, so that the library has fetched what the first one needs before that
+/// comes.
+void rehearse(SSL_CTX* context) {
+  const std::unique_ptr<SSL, FreeTls> ssl(SSL_new(context));
+  BIO* const nobody = ssl ? BIO_new(BIO_s_mem()) : nullptr;
+  if (nobody != nullptr) {
+    SSL_set_bio(ssl.get(), nobody, nobody);  // owned by ssl from here on
+    SSL_connect(ssl.get());
+  }
+  ERR_clear_error();
+}
+
 std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
   std::unique_ptr<SSL_CTX, FreeTls> context(SSL_CTX_new(TLS_client_method()));
   if (!context) throw std::runtime_error(libraryError());
@@ -45,6 +57,7 @@ std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
   if (!trustSystemRoots(context.get()))
     throw std::runtime_error("this system has no trusted certificates; install ca-certificates: " +
                              libraryError());
+  rehearse(context.get());
   return context;
 }
 
