@@ -7,8 +7,6 @@
 namespace ferrin::app {
 namespace {
 
-using tests::contentOf;
-
 TEST(ContentView, appliesStopsAndRestores) {
   for (const bool restarts : {true, false}) {
     TestApplication app;
@@ -16,19 +14,20 @@ TEST(ContentView, appliesStopsAndRestores) {
     app.view->restartChatGPT = restarts;
     app.fill("n", " " + typedURL + "/", " sk-1 ", "m");
     app.view->apply();
-    EXPECT_EQ(app.outcome(), "Saving relay profile and starting the private relay...; working");
-    EXPECT_EQ(contentOf(app.at.upstreamURLFile), "<none>") << "not on the main thread";
+    EXPECT_EQ(app.outcome(), "Saving relay profile and starting the private relay...; working|");
+    EXPECT_EQ(tests::contentOf(app.at.upstreamURLFile), "<none>") << "not on the main thread";
     app.fill("other", "https://other.example", "sk-2", "");
     app.run(app.background);
-    EXPECT_EQ(contentOf(app.at.upstreamURLFile) + contentOf(app.at.upstreamKeyFile), typedURL + "\nsk-1\n");
+    EXPECT_EQ(tests::contentOf(app.at.upstreamURLFile) + tests::contentOf(app.at.upstreamKeyFile),
+              typedURL + "\nsk-1\n");
     EXPECT_EQ(app.asked(), "define|bootout|bootstrap|kickstart|");
     app.run(app.main);
     EXPECT_EQ(app.form(), "other|https://other.example||");
     EXPECT_EQ(app.outcome(),
               std::string("Running: relay is ready; Ferrin configuration was left unchanged; ") +
-                  (restarts ? "restart ChatGPT|hide|running" : "running"));
+                  (restarts ? "restart ChatGPT|hide|running|" : "running|"));
     app.view->restoreOfficial();
-    EXPECT_EQ(app.outcome(), "正在恢复官方 OpenAI 配置...; workingrunning");
+    EXPECT_EQ(app.outcome(), "正在恢复官方 OpenAI 配置...; working|running|");
     app.finishWork();
     EXPECT_EQ(app.outcome(),
               std::string("已恢复官方 OpenAI 配置; bootout|bootout|") + (restarts ? "restart ChatGPT|" : ""));
@@ -58,7 +57,7 @@ TEST(ContentView, saysWhyAnActionFailedAndLeavesTheStateAlone) {
   EXPECT_EQ(outcomeOf(&ContentView::apply), "Error: Bootstrap failed: 5; define|bootout|bootstrap|");
   EXPECT_EQ(app.form(), "n|" + typedURL + "|k|m");
   app.state.setRunning(true);
-  EXPECT_EQ(outcomeOf(&ContentView::restoreOfficial), "失败：未找到 ~/.ferrin/config.toml; running");
+  EXPECT_EQ(outcomeOf(&ContentView::restoreOfficial), "失败：未找到 ~/.ferrin/config.toml; running|");
 }
 
 TEST(SendToProvider, showsTheAnswerOnceItIsBackOnTheMainThread) {

@@ -46,8 +46,7 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   /// What the world outside was asked for since the last time.
   std::string asked() { return std::exchange(steps, ""); }
 
-  void fill(const std::string& name, const std::string& url, const std::string& key,
-            const std::string& model) {
+  void fill(std::string name, std::string url, std::string key, std::string model) {
     view->profileName = name;
     view->upstreamURL = url;
     view->apiKey = key;
@@ -62,8 +61,8 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   std::string status() const { return tests::replaced(view->status, home.path().string(), "~"); }
   /// The status, what was asked for, and what goes on.
   std::string outcome() {
-    return status() + "; " + asked() + (view->isWorking ? "working" : "") +
-           (state.isRunning() ? "running" : "");
+    return status() + "; " + asked() + (view->isWorking ? "working|" : "") +
+           (state.isRunning() ? "running|" : "");
   }
 
   std::string steps;

@@ -13,11 +13,9 @@ namespace {
 TEST(ThreadDispatcher, worksBesideTheMainThreadReportsOnItInOrderAndWaitsForRunningWork) {
   std::counting_semaphore<> woken{0}, begun{0}, mayEnd{0};
   std::optional<ThreadDispatcher> dispatcher(std::in_place, [&woken] { woken.release(); });
-  std::thread::id worker;
   std::string order;
   dispatcher->inBackground([&] {
-    worker = std::this_thread::get_id();
-    dispatcher->onMain([&] {
+    dispatcher->onMain([&, worker = std::this_thread::get_id()] {
       order += std::this_thread::get_id() == worker ? "not on main" : "1";
       dispatcher->onMain([&order] { order += "2"; });
       dispatcher->onMain([&order] { order += "3"; });
@@ -36,9 +34,8 @@ TEST(ThreadDispatcher, worksBesideTheMainThreadReportsOnItInOrderAndWaitsForRunn
     order += "worked";
   });
   begun.acquire();
-  std::thread releasing([&mayEnd] { mayEnd.release(); });
+  mayEnd.release();
   dispatcher.reset();
-  releasing.join();
   EXPECT_EQ(order, "123worked");
 }
 

@@ -4,9 +4,7 @@ All of it is the test's own and is gone with it.
 """
 
 import os
-import pathlib
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -18,6 +16,7 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
 SETTINGS = "org.freedesktop.portal.Settings"
+WATCHER = "org.kde.StatusNotifierWatcher"
 
 
 def eventually(condition, seconds=15):
@@ -30,20 +29,24 @@ def eventually(condition, seconds=15):
     return result
 
 
+def mock(name, path, interface):
+    """Something of the desktop that does nothing yet, on the session bus: its process and what is told how to behave."""
+    process = dbusmock.DBusTestCase.spawn_server(name, path, interface, stdout=subprocess.DEVNULL)
+    return process, dbus.Interface(dbus.SessionBus().get_object(name, path), dbusmock.MOCK_IFACE)
+
+
 class Tray:
     """A panel that shows status notifier items and their menus."""
 
     def __init__(self):
-        watcher = ("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher")
-        template = pathlib.Path(__file__).parent / "tray_watcher.py"
-        self.process = subprocess.Popen([sys.executable, "-m", "dbusmock", "--template", template],
-                                        stdout=subprocess.DEVNULL)
-        dbusmock.DBusTestCase.wait_for_bus_object(*watcher)
-        self.watcher = dbus.SessionBus().get_object(*watcher)
+        self.process, self.watcher = mock(WATCHER, "/StatusNotifierWatcher", WATCHER)
+        self.watcher.AddMethod(WATCHER, "RegisterStatusNotifierItem", "s", "", "")
+        self.watcher.AddProperty(WATCHER, "IsStatusNotifierHostRegistered", True)
+        self.watcher.EmitSignal(WATCHER, "StatusNotifierHostRegistered", "", [])
 
     @property
     def item(self):
-        calls = self.watcher.GetMethodCalls("RegisterStatusNotifierItem", dbus_interface=dbusmock.MOCK_IFACE)
+        calls = self.watcher.GetMethodCalls("RegisterStatusNotifierItem")
         return calls and calls[-1][1][0]
 
     def ask(self, path, interface, method, *arguments, **options):
@@ -78,9 +81,8 @@ class Desktop:
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._start(
             "dbus-daemon", "--session", "--nofork", "--print-address").readline().strip()
         self._start("openbox")
-        portal = ("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS)
-        self.processes.append(dbusmock.DBusTestCase.spawn_server(*portal, stdout=subprocess.DEVNULL))
-        self.portal = dbus.Interface(dbus.SessionBus().get_object(*portal[:2]), dbusmock.MOCK_IFACE)
+        process, self.portal = mock("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS)
+        self.processes.append(process)
         self.portal.AddMethod(SETTINGS, "Read", "ss", "v", "ret = dbus.UInt32(1, variant_level=1)")
         # Programs look for the accessibility bus once, at their start.
         accessibility = dbus.SessionBus().get_object("org.a11y.Bus", "/org/a11y/bus", introspect=False)
@@ -94,8 +96,8 @@ class Desktop:
 
     def turn_light(self):
         """At first the preference is dark."""
-        self.portal.EmitSignal(SETTINGS, "SettingChanged", "ssv", (
-            "org.freedesktop.appearance", "color-scheme", dbus.UInt32(2, variant_level=1)))
+        light = ("org.freedesktop.appearance", "color-scheme", dbus.UInt32(2, variant_level=1))
+        self.portal.EmitSignal(SETTINGS, "SettingChanged", "ssv", light)
 
     def shown(self, role):
         """Of all windows, as assistive technology sees them, what of that role can be used: by name."""

@@ -1,7 +1,6 @@
 """The application as people use it: its window by keyboard and through assistive technology, its tray item through a
-panel, with a service manager (runit), a relay and a provider that are real, in a private home.
-
-Argument: the tree of a release build.
+panel, with a service manager (runit), a relay and a provider that are real, in a private home. Argument: the tree of a
+release build.
 """
 
 import os
@@ -50,7 +49,8 @@ class WindowTest(unittest.TestCase):
         self.environment = os.environ | {
             "LD_PRELOAD": "libnss_wrapper.so", "NSS_WRAPPER_PASSWD": f"{place}/passwd", "HOME": "/nowhere",
             "NSS_WRAPPER_GROUP": f"{place}/group", "XDG_RUNTIME_DIR": str(place), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
-        self.addCleanup(lambda: output_of("sv", "-w", "7", "force-shutdown", *self.home.glob(".local/share/ferrin-relay/sv/*")))
+        services = self.home / ".local/share/ferrin-relay/sv"
+        self.addCleanup(lambda: output_of("sv", "-w", "7", "force-shutdown", *services.glob("*")))
         self.desktop.show_tray()
         self.addCleanup(self.desktop.hide_tray)
 
@@ -81,12 +81,7 @@ class WindowTest(unittest.TestCase):
         self.keyboard("key", "alt+F4")
         eventually(lambda: not self.open_window())
 
-    def launch_again(self):
-        self.assert_ends(self.launch(), 0)
-        eventually(self.open_window)
-
     def brightness(self):
-        """Of the window, from 0 to 1."""
         return float(output_of("import", "-window", self.open_window(), "-format", "%[fx:mean]", "info:"))
 
     def test_does_the_main_job_by_keyboard_in_dark_and_light(self):
@@ -158,10 +153,7 @@ class WindowTest(unittest.TestCase):
         eventually(lambda: self.desktop.tray.item)
         self.close_window()
         self.desktop.hide_tray()
-        self.desktop.show_tray()
-        eventually(lambda: self.desktop.tray.item)
         self.assertIsNone(self.open_window(), "a panel may start again")
-        self.desktop.hide_tray()
         eventually(self.open_window)
         self.process.kill()  # what it leaves behind is in nobody's way
         self.process.wait()
@@ -178,7 +170,7 @@ class WindowTest(unittest.TestCase):
             self.close_window()
             (self.home / ".ferrin/secrets").mkdir(parents=True)
             (self.home / ".ferrin/secrets/openai-proxy-upstream.url").write_text(" http://new/ ")
-            self.launch_again()
+            self.assert_ends(self.launch(), 0)
             self.assertEqual(self.desktop.text("Provider URL"), "http://new")
             self.close_window()
             tray.terminate()
@@ -186,9 +178,9 @@ class WindowTest(unittest.TestCase):
 
     def test_says_in_one_line_why_it_does_not_start(self):
         for argument, display, reason in (
-                ("--apply-reference-config=yes", "", "ferrin-relay: no display can be used (neither WAYLAND_DISPLAY nor DISPLAY is set)"),
-                ("", ":7654", "ferrin-relay: no display can be used (DISPLAY=:7654)"),
-                ("--apply-reference-config", "", "reference configuration failed: 未找到已保存的第三方 URL 或 API Key")):
+                ("--apply-reference-config", "", "reference configuration failed: 未找到已保存的第三方 URL 或 API Key"),
+                ("--apply-reference-config=yes", ":7654", "ferrin-relay: no display can be used (DISPLAY=:7654)"),
+                ("", "", "ferrin-relay: no display can be used (neither WAYLAND_DISPLAY nor DISPLAY is set)")):
             self.assert_ends(self.launch(argument, DISPLAY=display), 1, reason + "\n")
 
 
