@@ -21,9 +21,6 @@ ONLY_SAID = """source() { builtin source "$@"; install_packages() { :; }; instal
 cmake() { :; }
 python3() { echo "python3 $*"; }
 exec() { echo "$*"; exit; }"""
-# Providers that answer, and that do not.
-PROVIDERS = [[], ["--status", "401"], ["--delay-ms", "60000"], ["--break-after", "3", "--break-with", "fin"],
-             ["--tls-self-made", "/dev/null"]]
 
 
 def output(*command, **options):
@@ -82,23 +79,22 @@ class Documents(unittest.TestCase):
         self.assertEqual(own["model_provider"], "openai")
         base = own["openai_base_url"].removeprefix("http://127.0.0.1:8787")
         asking = ["curl", "-sS", "--json", '{"model": "m", "input": "x", "stream": true}']
-        for options in PROVIDERS:
-            with self.running(provider_program, "--key-file", self.key, *options) as upstream, self.relay(upstream) as relay:
+        for options in ("", "--status 401", "--delay-ms 60000", "--break-after 3 --break-with fin", "--tls-self-made /dev/null"):
+            provider = self.running(provider_program, "--key-file", self.key, *options.split())
+            with provider as upstream, self.relay(upstream) as relay:
                 answer = output(*asking, f"{relay}{base}/responses")
                 self.assertEqual("response.completed" in answer, not options, answer)
-        nobody = "http://127.0.0.1:9"
-        with self.relay(nobody) as relay:
-            for path, *fields in [(base,), ("/models",), (base, "-H", "Origin: https://page.example")]:
-                output(*asking, relay + path, *fields)
+        with self.relay("http://127.0.0.1:9") as relay:
             self.assertIn('"status":"ok"', output("curl", "-sS", relay + "/healthz"))
+            for arguments in ([relay + base], [relay + "/models"], [relay + base, "-H", "Origin: https://page.example"]):
+                output(*asking, *arguments)
             port = relay.rpartition(":")[2]
-            with self.relay(nobody, port):
+            with self.relay("http://127.0.0.1:9", port):
                 self.key.unlink()
                 output(*asking, relay + base)
         script = (root / "resources/proxy.py.in").read_text().replace("@BUILT_PROGRAM@", "").replace("/usr/", "/nowhere/")
         self.log += output("sh", "-c", script.replace("sleep 30", ""), "/bin/proxy.py")
-        table = readme.partition("## When something")[2].partition("\n## ")[0]
-        rows = re.findall(r"^\| .*? \| `([^|]*)` \|", table, re.MULTILINE)
+        rows = re.findall(r"(?m)^\| .*? \| `([^|]*)` \|", readme.partition("## When something")[2].partition("\n## ")[0])
         self.assertGreater(len(rows), 9)
         for line in rows:
             pattern = ".+".join(map(re.escape, line.replace("8787", port).split("…")))

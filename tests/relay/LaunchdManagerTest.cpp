@@ -10,7 +10,6 @@
 
 #include "relay/RelayService.h"
 #include "relay/RelayStatus.h"
-#include "tests/relay/StandIns.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Thrown.h"
 

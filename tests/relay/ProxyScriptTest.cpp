@@ -2,7 +2,6 @@
 
 #include "relay/Command.h"
 #include "relay/Resources.h"
-#include "tests/relay/StandIns.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {

@@ -43,6 +43,11 @@ void put(const fs::path& file, std::string_view content) {
   std::ofstream(file, std::ios::binary) << content;
 }
 
+void putProgram(const fs::path& file, std::string_view content) {
+  put(file, content);
+  fs::permissions(file, fs::perms::owner_all);
+}
+
 mode_t modeOf(const fs::path& file) {
   struct stat status {};
   return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;

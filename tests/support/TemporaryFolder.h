@@ -27,6 +27,8 @@ class TemporaryFolder {
 std::string contentOf(const std::filesystem::path& file);
 /// Writes `content` as it is, making the folders above.
 void put(const std::filesystem::path& file, std::string_view content);
+/// The same, and lets its owner execute it.
+void putProgram(const std::filesystem::path& file, std::string_view content);
 /// The nine permission bits.
 mode_t modeOf(const std::filesystem::path& file);
 
