@@ -8,7 +8,7 @@ import socket
 import subprocess
 import unittest
 
-from peers import KEY, OK, RELEASED, Connection, RelayTest
+from peers import KEY, RELEASED, Connection, RelayTest
 
 
 class Access(RelayTest):
@@ -22,7 +22,7 @@ class Access(RelayTest):
     @unittest.skipIf(31 * "0" + "1 " not in pathlib.Path("/proc/net/if_inet6").read_text(), "there is no [::1] here")
     def test_the_own_user_is_known_over_ipv6_too(self):
         relay = self.start(self.upstream.url, host="::1")
-        client = Connection(relay.port, family=socket.AF_INET6)
+        client = Connection(socket.create_connection(("::1", relay.port)))
         client.send(f"GET /healthz HTTP/1.1\r\nHost: [::1]:{relay.port}\r\n\r\n")
         self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
 
@@ -50,10 +50,10 @@ class Key(RelayTest):
             client.send(relay.request())
             side = side or self.upstream.accept()
             self.assertIn(f"\r\nAuthorization: Bearer {key}\r\n", side.until())
-            side.send(OK)
-            self.assertEqual(client.message(), OK)
+            self.complete(client, side)
 
     def test_is_in_no_log_and_no_argument_and_can_not_be_dumped(self):
+        resource.setrlimit(resource.RLIMIT_CORE, 2 * resource.getrlimit(resource.RLIMIT_CORE)[1:])
         client, side = self.relay.joined(self.upstream, f"GET /v1/a?key={KEY}")
         side.close()
         self.assert_refused(client.message(), "502 upstream_closed")

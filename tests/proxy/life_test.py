@@ -9,7 +9,7 @@ import signal
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, surrounded, table
+from peers import LAST, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, surrounded, table
 
 HEALTH = "GET /healthz"
 
@@ -71,9 +71,7 @@ class Stop(RelayTest):
 
 class Rest(RelayTest):
     def test_takes_no_processor_time(self):
-        client, side = self.relay.joined(self.upstream)
-        side.send(LAST)
-        client.message()
+        self.complete(*self.relay.joined(self.upstream), LAST)
         listening, silent = self.relay.joined(self.upstream)  # nothing happens here either
         silent.send(STREAM)
         listening.until()
@@ -124,8 +122,7 @@ class Shortage(RelayTest):
         del others
         relay.logs("accepting connections again")
         client.send(relay.request())
-        self.upstream.accept().send(OK)
-        self.assertEqual(client.message(), OK)
+        self.complete(client, self.upstream.accept())
 
     def test_of_disk_space_costs_log_lines_and_nothing_else(self):
         if ctypes.CDLL(None).unshare(0x20000) != 0:  # CLONE_NEWNS: what is mounted, this process alone sees
@@ -141,8 +138,7 @@ class Shortage(RelayTest):
         client, side = relay.client("GET /v1/lost"), self.upstream.accept()
         for _ in range(100):
             side.until()
-            side.send(OK)
-            self.assertEqual(client.message(), OK)
+            self.complete(client, side)
             client.send(relay.request("GET /v1/lost"))
         self.assertLess(len(relay.log()), 8192)
         filler.unlink()

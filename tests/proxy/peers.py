@@ -35,13 +35,13 @@ def eventually(condition, limit=PATIENCE):
 class Connection:
     """One end of a TCP connection; `end` is a socket, or a port of this computer. A small `room` makes a slow reader."""
 
-    def __init__(self, end, room=0, family=socket.AF_INET):
+    def __init__(self, end, room=0):
         self.socket, self.buffer = end, bytearray()
         if isinstance(end, int):
-            self.socket = socket.socket(family)
+            self.socket = socket.socket()
             if room:
                 self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, room)
-            self.socket.connect(("127.0.0.1" if family == socket.AF_INET else "::1", end))
+            self.socket.connect(("127.0.0.1", end))
         self.socket.settimeout(PATIENCE)
 
     def send(self, text):
@@ -220,6 +220,11 @@ class RelayTest(unittest.TestCase):
     @functools.cached_property
     def relay(self):
         return self.start(self.upstream.url)
+
+    def complete(self, client, side, answer=OK):
+        """An exchange, whose request the upstream may have read."""
+        side.send(answer)
+        self.assertEqual(client.message(), OK)
 
     def assert_refused(self, answer, expected):
         """By the relay itself; `expected` is a status and a code."""

@@ -94,21 +94,16 @@ def storm(relay, seconds):
         return sum(client.result() for client in clients)
 
 
-def serve_all(upstream, failed):
-    def serve_one(side):
-        try:
-            serve(side)
-        except Exception as error:
-            failed.append(error)
-
+def serve_all(upstream):
     while True:
-        threading.Thread(target=serve_one, args=(upstream.accept(),), daemon=True).start()
+        threading.Thread(target=serve, args=(upstream.accept(),), daemon=True).start()
 
 
 def main(program, seconds=3.0):
     upstream, failed = Upstream(), []
     upstream.socket.settimeout(None)
-    threading.Thread(target=serve_all, args=(upstream, failed), daemon=True).start()
+    threading.excepthook = lambda thread: failed.append(thread.exc_value)
+    threading.Thread(target=serve_all, args=(upstream,), daemon=True).start()
     relay = Relay(upstream.url, program=program, environment={
         "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1:malloc_context_size=1"})
     storm(relay, 2)

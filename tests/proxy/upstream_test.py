@@ -23,6 +23,15 @@ class UpstreamConnection(RelayTest):
                 self.assert_refused(client.message(), "502 upstream_unreachable")
             relay.logs(f'cause="connect: {cause}')
 
+    def test_is_replaced_when_it_was_closed_just_before_it_was_to_be_used(self):
+        client, side = self.relay.joined(self.upstream)
+        self.complete(client, side)
+        self.relay.process.send_signal(signal.SIGSTOP)
+        client.send(self.relay.request())
+        side.close()
+        self.relay.process.send_signal(signal.SIGCONT)
+        self.complete(client, self.upstream.accept())
+
     def test_is_given_up_with_the_client_or_when_its_other_side_does_not_answer(self):
         sockets = deaf()
         for url in (f"http://127.0.0.1:{sockets[0].getsockname()[1]}", self.upstream.url.replace("http", "https")):
@@ -40,53 +49,40 @@ class UpstreamConnection(RelayTest):
     def test_is_replaced_when_it_was_idle_for_long_while_a_client_stays(self):
         relay = self.start(self.upstream.url, environment=surrounded(FERRIN_SPEED="40"))
         client, side = relay.joined(self.upstream)
-        side.send(OK)
-        client.message()
+        self.complete(client, side)
         self.assertTrue(0.4 < side.time_to_end() < 2)
         warm = self.upstream.accept()
         self.assertTrue(warm.silent(0.05))  # opened before anybody asks for it
         client.send(relay.request())
         warm.until()
-        warm.send(OK)
-        self.assertEqual(client.message(), OK)
+        self.complete(client, warm)
         client.close()
         self.assertLess(warm.time_to_end(), 2)
         self.assertTrue(self.upstream.silent(0.2))
 
 
 class Names(RelayTest):
-    def setUp(self):
-        super().setUp()
-        self.addresses = self.folder / "addresses"
-        self.addresses.write_text("")
-        self.named = self.start(f"http://listed.example:{self.upstream.port}",
-                                environment=surrounded(FERRIN_ADDRESSES=str(self.addresses)))
-
-    def reaches(self, addresses, upstream):
-        self.addresses.write_text(addresses)
-        client, side = self.named.joined(upstream)
-        side.send(LAST)
-        self.assertEqual(client.message(), OK)
-
-    def test_are_looked_up_for_each_connection_and_broken_addresses_passed_over(self):
-        self.reaches("127.0.0.1\n", self.upstream)
-        self.reaches("127.0.0.2\n", Upstream("127.0.0.2", self.upstream.port))
-        sockets = deaf("127.0.0.3", self.upstream.port)
-        self.reaches("100::1\n::1\n127.0.0.3\n127.0.0.1\n", self.upstream)  # no way, nobody there, and nobody who answers
-        sockets[0].close()
-
-    def test_that_are_never_found_hold_up_no_other_request_no_client_that_leaves_and_not_the_end(self):
-        leaving = self.named.client("GET /v1/leaving")
+    def test_are_looked_up_for_each_connection_and_hold_up_nothing_else(self):
+        addresses = self.folder / "addresses"
+        addresses.write_text("")
+        relay = self.start(f"http://listed.example:{self.upstream.port}",
+                           environment=surrounded(FERRIN_ADDRESSES=str(addresses)))
+        leaving = relay.client("GET /v1/leaving")
         self.assertTrue(leaving.silent(0.3))
         leaving.close()
-        self.named.logs("GET /v1/leaving 0 in=0 out=0 first=- total=")
-        staying = self.named.client("GET /v1/staying")
+        relay.logs("GET /v1/leaving 0 in=0 out=0 first=- total=")
+        staying = relay.client("GET /v1/staying")
         time.sleep(0.3)  # for so long, another request joins the look-up
-        self.reaches("127.0.0.1\n", self.upstream)
+        sockets, second = deaf("127.0.0.3", self.upstream.port), Upstream("127.0.0.2", self.upstream.port)
+        for found, upstream in (("127.0.0.1", self.upstream), ("127.0.0.2", second),
+                                ("100::1\n::1\n127.0.0.3\n127.0.0.1", self.upstream)):  # no way, nobody, and a deaf one
+            addresses.write_text(found + "\n")
+            self.complete(*relay.joined(upstream), LAST)
+        sockets[0].close()
         start = time.monotonic()
-        self.named.process.send_signal(signal.SIGTERM)
+        relay.process.send_signal(signal.SIGTERM)
         self.assert_refused(staying.message(), "502 upstream_closed")
-        self.assertEqual(self.named.process.wait(PATIENCE), 0)
+        self.assertEqual(relay.process.wait(PATIENCE), 0)
         self.assertLess(time.monotonic() - start, 4.9)
 
 
