@@ -15,7 +15,7 @@ import sys
 import tempfile
 import threading
 
-from peers import Relay, Upstream, eventually
+from peers import Relay, Upstream, eventually, filled
 
 PROGRAM, CHROMIUM = sys.argv[1:]
 HOSTS = ["127.0.0.1", "localhost", "rebound.example"]
@@ -31,13 +31,12 @@ class Site(http.server.BaseHTTPRequestHandler):
         host = self.headers["Host"].rpartition(":")[0]
         if self.path == "/settled":  # is answered when the relay has had all that this page sends
             eventually(lambda: all(each in self.server.relay.log() for each in attempts(host)))
-        next_page = f"http://{PAGES[1]}:{self.server.server_port}/"
-        if host == PAGES[1]:
-            next_page = f"http://{PAGES[1]}:{self.server.relay.port}/v1/navigation"
+        last = f"http://{PAGES[1]}:{self.server.relay.port}/v1/navigation"
+        next_page = last if host == PAGES[1] else f"http://{PAGES[1]}:{self.server.server_port}/"
         self.send_response(200)
         self.send_header("Content-Type", "text/html")
         self.end_headers()
-        self.wfile.write(PAGE.replace("@SETTING@", str([HOSTS, self.server.relay.port, host, next_page])).encode())
+        self.wfile.write(filled(PAGE, SETTING=[HOSTS, self.server.relay.port, host, next_page]).encode())
 
     def do_POST(self):
         self.server.read.append(self.rfile.read(int(self.headers["Content-Length"])).decode())

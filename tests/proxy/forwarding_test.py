@@ -4,7 +4,7 @@ import itertools
 import pathlib
 import time
 
-from peers import KEY, OK, Connection, RelayTest, request_rows, table, unescaped
+from peers import KEY, OK, Connection, RelayTest, filled, request_rows, table, unescaped
 
 CONVERSATIONS = (pathlib.Path(__file__).parent / "conversations.txt").read_text().split("\n--- ")[1:]
 
@@ -12,9 +12,7 @@ CONVERSATIONS = (pathlib.Path(__file__).parent / "conversations.txt").read_text(
 class Forwarding(RelayTest):
     def converse(self, relay, script):
         """Plays the lines of one conversation; neighbours of a kind at once."""
-        values = {"@RELAY@": f"127.0.0.1:{relay.port}", "@UPSTREAM@": self.upstream.url[7:], "@PORT@": str(relay.port)}
-        for mark, value in values.items():
-            script = script.replace(mark, value)
+        script = filled(script, RELAY=f"127.0.0.1:{relay.port}", UPSTREAM=self.upstream.url[7:], PORT=relay.port)
         ends = {"C": None, "U": None}
         new = {"C": lambda: Connection(relay.port), "U": self.upstream.accept}
         for (side, kind), lines in itertools.groupby(script.splitlines(), lambda line: line[:2]):

@@ -90,7 +90,7 @@ class Rest(RelayTest):
         self.assertTrue(slow.silent(0.75))
         slow.send("\r\nGET /v1/a")
         self.assertEqual(slow.rest(), "")
-        self.assertTrue(1.4 < time.monotonic() - start < 2.1)
+        self.assertTrue(1.4 < time.monotonic() - start < 2.2)
         self.assertEqual(idle.rest(), "")
         self.assertTrue(3.7 < time.monotonic() - start < 6)
 

@@ -244,6 +244,11 @@ def unescaped(text):
     return text.encode("latin-1").decode("unicode_escape")
 
 
+def filled(text, **values):
+    """`text` with each value where its name stands between two @."""
+    return re.sub(r"@(\w+)@", lambda mark: str(values[mark[1]]), text)
+
+
 def table(name):
     """Of a file of rows beside this one: section, name and bytes of each."""
     section = ""
@@ -260,5 +265,5 @@ def request_rows(port):
     for section, title, text in table("requests.txt"):
         head, _, body = text.partition(" || ")
         lines = ["Host: @RELAY@" if line == "@" else line for line in head.split(" | ")]
-        request = unescaped("\r\n".join([*lines, "", body]))
-        yield section, title, request.replace("@RELAY@", f"127.0.0.1:{port}").replace("@PORT@", str(port))
+        request = filled("\r\n".join([*lines, "", body]), RELAY=f"127.0.0.1:{port}", PORT=port)
+        yield section, title, unescaped(request)

@@ -17,7 +17,7 @@ import tempfile
 import threading
 import time
 
-from peers import Connection, Relay, Upstream, eventually, request_rows
+from peers import Connection, Relay, Upstream, eventually, filled, request_rows
 
 HERE = pathlib.Path(__file__).parent
 END = "GET /v1/end HTTP/1.1\r\nHost: 127.0.0.1:00000\r\nConnection: close\r\n\r\n"
@@ -145,8 +145,7 @@ def main(folder, cleanup, program, seconds=2.0):
         def start(recorder):
             with socket.create_server(("127.0.0.1", 0)) as probe:
                 port = probe.getsockname()[1]
-            text = (HERE / name).read_text().replace("@PORT@", str(port)).replace("@RECORDER@", str(recorder))
-            (folder / name).write_text(text.replace("@FOLDER@", str(folder)))
+            (folder / name).write_text(filled((HERE / name).read_text(), PORT=port, RECORDER=recorder, FOLDER=folder))
             cleanup.callback(subprocess.Popen([*command, folder / name], stderr=subprocess.DEVNULL).terminate)
             return port
         return start
