@@ -37,7 +37,9 @@ void ClientConnection::abandon() {
 Task<> ClientConnection::serve() {
   AfterAnswer after = AfterAnswer::keep;
   while (after == AfterAnswer::keep && !services.stopping) {
-    const HeadResult head = co_await readHead();
+    HeadResult head = beginHead();
+    while (head == HeadResult::incomplete) head = readMore(co_await readSome(client.stream, services.block));
+    limit.stop();
     if (head == HeadResult::gone) co_return;
     if (head == HeadResult::complete) {
       after = co_await answer();
@@ -56,32 +58,32 @@ Task<> ClientConnection::turnAway() {
   co_await endAfter(after);
 }
 
-/// Reads until client.pending begins with a whole head, whose size is headSize then. It is in
-/// services.request up to the next wait.
-Task<ClientConnection::HeadResult> ClientConnection::readHead() {
-  std::size_t searched = 0;
-  bool begun = !client.pending.empty();
-  limit.start(begun ? services.limits.head : services.limits.idleClient);
-  for (;;) {
-    if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
-      client.pending.erase(0, empty);
-      searched = 0;
-    }
-    const bool worthIt = mayBeWholeHead(client.pending, searched);
-    headSize = worthIt ? parseRequestHead(client.pending, services.request) : 0;
-    if (headSize == malformedHead) co_return HeadResult::malformed;
-    if (headSize > maxHeadBytes || (headSize == 0 && client.pending.size() > maxHeadBytes)) {
-      co_return HeadResult::tooLarge;
-    }
-    if (headSize != 0) break;
-    searched = client.pending.size();
-    const IoResult got = co_await readSome(client.stream, services.block);
-    if (got.status != IoStatus::moved) co_return HeadResult::gone;
-    if (!std::exchange(begun, true)) limit.start(services.limits.head);
-    client.pending.append(services.block.data(), got.bytes);
+ClientConnection::HeadResult ClientConnection::beginHead() {
+  headBegun = !client.pending.empty();
+  headSearched = 0;
+  limit.start(headBegun ? services.limits.head : services.limits.idleClient);
+  return findHead();
+}
+
+ClientConnection::HeadResult ClientConnection::readMore(const IoResult& got) {
+  if (got.status != IoStatus::moved) return HeadResult::gone;
+  if (!std::exchange(headBegun, true)) limit.start(services.limits.head);
+  client.pending.append(services.block.data(), got.bytes);
+  return findHead();
+}
+
+/// Whether client.pending begins with a whole head, whose size is headSize then. It is in services.request up
+/// to the next wait.
+ClientConnection::HeadResult ClientConnection::findHead() {
+  if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
+    client.pending.erase(0, empty);
+    headSearched = 0;
   }
-  limit.stop();
-  co_return HeadResult::complete;
+  const bool worthIt = mayBeWholeHead(client.pending, std::exchange(headSearched, client.pending.size()));
+  headSize = worthIt ? parseRequestHead(client.pending, services.request) : 0;
+  if (headSize == malformedHead) return HeadResult::malformed;
+  if ((headSize == 0 ? client.pending.size() : headSize) > maxHeadBytes) return HeadResult::tooLarge;
+  return headSize == 0 ? HeadResult::incomplete : HeadResult::complete;
 }
 
 Task<AfterAnswer> ClientConnection::answer() {

@@ -31,11 +31,12 @@ class ClientConnection
   void abandon();
 
  private:
-  enum class HeadResult { complete, tooLarge, malformed, gone };
+  enum class HeadResult { complete, incomplete, tooLarge, malformed, gone };
 
-  Task<HeadResult> readHead();
+  HeadResult beginHead();
+  HeadResult readMore(const IoResult& got);
+  HeadResult findHead();
   Task<AfterAnswer> answer();
-  Task<AfterAnswer> forward(const RequestHead& head, std::size_t headSize);
   Task<AfterAnswer> refuse(const RequestHead& head, RelayError error, std::string_view cause);
   Task<AfterAnswer> refuseUnreadable(RelayError error);
   Task<AfterAnswer> answerHealth(const RequestHead& head);
@@ -52,6 +53,8 @@ class ClientConnection
   bool ours = false;  ///< known to belong to this user
   Exchange* exchange = nullptr;
   std::size_t headSize = 0;
+  std::size_t headSearched = 0;  ///< of client.pending, for the head's end
+  bool headBegun = false;        ///< some of it has come
 };
 
 }  // namespace ferrin::proxy

@@ -56,7 +56,10 @@ Task<AfterAnswer> Exchange::run() {
   if (sendContinue && !requestBody.complete() && client.pending.empty()) sendToClient({goAhead});
   const std::string_view body = bufferedBody();
   if (!failure && !sendOverKept(body)) co_await sendOverFresh(body);
-  if (!failure) co_await receiveAnswerHead();
+  while (!failure && !answerBody) {
+    if (!client.outbox.empty()) co_await flushToClient();
+    if (!failure) takeHeads(co_await readSome(*upstream, services.block));
+  }
   if (!failure && !(client.outbox.empty() && answerBody->complete())) co_await forwardBody();
   unwatchClient();
   if (feeder.pending()) co_await stopFeeding();
@@ -193,30 +196,26 @@ void Exchange::endTunnel() {
 
 // ---- Towards the client
 
-/// Reads up to the final answer's head and begins to forward that answer.
-Task<> Exchange::receiveAnswerHead() {
-  while (!failure && !answerBody) {
-    if (!client.outbox.empty()) {
-      const bool flushed = co_await client.outbox.flush(client.stream, silence);
-      if (!flushed) clientHasGone();
-    }
-    if (failure) break;
-    const IoResult got = co_await readSome(*upstream, services.block);
-    if (got.status == IoStatus::moved) {
-      silence.renew();
-      takeHeads({services.block.data(), got.bytes});
-    } else if (got.status != IoStatus::interrupted) {
-      fail(RelayError::upstreamClosed,
-           got.status == IoStatus::end ? "closed before an answer" : "receive: " + upstream->problem());
-    }
-  }
+Task<> Exchange::flushToClient() {
+  const bool flushed = co_await client.outbox.flush(client.stream, silence);
+  if (!flushed) clientHasGone();
 }
 
-/// Takes the heads that have come, up to the final one: `bytes`, behind those that are held. What is there of
-/// one that is incomplete is held.
-void Exchange::takeHeads(std::string_view bytes) {
-  std::size_t searched = held.size();
-  if (!held.empty()) bytes = held.append(bytes);
+/// Takes the heads that were read, up to the final one, behind what is held. What is there of one that is
+/// incomplete is held.
+void Exchange::takeHeads(const IoResult& got) {
+  if (got.status == IoStatus::interrupted) return;
+  if (got.status != IoStatus::moved) {
+    return fail(RelayError::upstreamClosed,
+                got.status == IoStatus::end ? "closed before an answer" : "receive: " + upstream->problem());
+  }
+  silence.renew();
+  const std::size_t searched = held.size();
+  const std::string_view block(services.block.data(), got.bytes);
+  takeHeads(held.empty() ? block : held.append(block), searched);
+}
+
+void Exchange::takeHeads(std::string_view bytes, std::size_t searched) {
   while (!failure && !answerBody) {
     const bool worthIt = mayBeWholeHead(bytes, std::exchange(searched, 0));
     const std::size_t size = worthIt ? parseAnswerHead(bytes, services.answer) : 0;
@@ -224,7 +223,7 @@ void Exchange::takeHeads(std::string_view bytes) {
     if ((size == 0 ? bytes.size() : size) > maxHeadBytes)
       return fail(RelayError::upstreamInvalid, "the answer's head is over 64 KiB");
     if (size == 0) {
-      held = std::string(bytes);
+      if (bytes.size() != held.size()) held = std::string(bytes);
       return;
     }
     bytes.remove_prefix(size);
@@ -296,14 +295,8 @@ void Exchange::sendToClient(std::initializer_list<std::string_view> pieces) {
 Task<> Exchange::forwardBody() {
   std::string().swap(held);
   while (!failure) {
-    if (!client.outbox.empty()) {
-      const bool flushed = co_await client.outbox.flush(client.stream, silence);
-      if (!flushed) {
-        clientHasGone();
-        break;
-      }
-    }
-    if (answerBody->complete()) break;
+    if (!client.outbox.empty()) co_await flushToClient();
+    if (failure || answerBody->complete()) break;
     const IoResult got = co_await readSome(*upstream, services.block);
     if (got.status != IoStatus::moved) {
       if (upstreamEnded(got)) break;

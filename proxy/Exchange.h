@@ -66,8 +66,9 @@ class Exchange {
   bool feedBlock(const IoResult& got);
   void endTunnel();
 
-  Task<> receiveAnswerHead();
-  void takeHeads(std::string_view bytes);
+  Task<> flushToClient();
+  void takeHeads(const IoResult& got);
+  void takeHeads(std::string_view bytes, std::size_t searched);
   void takeHead(const AnswerHead& head, std::string_view rest);
   void beginAnswer(const AnswerHead& head, std::string_view rest);
   void beginTunnel(const AnswerHead& head, std::string_view rest);
