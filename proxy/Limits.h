@@ -12,22 +12,14 @@ inline constexpr std::size_t maxConnections = 1024;
 /// One read: what is forwarded at once, and the most that is kept per direction and stream.
 inline constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 
-/// How long those last that somebody outside can feel.
-struct TimeLengths {
-  std::chrono::milliseconds head = std::chrono::seconds(30);
-  std::chrono::milliseconds idleClient = std::chrono::seconds(75);
-  std::chrono::milliseconds idleUpstream = std::chrono::seconds(20);
-  std::chrono::milliseconds connect = std::chrono::seconds(10);
-};
-
 /// The lists of all limits by their length.
 struct TimeLimits {
-  TimeLimits(Deadlines& deadlines, std::chrono::seconds silenceLimit, const TimeLengths& lengths = {})
+  TimeLimits(Deadlines& deadlines, std::chrono::seconds silenceLimit)
       : silence(deadlines, silenceLimit),
-        head(deadlines, lengths.head),
-        idleClient(deadlines, lengths.idleClient),
-        idleUpstream(deadlines, lengths.idleUpstream),
-        connect(deadlines, lengths.connect),
+        head(deadlines, std::chrono::seconds(30)),
+        idleClient(deadlines, std::chrono::seconds(75)),
+        idleUpstream(deadlines, std::chrono::seconds(20)),
+        connect(deadlines, std::chrono::seconds(10)),
         nextAddress(deadlines, std::chrono::milliseconds(250)),
         recheck(deadlines, std::chrono::milliseconds(400)),
         logDelay(deadlines, std::chrono::milliseconds(100)),

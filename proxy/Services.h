@@ -19,10 +19,10 @@
 namespace ferrin::proxy {
 
 struct Services {
-  Services(EventLoop& home, const Options& given, int logDescriptor, const TimeLengths& lengths = {})
+  Services(EventLoop& home, const Options& given, int logDescriptor)
       : loop(home),
         options(given),
-        limits(home.deadlines(), given.timeout, lengths),
+        limits(home.deadlines(), given.timeout),
         log(home, limits.logDelay, logDescriptor),
         key(given.apiKeyFile),
         keyWatch(home, given.apiKeyFile),
