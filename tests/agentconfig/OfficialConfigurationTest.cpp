@@ -22,7 +22,8 @@ TEST(ConfigurationEdits, changeTheLinesTheyAreMeantForAndNoOtherByte) {
       {"replaceLine model = new, in", [](auto& text) { return replaceLine(text, "model", "new"); }},
       {"replaceLine a.b = <$0> \\\\$1$x, in",
        [](auto& text) { return replaceLine(text, "a.b", "<$0> \\\\$1$x"); }},
-      {"replaceLine a\\E( = v, in", [](auto& text) { return replaceLine(text, "a\\E(", "v"); }},
+      {"an impossible key in",
+       [](auto& text) { return removeRootLine(replaceLine(text, "a\\E(", "v"), "a\\E("); }},
       {"removeRootLine key, from", [](auto& text) { return removeRootLine(text, "key"); }},
       {"officialConfiguration of", [](auto& text) { return officialConfiguration(text); }},
   };

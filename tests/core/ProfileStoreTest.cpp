@@ -19,6 +19,7 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
   const Locations at(home.path());
   const ProviderProfile wanted{*UUID::parse("3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73"), "n", "https://h/v1", "m",
                                "k"};
+  EXPECT_TRUE(loadProfiles(at).empty()) << "there is no file yet";
   std::istringstream cases(tests::contentOf(PROFILES) + "0 caf\xE9\n0 " + std::string(100'000, '['));
   std::string content;
   int seen = 0;

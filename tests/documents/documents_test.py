@@ -54,6 +54,14 @@ class Documents(unittest.TestCase):
                     said = output(*command.split(), cwd=root, env=os.environ | {"BASH_ENV": first.name})
                     self.assertEqual(said.splitlines()[-1].replace(f"{root}/", ""), step)
 
+    def test_a_folder_includes_what_the_architecture_page_says(self):
+        libraries = "agentconfig core providertest relay"
+        arrows = {"core": "", "relay": "core", "agentconfig": "core", "providertest": "core", "proxy": "",
+                  "tools/sampleprovider": "", "app": libraries, "app/qt": libraries + " app"}
+        for folder, others in arrows.items():
+            texts = "".join(file.read_text() for file in (root / folder).glob("*.[chm]*"))
+            self.assertEqual(set(re.findall(r'(?m)^#include "(.+)/', texts)) - {folder}, set(others.split()), folder)
+
     @contextlib.contextmanager
     def running(self, *command):
         """Where it says that it listens; what it says goes to the log."""
