@@ -70,16 +70,18 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   QApplication::setFont(font);
 }
 
-TEST_F(MainWindowTest, appliesOnReturnAndKeepsTheFocus) {
+TEST_F(MainWindowTest, offersOneRelayActionAtATimeAndKeepsTheFocus) {
   application.fill("p", app::typedURL, "sk-1", "m");
   auto& relay = find<QPushButton>("Apply and start");
   relay.setFocus();
-  QTest::keyClick(&find("Model"), Qt::Key_Return);
+  QTest::keyClick(&relay, Qt::Key_Space);
   EXPECT_FALSE(relay.isEnabled());
   application.finishWork();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
   EXPECT_EQ(relay.text(), "Stop relay") << "Return never stops it";
   EXPECT_TRUE(relay.hasFocus());
+  relay.click();
+  EXPECT_EQ(relay.text(), "Apply and start");
 }
 
 TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {

@@ -83,7 +83,7 @@ class Desktop:
         self._start("openbox")
         process, self.portal = mock("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS)
         self.processes.append(process)
-        self.portal.AddMethod(SETTINGS, "Read", "ss", "v", "ret = dbus.UInt32(1, variant_level=1)")
+        self.portal.AddMethod(SETTINGS, "Read", "ss", "v", "ret = dbus.UInt32(1, variant_level=1)")  # dark
         # Programs look for the accessibility bus once, at their start.
         accessibility = dbus.SessionBus().get_object("org.a11y.Bus", "/org/a11y/bus", introspect=False)
         accessibility.GetAddress(dbus_interface="org.a11y.Bus")
@@ -95,7 +95,6 @@ class Desktop:
         return process.stdout
 
     def turn_light(self):
-        """At first the preference is dark."""
         light = ("org.freedesktop.appearance", "color-scheme", dbus.UInt32(2, variant_level=1))
         self.portal.EmitSignal(SETTINGS, "SettingChanged", "ssv", light)
 
