@@ -56,6 +56,10 @@ Task<AfterAnswer> Exchange::run() {
   if (sendContinue && !requestBody.complete() && client.pending.empty()) sendToClient({goAhead});
   const std::string_view body = bufferedBody();
   if (!failure && !sendOverKept(body)) co_await sendOverFresh(body);
+  client.pending.erase(0, body.size());  // whatever became of it: what follows is the next request
+  OPENSSL_cleanse(outgoing.data(), outgoing.size());
+  std::string().swap(outgoing);
+  if (!failure && !(requestBody.complete() && upload.empty())) feeder.start(feed());
   while (!failure && !answerBody) {
     if (!client.outbox.empty()) co_await flushToClient();
     if (!failure) takeHeads(co_await readSome(*upstream, services.block));
@@ -115,7 +119,7 @@ bool Exchange::sendOverKept(std::string_view body) {
   recorded.upstream = UpstreamUse::reused;
   const bool sent = upload.send(*upstream, {outgoing, body});
   if (!sent && !upload.anyTaken()) return false;
-  goOnSending(sent, body);
+  if (!sent) fail(RelayError::upstreamClosed, "send: " + upstream->problem());
   return true;
 }
 
@@ -127,20 +131,8 @@ Task<> Exchange::sendOverFresh(std::string_view body) {
   upstream = std::move(connected.stream);
   recorded.upstream = UpstreamUse::fresh;
   if (!upstream) fail(RelayError::upstreamUnreachable, "connect: " + connected.problem);
-  if (!failure) goOnSending(upload.send(*upstream, {outgoing, body}), body);
-}
-
-/// The head and `body`, with which the body begins, are on their way, unless the connection broke over them.
-/// The rest of the body follows.
-void Exchange::goOnSending(bool sent, std::string_view body) {
-  client.pending.erase(0, body.size());
-  OPENSSL_cleanse(outgoing.data(), outgoing.size());
-  std::string().swap(outgoing);
-  if (!sent) {
+  if (!failure && !upload.send(*upstream, {outgoing, body}))
     fail(RelayError::upstreamClosed, "send: " + upstream->problem());
-  } else if (!(requestBody.complete() && upload.empty())) {
-    feeder.start(feed());
-  }
 }
 
 std::string_view Exchange::bufferedBody() {

@@ -59,7 +59,6 @@ class Exchange {
 
   bool sendOverKept(std::string_view body);
   Task<> sendOverFresh(std::string_view body);
-  void goOnSending(bool sent, std::string_view body);
   std::string_view bufferedBody();
 
   Task<> feed();

@@ -18,8 +18,12 @@ class UpstreamConnection(RelayTest):
         for url, cause in ((f"http://127.0.0.1:{port}", "127.0.0.1: Connection refused; check the provider's address"),
                            ("http://no-such-host.invalid", "no-such-host.invalid: ")):
             relay = self.start(url)
-            self.assert_refused(relay.answer(), "502 upstream_unreachable")
+            client = relay.client("POST /v1/a", body="GET /v1/hidden HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n")
+            self.assert_refused(client.message(), "502 upstream_unreachable")
             relay.logs(f'cause="connect: {cause}')
+            client.send(relay.request())  # the body is not taken for it
+            self.assert_refused(client.message(), "502 upstream_unreachable")
+            self.assertNotIn("hidden", relay.log())
 
     def test_is_replaced_when_it_was_closed_just_before_it_was_to_be_used(self):
         client, side = self.relay.joined(self.upstream)
