@@ -259,8 +259,8 @@ void Exchange::beginTunnel(const AnswerHead& head, std::string_view rest) {
   requestBody = BodyFraming::tunnel();
   services.head.clear();
   appendInformationalHead(services.head, head);
+  forward(rest, services.head);  // first, as the feeder reads into the block that `rest` may be in
   if (!feeder.running()) feeder.start(feed());
-  forward(rest, services.head);
 }
 
 /// Sends `head` and what of `bytes` belongs to the answer, in the client's form.

@@ -38,7 +38,7 @@ class Forwarding(RelayTest):
             with self.subTest(name):
                 self.converse(relay, script.strip())
         relay.logs("POST /v1/responses 200 in=2 out=5 first=")  # and nothing behind the question mark
-        relay.logs("GET /v1/ws 101 in=11 out=4 ")
+        relay.logs("GET /v1/ws 101 in=128 out=4 ")
         relay.logs("BREW /v1/\\xC3\\xA9 304 ")
         relay.logs("end=truncated")
         relay.logs("end=client-gone")
