@@ -81,6 +81,7 @@ class Cursor {
 };
 
 bool takeStartLine(Cursor& cursor, RequestHead& into) {
+  if (cursor.take('\r')) return false;  // of an empty line to be skipped, if it is all there is so far
   into.method = cursor.takeAll(inName);
   if (into.method.empty() || !cursor.take(' ')) return false;
   into.target = cursor.takeAll(inTarget);
