@@ -20,13 +20,10 @@ Descriptor openFileNotices() { return Descriptor(inotify_init1(IN_NONBLOCK | IN_
 
 /// The name in its folder, and what it stands for, which may lie elsewhere if it is a link.
 bool noticeNextChange(const Descriptor& notices, const std::filesystem::path& path) {
-  return watchOnce(notices, path.parent_path(), IN_CREATE | IN_DELETE | IN_MOVE) &&
-         (watchOnce(notices, path, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) || errno == ENOENT);
-}
-
-void discardNotices(const Descriptor& notices) {
   std::array<char, 4096> ignored;
   while (read(notices.get(), ignored.data(), ignored.size()) > 0) continue;
+  return watchOnce(notices, path.parent_path(), IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF) &&
+         (watchOnce(notices, path, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) || errno == ENOENT);
 }
 
 }  // namespace ferrin::proxy

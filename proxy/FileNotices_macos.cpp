@@ -8,6 +8,4 @@ Descriptor openFileNotices() { return Descriptor(); }
 
 bool noticeNextChange(const Descriptor&, const std::filesystem::path&) { return false; }
 
-void discardNotices(const Descriptor&) {}
-
 }  // namespace ferrin::proxy

@@ -15,10 +15,8 @@ bool FileWatch::mayHaveChanged() {
   const auto now = loop.deadlines().now();
   if (!stirred && !loop.mayBeBehind() && now - lastYes < maxTrust) return false;
   lastYes = now;
-  if (stirred) stirred = !noticeNextChange(notices, path);  // before the look that follows
+  stirred = !noticeNextChange(notices, path);  // before the look that follows
   return true;
 }
-
-void FileWatch::goOnReading() { discardNotices(notices); }
 
 }  // namespace ferrin::proxy

@@ -9,7 +9,7 @@
 namespace ferrin::proxy {
 
 /// Watches what `file` names, which need not exist. Where that can't be watched, the answer is always that it
-/// may have changed. Wakes the event loop at most once between two questions. On the loop's thread.
+/// may have changed. Wakes the event loop at most twice between two questions. On the loop's thread.
 class FileWatch : private Watched {
  public:
   FileWatch(EventLoop& home, const std::filesystem::path& file);
@@ -20,7 +20,7 @@ class FileWatch : private Watched {
 
  private:
   void noted(const Change&) override { stirred = true; }
-  void goOnReading() override;
+  void goOnReading() override {}
   void goOnWriting() override {}
 
   std::filesystem::path path;

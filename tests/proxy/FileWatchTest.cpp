@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <list>
+
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::proxy {
@@ -10,11 +13,54 @@ namespace {
 using ferrin::tests::put;
 namespace fs = std::filesystem;
 
+/// Something else that comes in the same turn.
+class Other : private Watched {
+ public:
+  Other(EventLoop& home, int readable, std::function<void()> told)
+      : Watched(home), descriptor(dup(readable)), call(std::move(told)) {
+    loop.watch(descriptor.get(), *this);
+  }
+
+ private:
+  void noted(const Change&) override {}
+  void goOnReading() override { call(); }
+  void goOnWriting() override {}
+  Descriptor descriptor;
+  std::function<void()> call;
+};
+
+TEST(FileWatch, missesNothingBesideOtherEvents) {
+  const ferrin::tests::TemporaryFolder folder;
+  const fs::path key = folder / "key";
+  EventLoop loop;
+  FileWatch watch(loop, key);
+  EXPECT_TRUE(watch.mayHaveChanged());
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const Descriptor ended(ends[0]);
+  close(ends[1]);
+  std::list<Other> others;
+  others.emplace_back(loop, ended.get(), [&] {
+    watch.mayHaveChanged();
+    put(key, "changed behind the answer, in the turn that a change began");
+  });
+  put(key, "made");
+  for (int turn = 0; turn < 2; ++turn) loop.turn(std::chrono::milliseconds(0));
+  EXPECT_TRUE(watch.mayHaveChanged());
+  loop.post([] {});
+  while (others.size() < 256) others.emplace_back(loop, ended.get(), [] {});
+  put(key, "changed behind all that one turn takes");
+  loop.turn(std::chrono::milliseconds(0));
+  EXPECT_TRUE(watch.mayHaveChanged());
+}
+
 TEST(FileWatch, tellsOfEachChangeOnceAndIsQuietInBetween) {
   const ferrin::tests::TemporaryFolder folder;
   const ferrin::tests::TemporaryFolder elsewhere;
-  const fs::path key = folder / "key";
+  const fs::path own = folder / "own";
+  const fs::path key = own / "key";
   const fs::path target = elsewhere / "target";
+  fs::create_directory(own);
   EventLoop loop;
   FileWatch watch(loop, key);
   EXPECT_TRUE(watch.mayHaveChanged());
@@ -24,6 +70,7 @@ TEST(FileWatch, tellsOfEachChangeOnceAndIsQuietInBetween) {
       [&] { fs::permissions(key, fs::perms::none); },
       [&] { fs::rename(key, folder / "other"); },
       [&] { fs::rename(folder / "other", key); },
+      [&] { fs::rename(own, folder / "old"), put(key, "in another folder"); },
       [&] { fs::remove(key); },
       [&] { fs::create_symlink(target, key); },
   };
@@ -39,6 +86,9 @@ TEST(FileWatch, tellsOfEachChangeOnceAndIsQuietInBetween) {
   const auto limit = Clock::now() + std::chrono::seconds(10);
   while (!watch.mayHaveChanged() && Clock::now() < limit) loop.turn(std::chrono::milliseconds(10));
   EXPECT_LT(Clock::now(), limit);
+  put(target, "and watched from then on");
+  loop.turn(std::chrono::milliseconds(0));
+  EXPECT_TRUE(watch.mayHaveChanged());
 }
 
 }  // namespace
