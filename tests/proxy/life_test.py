@@ -108,6 +108,23 @@ class Crowd(RelayTest):
             pass  # until the relay has seen others go
 
 
+    def test_member_who_dawdles_costs_little_and_delays_nobody(self):
+        head, (body, _) = Connection(self.relay.port), self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 9999")
+        head.send("GET /v1/a HTTP/1.1\r\nX: " + 60_000 * "x")
+        other, costs = self.relay.client(HEALTH), []
+        for dawdlers in ((head, body), ()):
+            before = self.relay.processor_seconds()
+            for _ in range(1000):
+                start = time.monotonic()
+                for dawdler in dawdlers:
+                    dawdler.send("x")
+                other.send(self.relay.request(HEALTH))
+                other.message()
+                self.assertLess(time.monotonic() - start, 1)
+            costs.append(self.relay.processor_seconds() - before)
+        self.assertLess(costs[0], 2 * costs[1])
+
+
 class Shortage(RelayTest):
     def test_of_descriptors_is_overcome(self):
         relay = self.start(self.upstream.url, program=RELEASED)
