@@ -4,8 +4,24 @@
 #include <utility>
 
 #include "proxy/AddressRace.h"
+#include "proxy/Fields.h"
 
 namespace ferrin::proxy {
+namespace {
+
+namespace ip = boost::asio::ip;
+
+/// Where nobody has to be asked: an address, or this machine, by the name that it always has (RFC 6761,
+/// section 6.3). Else nothing.
+Endpoints knownEndpoints(const UpstreamURL& upstream) {
+  boost::system::error_code notAnAddress;
+  const auto address = ip::make_address(upstream.host, notAnAddress);
+  if (!notAnAddress) return {{address, upstream.port}};
+  if (!sameIgnoringCase(upstream.host, "localhost")) return {};
+  return {{ip::address_v4::loopback(), upstream.port}, {ip::address_v6::loopback(), upstream.port}};
+}
+
+}  // namespace
 
 Task<Connected> Connector::open() {
   Deadline limit([this] {
@@ -44,9 +60,8 @@ void Connector::cancel() {
 }
 
 Task<Endpoints> Connector::resolve(std::string& problem) {
-  boost::system::error_code notAnAddress;
-  const auto address = boost::asio::ip::make_address(upstream.host, notAnAddress);
-  if (!notAnAddress) co_return Endpoints{{address, upstream.port}};
+  Endpoints known = knownEndpoints(upstream);
+  if (!known.empty()) co_return known;
   NameLookups::Wait wait;
   lookup = &wait;
   Found found = co_await names.find(wait);

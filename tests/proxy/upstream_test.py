@@ -67,8 +67,9 @@ class Names(RelayTest):
     def test_are_looked_up_for_each_connection_and_hold_up_nothing_else(self):
         addresses = self.folder / "addresses"
         addresses.write_text("")
-        relay = self.start(f"http://listed.example:{self.upstream.port}",
-                           environment=surrounded(FERRIN_ADDRESSES=str(addresses)))
+        relay, near = (self.start(f"http://{name}:{self.upstream.port}", environment=surrounded(FERRIN_ADDRESSES=str(addresses)))
+                       for name in ("listed.example", "LocalHost"))
+        self.complete(*near.joined(self.upstream))  # without any look-up
         leaving = relay.client("GET /v1/leaving")
         self.assertTrue(leaving.silent(0.3))
         leaving.close()
