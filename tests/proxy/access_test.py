@@ -8,7 +8,7 @@ import socket
 import subprocess
 import unittest
 
-from peers import KEY, RELEASED, Connection, RelayTest
+from peers import KEY, Connection, RelayTest
 
 
 class Access(RelayTest):
@@ -26,16 +26,6 @@ class Access(RelayTest):
         client.send(f"GET /healthz HTTP/1.1\r\nHost: [::1]:{relay.port}\r\n\r\n")
         self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
 
-    def test_the_own_user_is_asked_for_again_when_there_was_no_descriptor_to_ask_with(self):
-        relay = self.start(self.upstream.url, program=RELEASED)
-        usual = resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE)
-        lowest_free = next(number for number in range(1000) if not (relay.proc / "fd" / str(number)).exists())
-        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (lowest_free + 1, usual[1]))
-        client = relay.client("GET /healthz")
-        self.assert_refused(client.message(), "403 forbidden_user")
-        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, usual)
-        client.send(relay.request("GET /healthz"))
-        self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
 
 
 class Key(RelayTest):
@@ -45,12 +35,22 @@ class Key(RelayTest):
         self.assert_refused(client.message(), "503 api_key_unavailable")
         relay.logs(f'end=refused cause="{relay.key_file}: No such file or directory; save the key again in Ferrin Relay"')
         side = None
-        for key in ("sk-first", "sk-other"):
-            relay.key_file.write_text(key + "\n")
+        for number in range(10, 30):  # same size, same file, some within one tick of the file system's clock
+            relay.key_file.write_text(f" sk-{number}\r\n")
             client.send(relay.request())
             side = side or self.upstream.accept()
-            self.assertIn(f"\r\nAuthorization: Bearer {key}\r\n", side.until())
+            self.assertIn(f"\r\nAuthorization: Bearer sk-{number}\r\n", side.until())
             self.complete(client, side)
+        for content in ("sk-a\nX-Injected: 1", "sk-a\0", "sk-a\x7f", 20_000 * "sk-", " \n"):
+            relay.key_file.write_text(content)
+            client.send(relay.request())
+            self.assert_refused(client.message(), "503 api_key_unavailable")
+        relay.key_file.unlink()
+        os.mkfifo(relay.key_file)  # nobody writes: waiting for that would stop all
+        client.send(relay.request())
+        self.assert_refused(client.message(), "503 api_key_unavailable")
+        relay.logs(f'cause="{relay.key_file}: there is no key in it; ')
+        self.assertNotIn("sk-", relay.log())
 
     def test_is_in_no_log_and_no_argument_and_can_not_be_dumped(self):
         resource.setrlimit(resource.RLIMIT_CORE, 2 * resource.getrlimit(resource.RLIMIT_CORE)[1:])

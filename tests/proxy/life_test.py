@@ -107,7 +107,6 @@ class Crowd(RelayTest):
         while not self.relay.client(HEALTH).some().startswith("HTTP/1.1 200 "):
             pass  # until the relay has seen others go
 
-
     def test_member_who_dawdles_costs_little_and_delays_nobody(self):
         head, (body, _) = Connection(self.relay.port), self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 9999")
         head.send("GET /v1/a HTTP/1.1\r\nX: " + 60_000 * "x")
@@ -128,18 +127,24 @@ class Crowd(RelayTest):
 class Shortage(RelayTest):
     def test_of_descriptors_is_overcome(self):
         relay = self.start(self.upstream.url, program=RELEASED)
-        room = relay.open_files() + 4
-        resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (room, room))
+        usual = resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE)
+        used = next(number for number in range(1000) if not (relay.proc / "fd" / str(number)).exists())
+        permit = lambda files: resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (files, usual[1]))
+        permit(used + 1)
         client = relay.client(HEALTH)
+        self.assert_refused(client.message(), "403 forbidden_user")  # nothing was left to ask with who that is
+        permit(usual[0])
+        client.send(relay.request(HEALTH))
         self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
-        others = [Connection(relay.port) for _ in range(8)]
+        permit(used + 2)
+        other = Connection(relay.port)
         relay.logs("can't accept connections: Too many open files")
         client.send(relay.request())
         self.assertTrue(client.message().startswith("HTTP/1.1 50"))  # neither key file nor upstream can be opened
-        del others
+        permit(usual[0])
         relay.logs("accepting connections again")
-        client.send(relay.request())
-        self.complete(client, self.upstream.accept())
+        other.send(relay.request())
+        self.complete(other, self.upstream.accept())
 
     def test_of_disk_space_costs_log_lines_and_nothing_else(self):
         if ctypes.CDLL(None).unshare(0x20000) != 0:  # CLONE_NEWNS: what is mounted, this process alone sees

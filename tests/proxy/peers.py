@@ -47,13 +47,6 @@ class Connection:
     def send(self, text):
         self.socket.sendall(text.encode("latin-1"))
 
-    def send_some(self, size):
-        """Sends up to `size` bytes, as long as they are taken within a moment; how many that were."""
-        sent = 0
-        while sent < size and select.select([], [self.socket], [], 0.3)[1]:
-            sent += self.socket.send(b"x" * min(65536, size - sent), socket.MSG_DONTWAIT)
-        return sent
-
     def fill(self):
         """Reads once. False at the end; a reset counts as "<reset>" there."""
         block = b""
