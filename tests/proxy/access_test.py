@@ -35,7 +35,7 @@ class Key(RelayTest):
         self.assert_refused(client.message(), "503 api_key_unavailable")
         relay.logs(f'end=refused cause="{relay.key_file}: No such file or directory; save the key again in Ferrin Relay"')
         side = None
-        for number in range(10, 30):  # same size, same file, some within one tick of the file system's clock
+        for number in range(10, 30):  # same size, same file, soon after one another
             relay.key_file.write_text(f" sk-{number}\r\n")
             client.send(relay.request())
             side = side or self.upstream.accept()

@@ -43,9 +43,6 @@ class Site(http.server.BaseHTTPRequestHandler):
         self.send_response(204)
         self.end_headers()
 
-    def log_message(self, *_):
-        pass
-
 
 def attempts(page):
     return [f"/v1/{page}/{host}/{way} 403" for host in HOSTS for way in WAYS]

@@ -32,8 +32,10 @@ class Start(RelayTest):
                          rf"\(process {os.getpid()}\); end that program first\n$")
 
     def test_announces_where_it_listens_in_the_first_line_and_then_what_it_is(self):
-        self.relay.logs(", upstream 127.0.0.1, started by hand\n")
-        self.assertRegex(self.relay.log(), rf"^listening on http://127.0.0.1:{self.relay.port}/v1, forwarding to "
+        inherited = {"SYSTEMD_EXEC_PID": str(os.getpid()), "XPC_SERVICE_NAME": "com.apple.Terminal"}
+        relay = self.start(self.upstream.url, environment=inherited)
+        relay.logs(", upstream 127.0.0.1, started by hand\n")
+        self.assertRegex(relay.log(), rf"^listening on http://127.0.0.1:{relay.port}/v1, forwarding to "
                          rf"{self.upstream.url}\n\d{{4}}-\d\d-\d\dT\d\d:\d\d:\d\d.\d{{3}}Z ferrin-third-party-proxy ")
 
 

@@ -185,9 +185,6 @@ class Relay:
         side.until()
         return client, side
 
-    def open_files(self):
-        return len(list((self.proc / "fd").iterdir()))
-
     def resident_bytes(self):
         return int((self.proc / "statm").read_text().split()[1]) * os.sysconf("SC_PAGESIZE")
 

@@ -1,14 +1,13 @@
 """How the relay comes by its connections to the upstream, and when it lets go of them."""
 
 import contextlib
-import re
 import signal
 import socket
 import ssl
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, eventually, surrounded
+from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, surrounded
 
 
 class UpstreamConnection(RelayTest):
@@ -116,11 +115,12 @@ class Tls(RelayTest):
         self.names = []
         return context
 
-    def serve(self, context, answer, farewell=True):
-        """Answers one request on one connection; the request's head, and whether the session was an older one's."""
+    def serve(self, context, *answers, farewell=True):
+        """Answers requests on one connection; the last one's head, and whether the session was an older one's."""
         with context.wrap_socket(self.upstream.accept().socket, server_side=True) as side:
-            told = Connection(side).until(), side.session_reused
-            side.sendall(answer.encode())
+            for answer in answers:
+                told = Connection(side).until(), side.session_reused
+                side.sendall(answer.encode())
             with contextlib.suppress(OSError):
                 if farewell:
                     side.unwrap()
@@ -129,9 +129,9 @@ class Tls(RelayTest):
     def test_is_verified_named_resumed_and_not_at_its_end_without_farewell(self):
         relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
         for resumed in (False, True):
-            client = relay.client()
-            head, reused = self.serve(context, LAST)
-            self.assertEqual(client.message(), OK)
+            client = relay.client(more=relay.request())
+            head, reused = self.serve(context, OK, LAST)
+            self.assertEqual(client.message() + client.message(), OK + OK)
             self.assertTrue(head.startswith("GET /a HTTP/1.1\r\nHost: localhost:"))
             self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
         client = relay.client()
@@ -151,24 +151,3 @@ class Tls(RelayTest):
                 self.serve(self.context(shown, newest), OK)
             self.assert_refused(client.message(), "502 upstream_unreachable")
             wary.logs(cause)
-
-    def test_stays_fit_and_at_rest_when_only_tls_itself_sends_something(self):
-        with subprocess.Popen(["openssl", "s_server", "-accept", "127.0.0.1:0", "-key", self.own, "-cert", self.own],
-                              stdin=subprocess.PIPE, stdout=open(self.folder / "told", "wb"), bufsize=0) as server:
-            self.addCleanup(server.kill)
-            told = lambda text: eventually(lambda: re.search(text, (self.folder / "told").read_text()))
-            relay = self.trusting(self.own, told(r"ACCEPT 127.0.0.1:(\d+)")[1])
-            client = relay.client("GET /v1/a")
-            self.assertTrue(told("GET /a"))
-            server.stdin.write(OK.encode())
-            self.assertEqual(client.message(), OK)
-            before = relay.processor_seconds()
-            server.stdin.write(b"k\n")  # a key update
-            time.sleep(0.5)
-            self.assertLess(relay.processor_seconds() - before, 0.15)
-            client.send(relay.request("GET /v1/b"))
-            self.assertTrue(told("GET /b"))
-            server.stdin.write(OK.encode())
-            self.assertEqual(client.message(), OK)
-            relay.logs("upstream=reused end=complete")
-            server.kill()
