@@ -1,19 +1,44 @@
-// What every service manager must do, tried on the real one: which, is decided by the Machine that is linked.
-
-#include "relay/ServiceManager.h"
+// What every service manager must do, tried on the real one: runit, or the systemd of as-fresh-user.sh's
+// user.
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <optional>
+#include <stdexcept>
 
-#include "tests/relay/Machine.h"
+#include "relay/Resources.h"
+#include "relay/RunitManager.h"
+#include "relay/ServiceManager_linux.h"
+#include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {
 namespace {
+
+namespace fs = std::filesystem;
+
+constexpr bool onSystemd = std::string_view(MANAGER) == "systemd";
+
+/// systemd --user, as long as the object lives.
+struct Session {
+  explicit Session(fs::path place) : socket(std::move(place)) {
+    if (process == 0) execl("/lib/systemd/systemd", "systemd", "--user", nullptr);
+    if (!tests::eventually([this] { return exists(socket); })) throw std::runtime_error("no systemd --user");
+  }
+  ~Session() {
+    run("/usr/bin/systemctl", {"--user", "exit"});
+    waitpid(process, nullptr, 0);
+    remove(socket);
+  }
+
+  const fs::path socket;
+  const pid_t process = fork();
+};
 
 /// Records what it is started with, writes a line to each of its streams, and then waits to be ended.
 const char* const standIn = R"(#!/bin/sh
@@ -31,22 +56,47 @@ bool isAlive(pid_t process) {
 }
 
 struct ServiceManagerTest : testing::Test {
-  const std::unique_ptr<tests::Machine> machine = tests::freshMachine();
-  ServiceManager& manager = *machine->services;
-  const std::string label{core::serviceLabel}, program = machine->home / "主 100% $HOME/the relay.py";
+  const tests::TemporaryFolder folder;
+  const fs::path home = onSystemd ? fs::path(getenv("HOME")) : folder / R"(it's "home" $HOME `x` 100% \n)";
+  const fs::path runtimeFolder = onSystemd ? fs::path(getenv("XDG_RUNTIME_DIR")) : folder / "runtime";
+  std::optional<Session> session;
+  std::unique_ptr<ServiceManager> manager;
+  const std::string label{core::serviceLabel}, program = home / "主 100% $HOME/the relay.py";
   ServiceDefinition definition{
-      label, {program}, machine->home / "logs 100%h/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
+      label, {program}, home / "logs 100%h/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
   pid_t process = 0;
 
-  ServiceManagerTest() { tests::putProgram(program, standIn); }
+  ServiceManagerTest() {
+    if (onSystemd) session.emplace(runtimeFolder / "systemd/private");
+    manager = chooseLinuxManager(home, runtimeFolder, {"/usr/bin"});
+    tests::putProgram(program, standIn);
+  }
+  ~ServiceManagerTest() override {
+    manager->bootout(label);
+    std::error_code homeItselfMayStay;
+    remove_all(home, homeItselfMayStay);
+  }
+  void logInAgain() {
+    if (onSystemd) {
+      session.reset();
+      session.emplace(runtimeFolder / "systemd/private");
+    } else {
+      manager->bootout(label);
+      runDetached("/usr/bin/gio",
+                  {"launch", home / ".config/autostart/com.ferrin.third-party-proxy.desktop"});
+    }
+  }
   /// In the order in which the application does it.
+  void start() {
+    manager->define(definition);
+    manager->bootout(label);
+    EXPECT_EQ(manager->bootstrap(label).status, 0);
+    EXPECT_EQ(manager->kickstart(label).status, 0);
+  }
   void install(const std::vector<std::string>& arguments) {
     definition.commandLine = {program};
     definition.commandLine.insert(definition.commandLine.end(), arguments.begin(), arguments.end());
-    manager.define(definition);
-    manager.bootout(label);
-    EXPECT_EQ(manager.bootstrap(label).status, 0);
-    EXPECT_EQ(manager.kickstart(label).status, 0);
+    start();
     expectAnother("install");
     std::string recorded;
     for (const std::string& argument : arguments) recorded += argument + '\0';
@@ -56,23 +106,25 @@ struct ServiceManagerTest : testing::Test {
     const pid_t replaced = process;
     EXPECT_TRUE(tests::eventually([&] {
       process = std::atoi(tests::contentOf(program + ".process").c_str());
-      return process != 0 && process != replaced && isAlive(process) && manager.isRunning(label);
+      return process != 0 && process != replaced && isAlive(process) && manager->isRunning(label);
     })) << after;
     EXPECT_FALSE(replaced != 0 && isAlive(replaced)) << after;
   }
 };
 
 TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheNextLogin) {
-  EXPECT_NE(manager.kickstart(label).status, 0);
+  EXPECT_NE(manager->kickstart(label).status, 0);
   install({"", " two words", "it's \"quoted\"", "$HOME ${HOME} $$", "100% %h %%", "\x01", "back\\slash \\n",
            "a\nb\tc", "密钥 ü", "`id` $(id); # * ~", "--flag=a b", "end\\"});
   EXPECT_NE(getsid(process), getsid(0));
   const std::string status = tests::contentOf("/proc/" + std::to_string(process) + "/status");
-  for (const auto& line : machine->confinement) EXPECT_NE(status.find(line), std::string::npos) << line;
+  EXPECT_NE(status.find("\nUmask:\t0077\n"), std::string::npos) << status;
+  for (const char* confined : {"\nNoNewPrivs:\t1\n", "\nSeccomp:\t2\n"})
+    EXPECT_EQ(status.find(confined) != std::string::npos, onSystemd) << status;
   EXPECT_TRUE(
       tests::contentOf(definition.logFile).starts_with("told of /a 100% \"$HOME\"/it's\\n\ncomplaint\n"));
   EXPECT_EQ(tests::modeOf(definition.logFile), 0600U);
-  for (const auto& [file, content] : tests::filesBelow(machine->home / ".config")) {
+  for (const auto& [file, content] : tests::filesBelow(home / ".config")) {
     EXPECT_TRUE(content.starts_with("0600 ")) << file;
   }
   install({"second"});
@@ -80,24 +132,42 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
     kill(process, signal);
     expectAnother("signal");
   }
-  EXPECT_EQ(manager.kickstart(label).status, 0);
+  EXPECT_EQ(manager->kickstart(label).status, 0);
   EXPECT_FALSE(isAlive(process)) << "once kickstart is back";
   expectAnother("kickstart");
-  EXPECT_EQ(manager.bootout(label).status, 0);
-  EXPECT_FALSE(isAlive(process) || manager.isRunning(label));
-  machine->logInAgain();
+  EXPECT_EQ(manager->bootout(label).status, 0);
+  EXPECT_FALSE(isAlive(process) || manager->isRunning(label));
+  logInAgain();
   expectAnother("login");
 }
 
+TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
+  const tests::RunningProvider provider("sk-1");
+  tests::put(home / "key", "sk-1");
+  const fs::path relay =
+      onSystemd ? executablePath().parent_path() / "ferrin-third-party-proxy" : RELAY_PROGRAM;
+  definition.commandLine = {relay, "--host",         "127.0.0.1",        "--port",
+                            "0",   "--upstream",     provider.baseURL(), "--timeout",
+                            "60",  "--api-key-file", home / "key"};
+  start();
+  const std::string asking =
+      "curl -s --json '{\"model\": \"m\", \"input\": \"word by word\"}' "
+      "$(grep -o 'http[^,]*' \"$1\" | head -n 1)/responses";
+  EXPECT_TRUE(tests::eventually([&] {
+    return run("/bin/sh", {"-c", asking, "sh", definition.logFile}).output.find("word by word") !=
+           std::string::npos;
+  })) << tests::contentOf(definition.logFile);
+}
+
 TEST_F(ServiceManagerTest, namesTheProgramThatCannotBeStarted) {
-  manager.define(definition);
+  manager->define(definition);
   tests::putProgram(program, "#! /no/such/interpreter -x\n");
-  EXPECT_EQ(manager.bootstrap(label).output,
+  EXPECT_EQ(manager->bootstrap(label).output,
             program + ": its interpreter /no/such/interpreter: No such file or directory");
   std::filesystem::permissions(program, std::filesystem::perms::owner_read);
-  const CommandResult failed = manager.bootstrap(label);
+  const CommandResult failed = manager->bootstrap(label);
   EXPECT_EQ(failed.output, program + ": Permission denied");
-  EXPECT_TRUE(failed.status != 0 && !manager.isRunning(label));
+  EXPECT_TRUE(failed.status != 0 && !manager->isRunning(label));
 }
 
 }  // namespace
