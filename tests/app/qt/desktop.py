@@ -1,11 +1,9 @@
-"""A desktop for the tests: display, window manager, session bus, accessibility, tray and colour setting.
-
-All of it is the test's own and is gone with it.
+"""What a desktop has besides the display and the session bus, which xvfb-run and dbus-run-session make and end: window
+manager, accessibility, tray and colour setting. All of it goes with them.
 """
 
 import os
 import subprocess
-import tempfile
 import time
 
 import dbus
@@ -72,27 +70,18 @@ class Tray:
 class Desktop:
     tray = None
 
-    def __init__(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="ferrin-desktop-")
-        self.processes = []
-        os.environ.update(WAYLAND_DISPLAY="", XDG_CURRENT_DESKTOP="", XDG_RUNTIME_DIR=self.folder.name)
-        os.environ["DISPLAY"] = ":" + self._start(
-            "Xvfb", "-displayfd", "1", "-screen", "0", "1100x1500x24", "-nolisten", "tcp", "-noreset").readline().strip()
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._start(
-            "dbus-daemon", "--session", "--nofork", "--print-address").readline().strip()
-        self._start("openbox")
-        process, self.portal = mock("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS)
-        self.processes.append(process)
+    def __init__(self, folder):
+        """For the time that `folder` is there."""
+        own = {"WAYLAND_DISPLAY": "", "XDG_CURRENT_DESKTOP": "", "XDG_RUNTIME_DIR": folder}
+        os.environ.update(own)
+        dbus.SessionBus().get_object(dbus.BUS_DAEMON_NAME, dbus.BUS_DAEMON_PATH).UpdateActivationEnvironment(own)
+        subprocess.Popen(["openbox"], stderr=subprocess.DEVNULL)
+        _, self.portal = mock("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", SETTINGS)
         self.portal.AddMethod(SETTINGS, "Read", "ss", "v", "ret = dbus.UInt32(1, variant_level=1)")  # dark
         # Programs look for the accessibility bus once, at their start.
         accessibility = dbus.SessionBus().get_object("org.a11y.Bus", "/org/a11y/bus", introspect=False)
         accessibility.GetAddress(dbus_interface="org.a11y.Bus")
         Atspi.init()
-
-    def _start(self, *command):
-        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        self.processes.append(process)
-        return process.stdout
 
     def turn_light(self):
         light = ("org.freedesktop.appearance", "color-scheme", dbus.UInt32(2, variant_level=1))
@@ -129,10 +118,3 @@ class Desktop:
             self.tray.process.terminate()
             self.tray.process.wait()
         self.tray = None
-
-    def end(self):
-        self.hide_tray()
-        for process in reversed(self.processes):
-            process.terminate()
-            process.communicate()
-        self.folder.cleanup()

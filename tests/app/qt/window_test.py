@@ -34,8 +34,9 @@ def relay_answers():
 class WindowTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.desktop = Desktop()
-        cls.addClassCleanup(cls.desktop.end)
+        folder = tempfile.TemporaryDirectory(prefix="ferrin-desktop-")
+        cls.addClassCleanup(folder.cleanup)
+        cls.desktop = Desktop(folder.name)
 
     def setUp(self):
         """Somebody with a home of their own, by the user database alone, and no systemd."""
