@@ -32,19 +32,14 @@ struct LaunchdManagerTest : testing::Test {
                       "#!/bin/sh\ncd \"${0%/*}\" && (IFS='|'; echo \"$*\" >>calls)\n"
                       "[ ! -f \"$1\" ] || . \"./$1\"\n");
   }
-  /// One line for each call since the last time.
-  std::string calls() {
-    const std::string lines = tests::contentOf(folder / "calls");
-    fs::remove(folder / "calls");
-    return lines;
-  }
 };
 
 TEST_F(LaunchdManagerTest, installsStepByStepEndsWhereOneFailsAndKeepsAnInstalledScript) {
   const fs::path resource = folder / "application/proxy.py";
   const auto install = [&] {
+    fs::remove(folder / "calls");
     const std::string thrown = tests::thrownBy([&] { installAndStartService(at, services, resource); });
-    return thrown + "\n" + calls();
+    return thrown + "\n" + tests::contentOf(folder / "calls");
   };
   const std::string definition = "Library/LaunchAgents/com.ferrin.third-party-proxy.plist";
   const std::string user = "gui/" + std::to_string(getuid()),
@@ -85,32 +80,28 @@ TEST_F(LaunchdManagerTest, describesTheServiceToAnIndependentReader) {
 }
 
 TEST_F(LaunchdManagerTest, tellsARunningRelayByTheFirstSourceThatKnows) {
-  const auto expectRunning = [&](bool running, int askedFor) {
-    EXPECT_EQ(detectRunningState(at, services), running) << tests::contentOf(at.configURL);
-    EXPECT_EQ(std::ranges::count(calls(), '\n'), askedFor);
-  };
   const std::string line = R"(openai_base_url = "http://127.0.0.1:8787/v1")";
-  put(folder / "print", "echo 'state = running'; exit 113");
-  expectRunning(false, 2);
-  for (const std::string& text :
-       {" " + line, "x" + line, line + " # relay", tests::replaced(line, "8787", "8788"),
-        tests::replaced(line, "/v1", "/v1/"), "\xFF\n" + line}) {
+  put(folder / "print",
+      "case $2 in */com.local.*) echo 'state = waiting' ;; *) echo 'state = running'; exit 113 ;; esac");
+  EXPECT_FALSE(detectRunningState(at, services));
+  for (const auto& [text, running] : {
+           std::pair(" " + line, false),
+           {"x" + line, false},
+           {line + " # relay", false},
+           {tests::replaced(line, "8787", "8788"), false},
+           {"\xFF\n" + line, false},
+           {"[x]\r\n" + line + "\r\nx = 2", true},
+           {"openai_base_url=\n\"http://127.0.0.1:15721/v1\" \u3000", true},
+       }) {
     put(at.configURL, text);
-    expectRunning(false, 2);
-  }
-  put(folder / "print", "echo 'state = waiting'");
-  for (const std::string& text :
-       {"[x]\r\n" + line + "\r\nx = 2",
-        tests::replaced(tests::replaced(line, "8787", "15721"), " = ", "=\n") + " \u3000"}) {
-    put(at.configURL, text);
-    expectRunning(true, 2);
+    EXPECT_EQ(detectRunningState(at, services), running) << text;
   }
   fs::remove(at.configURL);
   put(folder / "print", "case $2 in */com.local.*) echo 'state = running' ;; *) exit 113 ;; esac");
-  expectRunning(true, 2);
+  EXPECT_TRUE(detectRunningState(at, services));
   for (const auto& [marker, running] : {std::pair("", false), {" \trunning\r\n", true}}) {
     put(at.runningMarker, marker);
-    expectRunning(running, 0);
+    EXPECT_EQ(detectRunningState(at, services), running) << marker;
   }
 }
 

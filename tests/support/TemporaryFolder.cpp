@@ -5,11 +5,10 @@
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
+#include <boost/format.hpp>
 #include <cstdlib>
 #include <fstream>
-#include <iomanip>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -57,9 +56,8 @@ FileTree filesBelow(const fs::path& folder) {
   FileTree tree;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
-    std::ostringstream text;
-    text << std::oct << std::setfill('0') << std::setw(4) << modeOf(entry) << ' ' << contentOf(entry);
-    tree[entry.path().lexically_relative(folder)] = text.str();
+    tree[entry.path().lexically_relative(folder)] =
+        (boost::format("%04o %s") % modeOf(entry) % contentOf(entry)).str();
   }
   return tree;
 }
