@@ -129,10 +129,10 @@ class Tls(RelayTest):
     def test_is_verified_named_resumed_and_not_at_its_end_without_farewell(self):
         relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
         for resumed in (False, True):
-            client = relay.client(more=relay.request())
+            client = relay.client("GET /v1", more=relay.request("GET /v1?x"))
             head, reused = self.serve(context, OK, LAST)
             self.assertEqual(client.message() + client.message(), OK + OK)
-            self.assertTrue(head.startswith("GET /a HTTP/1.1\r\nHost: localhost:"))
+            self.assertTrue(head.startswith("GET /?x HTTP/1.1\r\nHost: localhost:"))
             self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
         client = relay.client()
         self.serve(context, "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
