@@ -78,6 +78,9 @@ TEST(FileWatch, missesNothingBesideOtherEventsAndIsQuietInBetween) {
   const auto limit = Clock::now() + std::chrono::seconds(10);
   while (!watch.mayHaveChanged() && Clock::now() < limit) loop.turn(std::chrono::milliseconds(10));
   EXPECT_LT(Clock::now(), limit);
+  put(target, "and watched from then on");
+  loop.turn(std::chrono::milliseconds(0));
+  EXPECT_TRUE(watch.mayHaveChanged());
 }
 
 }  // namespace
