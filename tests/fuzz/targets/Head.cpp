@@ -72,7 +72,6 @@ void checkRequest(std::string_view bytes) {
   claim(asksForWebSocket(again) == asksForWebSocket(head), "WebSockets stay");
   claim(asksForWebSocket(head) || again.count(Field::connection) + again.count(Field::upgrade) == 0,
         "no hop");
-  claim(forUpstream(again, target) == out, "rewriting twice changes nothing");
 }
 
 void checkAnswer(std::string_view bytes, int clientVersion) {
