@@ -13,7 +13,3 @@
 @interface NSStatusItem (Additions)
 - (NSButton*)button;
 @end
-
-@interface NSApplication (Additions)
-- (void)activate;
-@end
