@@ -15,7 +15,7 @@ fuzz_packages=(clang-14 libclang-rt-14-dev)
 test_packages=(
   "${fuzz_packages[@]}" chromium-headless-shell clang-format clang-tidy curl dbus haproxy libgmock-dev libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux
   at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
-  openbox python3-dbusmock python3-gi trayer xdotool xvfb
+  openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
   lintian man-db shellcheck
 )

@@ -9,6 +9,7 @@ namespace {
 
 TEST(ContentRules, sayWhatTheControlsShow) {
   EXPECT_EQ(relayButton(true, true), (RelayButton{{"Stop relay", false}, RelayAction::stop}));
+  EXPECT_EQ(relayButton(false, true), (RelayButton{{"Applying...", false}, RelayAction::apply}));
   EXPECT_EQ(sendButton(false, " \n\u3000"), (Button{"Send to provider", false}));
   EXPECT_EQ(sendButton(true, "x"), (Button{"Sending...", false}));
   EXPECT_EQ(statusColour("失败：x"), StatusColour::red);
