@@ -4,7 +4,7 @@ import select
 import socket
 import time
 
-from peers import OK, STREAM, Connection, RelayTest
+from peers import OK, STREAM, Connection, RelayTest, surrounded
 
 MEGABYTES = 1_000_000
 LEAVING = (Connection.close, Connection.reset)
@@ -67,10 +67,13 @@ class Exchange(RelayTest):
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
 
-    def test_silence_ends_an_exchange(self):
-        relay = self.start(self.upstream.url, timeout=1)
+    def test_silence_ends_an_exchange_and_the_time_of_day_does_not(self):
+        clock = self.folder / "clock"
+        clock.write_text("0")
+        relay = self.start(self.upstream.url, timeout=1, environment=surrounded(FERRIN_CLOCK=str(clock)))
         client, side = relay.joined(self.upstream)
         self.assert_refused(client.message(), "504 upstream_timeout")
+        clock.write_text("1000000000")
         client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2")
         for sender, receiver, pieces in ((client, side, "xx"), (side, client, [STREAM, "1\r\nx\r\n", "1\r\nx\r\n"])):
             for piece in pieces:
@@ -84,3 +87,4 @@ class Exchange(RelayTest):
         self.assertLess(side.time_to_end(), 3)
         relay.logs("GET /v1/slow 200 ")
         self.assertEqual(relay.log().count('end=truncated cause="no byte for too long; try again"'), 2)
+        self.assertIn("\n19", relay.log())  # the year: the clock did go back

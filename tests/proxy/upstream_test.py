@@ -1,13 +1,14 @@
 """How the relay comes by its connections to the upstream, and when it lets go of them."""
 
 import contextlib
+import re
 import signal
 import socket
 import ssl
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, surrounded
+from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, eventually, surrounded
 
 
 class UpstreamConnection(RelayTest):
@@ -151,3 +152,24 @@ class Tls(RelayTest):
                 self.serve(self.context(shown, newest), OK)
             self.assert_refused(client.message(), "502 upstream_unreachable")
             wary.logs(cause)
+
+    def test_stays_fit_and_at_rest_when_only_tls_itself_sends_something(self):
+        with subprocess.Popen(["openssl", "s_server", "-accept", "127.0.0.1:0", "-key", self.own, "-cert", self.own],
+                              stdin=subprocess.PIPE, stdout=open(self.folder / "told", "wb"), bufsize=0) as server:
+            self.addCleanup(server.kill)
+            told = lambda text: eventually(lambda: re.search(text, (self.folder / "told").read_text()))
+            relay = self.trusting(self.own, told(r"ACCEPT 127.0.0.1:(\d+)")[1])
+            client = relay.client("GET /v1/a")
+            self.assertTrue(told("GET /a"))
+            server.stdin.write(OK.encode())
+            self.assertEqual(client.message(), OK)
+            before = relay.processor_seconds()
+            server.stdin.write(b"k\n")  # a key update
+            time.sleep(0.5)
+            self.assertLess(relay.processor_seconds() - before, 0.15)
+            client.send(relay.request("GET /v1/b"))
+            self.assertTrue(told("GET /b"))
+            server.stdin.write(OK.encode())
+            self.assertEqual(client.message(), OK)
+            relay.logs("upstream=reused end=complete")
+            server.kill()
