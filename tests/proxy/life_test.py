@@ -129,6 +129,7 @@ class Crowd(RelayTest):
 class Shortage(RelayTest):
     def test_of_descriptors_is_overcome(self):
         relay = self.start(self.upstream.url, program=RELEASED)
+        relay.logs("started by hand")  # to find that out takes descriptors for a moment
         usual = resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE)
         used = next(number for number in range(1000) if not (relay.proc / "fd" / str(number)).exists())
         permit = lambda files: resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (files, usual[1]))
