@@ -63,7 +63,7 @@ class AddressRace::Attempt : private Watched, private Job {
   bool writable = false;
 };
 
-AddressRace::AddressRace(EventLoop& home, TimeLimits& timeLimits, Endpoints inOrder)
+AddressRace::AddressRace(EventLoop& home, UpstreamLimits& timeLimits, Endpoints inOrder)
     : loop(home), limits(timeLimits), endpoints(std::move(inOrder)), next([this] { startNext(); }) {}
 
 AddressRace::~AddressRace() = default;

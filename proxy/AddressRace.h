@@ -9,8 +9,8 @@
 
 #include "proxy/Descriptor.h"
 #include "proxy/EventLoop.h"
-#include "proxy/Limits.h"
 #include "proxy/Task.h"
+#include "proxy/UpstreamLimits.h"
 
 namespace ferrin::proxy {
 
@@ -21,7 +21,7 @@ Endpoints interleaved(const Endpoints& resolved);
 
 class AddressRace {
  public:
-  AddressRace(EventLoop& home, TimeLimits& timeLimits, Endpoints inOrder);
+  AddressRace(EventLoop& home, UpstreamLimits& timeLimits, Endpoints inOrder);
   AddressRace(const AddressRace&) = delete;
   AddressRace& operator=(const AddressRace&) = delete;
   ~AddressRace();
@@ -41,7 +41,7 @@ class AddressRace {
   void finish();
 
   EventLoop& loop;
-  TimeLimits& limits;
+  UpstreamLimits& limits;
   Endpoints endpoints;
   std::vector<std::unique_ptr<Attempt>> attempts;
   Descriptor winner;

@@ -5,6 +5,7 @@
 #include "proxy/Guard.h"
 #include "proxy/Health.h"
 #include "proxy/PeerSocket.h"
+#include "proxy/Targets.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -93,7 +94,7 @@ Task<AfterAnswer> ClientConnection::answer() {
   if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD")) {
     co_return co_await answerHealth(head);
   }
-  const auto mapped = upstreamTarget(services.options.upstream, target);
+  const auto mapped = upstreamTarget(services.options.upstream.basePath, target);
   if (!mapped) co_return co_await refuse(head, RelayError::notFound, "");
   const std::string_view key = services.currentKey();
   if (key.empty()) co_return co_await refuse(head, RelayError::apiKeyUnavailable, services.key.problem());

@@ -6,11 +6,11 @@
 #include <string>
 
 #include "proxy/AddressRace.h"
-#include "proxy/Limits.h"
 #include "proxy/NameLookups.h"
 #include "proxy/Stream.h"
 #include "proxy/Task.h"
 #include "proxy/Tls.h"
+#include "proxy/UpstreamLimits.h"
 #include "proxy/UpstreamURL.h"
 
 namespace ferrin::proxy {
@@ -25,7 +25,7 @@ struct Connected {
 /// event loop; it may resume the coroutine that awaits open(). The object stays until open() is done.
 class Connector {
  public:
-  Connector(EventLoop& home, TimeLimits& timeLimits, NameLookups& lookups, TlsContext& tlsContext,
+  Connector(EventLoop& home, UpstreamLimits& timeLimits, NameLookups& lookups, TlsContext& tlsContext,
             const UpstreamURL& url)
       : loop(home), limits(timeLimits), names(lookups), tls(tlsContext), upstream(url) {}
   Connector(const Connector&) = delete;
@@ -39,7 +39,7 @@ class Connector {
   Task<Connected> secure(Descriptor socket);
 
   EventLoop& loop;
-  TimeLimits& limits;
+  UpstreamLimits& limits;
   NameLookups& names;
   TlsContext& tls;
   const UpstreamURL& upstream;

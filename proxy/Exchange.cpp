@@ -6,7 +6,7 @@
 #include <charconv>
 #include <utility>
 
-#include "proxy/Guard.h"
+#include "proxy/Targets.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -41,7 +41,7 @@ Exchange::Exchange(Services& shared, Client& from, const RequestHead& head, std:
       recheck([this] { lookForClient(); }) {
   recorded.method = head.method;
   recorded.path = withoutQuery(splitTarget(head.target).pathAndQuery);
-  appendUpstreamHead(outgoing, head, services.options.upstream, target, key);
+  appendUpstreamHead(outgoing, head, services.options.upstream.hostField, target, key);
   ++services.inFlight;
 }
 
@@ -124,7 +124,8 @@ bool Exchange::sendOverKept(std::string_view body) {
 }
 
 Task<> Exchange::sendOverFresh(std::string_view body) {
-  Connector attempt(services.loop, services.limits, services.names, services.tls, services.options.upstream);
+  Connector attempt(services.loop, services.limits.upstream, services.names, services.tls,
+                    services.options.upstream);
   connector = &attempt;
   Connected connected = co_await attempt.open();
   connector = nullptr;

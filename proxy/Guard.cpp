@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "proxy/Targets.h"
+
 namespace ferrin::proxy {
 namespace {
 
@@ -31,15 +33,6 @@ bool isFromWebPage(const RequestHead& head) {
 }
 
 }  // namespace
-
-Target splitTarget(std::string_view target) {
-  constexpr std::string_view scheme = "http://";
-  if (target.size() < scheme.size() || !sameIgnoringCase(target.substr(0, scheme.size()), scheme))
-    return {"", target};
-  target.remove_prefix(scheme.size());
-  const std::size_t path = std::min(target.find_first_of("/?"), target.size());
-  return {target.substr(0, path), target.substr(path)};
-}
 
 std::optional<RelayError> refusal(const RequestHead& head, std::uint16_t port) {
   const std::string_view authority = splitTarget(head.target).authority;

@@ -14,13 +14,4 @@ namespace ferrin::proxy {
 /// another host (DNS rebinding), or a web page made it (Origin; Sec-Fetch-Site but "none").
 std::optional<RelayError> refusal(const RequestHead& head, std::uint16_t port);
 
-/// A request's target in origin form, with the authority that it named, if any (RFC 9112, section 3.2.2).
-struct Target {
-  std::string_view authority;
-  std::string_view pathAndQuery;
-};
-Target splitTarget(std::string_view target);
-/// The path alone.
-inline std::string_view withoutQuery(std::string_view target) { return target.substr(0, target.find('?')); }
-
 }  // namespace ferrin::proxy

@@ -78,13 +78,13 @@ bool expectsContinue(const RequestHead& head) {
   return head.version == 11 && std::any_of(head.fields.begin(), head.fields.end(), isGoAheadWish);
 }
 
-void appendUpstreamHead(std::string& out, const RequestHead& head, const UpstreamURL& upstream,
+void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key) {
-  std::size_t size = 256 + head.method.size() + target.size() + upstream.hostField.size() + key.size();
+  std::size_t size = 256 + head.method.size() + target.size() + host.size() + key.size();
   for (const HeadField& field : head.fields) size += field.line.size();
   out.reserve(out.size() + size);  // at once, so that no outgrown copy of the key is left in memory
   out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
-  appendField(out, "Host", upstream.hostField);
+  appendField(out, "Host", host);
   appendPassingFields(out, head, Passage::requests, isGoAheadWish);
   out.append("Authorization: Bearer ").append(key).append(lineEnd);
   if (head.chunked) appendField(out, "Transfer-Encoding", "chunked");

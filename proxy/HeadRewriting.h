@@ -7,7 +7,6 @@
 
 #include "proxy/Framing.h"
 #include "proxy/Heads.h"
-#include "proxy/UpstreamURL.h"
 
 namespace ferrin::proxy {
 
@@ -16,8 +15,8 @@ bool asksForWebSocket(const RequestHead& head);
 /// Whether the client waits for a go-ahead before it sends the body (RFC 9110, section 10.1.1).
 bool expectsContinue(const RequestHead& head);
 
-/// Appends the request for the upstream: its Host, the stored key, one length or coding at most.
-void appendUpstreamHead(std::string& out, const RequestHead& head, const UpstreamURL& upstream,
+/// Appends the request for the upstream: `host` as its Host, the stored key, one length or coding at most.
+void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key);
 
 /// How an answer's body goes out to the client.

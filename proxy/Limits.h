@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "proxy/Deadlines.h"
+#include "proxy/UpstreamLimits.h"
 
 namespace ferrin::proxy {
 
@@ -18,9 +19,7 @@ struct TimeLimits {
       : silence(deadlines, silenceLimit),
         head(deadlines, std::chrono::seconds(30)),
         idleClient(deadlines, std::chrono::seconds(75)),
-        idleUpstream(deadlines, std::chrono::seconds(20)),
-        connect(deadlines, std::chrono::seconds(10)),
-        nextAddress(deadlines, std::chrono::milliseconds(250)),
+        upstream(deadlines),
         recheck(deadlines, std::chrono::milliseconds(400)),
         logDelay(deadlines, std::chrono::milliseconds(100)),
         linger(deadlines, std::chrono::seconds(2)),
@@ -29,11 +28,7 @@ struct TimeLimits {
   DeadlineList silence;     ///< no byte in either direction of an exchange
   DeadlineList head;        ///< from a request head's first byte to its last
   DeadlineList idleClient;  ///< a client's connection between requests
-  DeadlineList
-      idleUpstream;      ///< a connection kept for the next request; servers close theirs later than this
-  DeadlineList connect;  ///< to be connected; and again for TLS
-  DeadlineList
-      nextAddress;        ///< before the next address is tried as well (RFC 8305, "Connection Attempt Delay")
+  UpstreamLimits upstream;
   DeadlineList recheck;   ///< between looks at whether a client whose bytes wait unread is still there
   DeadlineList logDelay;  ///< before the lines of exchanges are written, many at once
   DeadlineList linger;    ///< to read on after an early answer, so that it isn't lost in a reset

@@ -10,6 +10,8 @@
 #include <climits>
 #include <string>
 
+#include "proxy/Reopened.h"
+
 namespace ferrin::proxy {
 namespace {
 

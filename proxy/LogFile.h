@@ -26,7 +26,4 @@ class LogFile {
   bool cut = false;  ///< the last line was cut off by a full disk
 };
 
-/// A second descriptor of the file behind `descriptor`, for reading and writing; negative when there is none.
-int reopened(int descriptor);
-
 }  // namespace ferrin::proxy

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "proxy/LogFile.h"
+#include "proxy/Reopened.h"
 
 namespace ferrin::proxy {
 

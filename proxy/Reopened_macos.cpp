@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "proxy/LogFile.h"
+#include "proxy/Reopened.h"
 
 namespace ferrin::proxy {
 

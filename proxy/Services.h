@@ -28,7 +28,7 @@ struct Services {
         keyWatch(home, given.apiKeyFile),
         names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(home),
-        pool(limits) {}
+        pool(limits.upstream) {}
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
 

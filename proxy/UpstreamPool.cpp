@@ -16,7 +16,7 @@ void UpstreamPool::keep(std::unique_ptr<Stream> stream) {
   entry.self = vacant.begin();
   idle.splice(idle.end(), vacant, entry.self);
   entry.stream = std::move(stream);
-  entry.limit.start(limits.idleUpstream);
+  entry.limit.start(limits.idle);
   entry.stream->socket().watch([this, &entry] { stirred(entry); });
 }
 

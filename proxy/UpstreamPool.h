@@ -5,14 +5,14 @@
 #include <list>
 #include <memory>
 
-#include "proxy/Limits.h"
 #include "proxy/Stream.h"
+#include "proxy/UpstreamLimits.h"
 
 namespace ferrin::proxy {
 
 class UpstreamPool {
  public:
-  explicit UpstreamPool(TimeLimits& timeLimits) : limits(timeLimits) {}
+  explicit UpstreamPool(UpstreamLimits& timeLimits) : limits(timeLimits) {}
 
   /// The connection that was used last and is still open and quiet, or nothing.
   std::unique_ptr<Stream> take();
@@ -34,7 +34,7 @@ class UpstreamPool {
   void expire(Idle& entry);
   std::unique_ptr<Stream> release(Idle& entry);
 
-  TimeLimits& limits;
+  UpstreamLimits& limits;
   std::list<Idle> idle;
   std::list<Idle> vacant;  ///< to be used again, so that keeping a connection takes no memory
   std::function<void()> expired;

@@ -10,8 +10,6 @@ namespace {
 
 using Scheme = boost::urls::scheme;
 
-constexpr std::string_view prefix = "/v1";
-
 std::uint16_t portOf(const boost::urls::url_view& url, bool secure) {
   const std::string_view digits(url.port().data(), url.port().size());
   if (digits.empty()) return secure ? 443 : 80;
@@ -56,17 +54,6 @@ UpstreamURL parseUpstreamURL(std::string_view text) {
     upstream.hostField += ":" + std::to_string(upstream.port);
   upstream.text = text;
   return upstream;
-}
-
-std::optional<std::string> upstreamTarget(const UpstreamURL& upstream, std::string_view target) {
-  if (!target.starts_with(prefix)) return std::nullopt;
-  const std::string_view rest = target.substr(prefix.size());
-  if (!rest.empty() && rest.front() != '/' && rest.front() != '?') return std::nullopt;
-  std::string mapped = upstream.basePath;
-  if (mapped.empty() && (rest.empty() || rest.front() == '?')) mapped = "/";
-  mapped.append(rest);
-  if (mapped.starts_with("//")) return std::nullopt;  // many readers take what follows for a host
-  return mapped;
 }
 
 }  // namespace ferrin::proxy

@@ -1,8 +1,7 @@
 #pragma once
-// The provider's base URL, and where a request to the relay goes below it.
+// The provider's base URL.
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,9 +18,5 @@ struct UpstreamURL {
 
 /// Throws std::invalid_argument with the reason, which does not repeat the text.
 UpstreamURL parseUpstreamURL(std::string_view text);
-
-/// Where `target` (path and query of a request to the relay) goes at the upstream; nothing for what lies
-/// outside `/v1`, or would begin with "//" there. What follows `/v1` is kept byte for byte.
-std::optional<std::string> upstreamTarget(const UpstreamURL& upstream, std::string_view target);
 
 }  // namespace ferrin::proxy

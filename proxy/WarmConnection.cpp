@@ -16,7 +16,7 @@ void WarmConnection::stop() {
 }
 
 Detached WarmConnection::renew() {
-  Connector connector(services.loop, services.limits, services.names, services.tls,
+  Connector connector(services.loop, services.limits.upstream, services.names, services.tls,
                       services.options.upstream);
   attempt = &connector;
   Connected connected = co_await connector.open();

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "proxy/Guard.h"
+#include "proxy/Targets.h"
 #include "proxy/UpstreamURL.h"
 #include "tests/fuzz/targets/Claim.h"
 
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkUpstream(upstream);
   const Target target = splitTarget(bytes.substr(line + 1));
   claim(bytes.ends_with(target.pathAndQuery), "the target's end is kept");
-  const auto mapped = upstreamTarget(upstream, target.pathAndQuery);
+  const auto mapped = upstreamTarget(upstream.basePath, target.pathAndQuery);
   if (!mapped) return 0;
   claim(target.pathAndQuery.starts_with("/v1"), "nothing outside /v1");
   const std::string_view rest = target.pathAndQuery.substr(3);
