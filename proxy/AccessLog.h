@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "proxy/EventLoop.h"
 #include "proxy/LogFile.h"
+#include "proxy/loop/EventLoop.h"
 
 namespace ferrin::proxy {
 

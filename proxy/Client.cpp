@@ -2,7 +2,7 @@
 
 #include <sys/socket.h>
 
-#include "proxy/PeerSocket.h"
+#include "proxy/system/PeerSocket.h"
 
 namespace ferrin::proxy {
 namespace {

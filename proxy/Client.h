@@ -4,7 +4,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <string>
 
-#include "proxy/Stream.h"
+#include "proxy/loop/Stream.h"
 
 namespace ferrin::proxy {
 

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "proxy/Guard.h"
 #include "proxy/Health.h"
-#include "proxy/PeerSocket.h"
-#include "proxy/Targets.h"
+#include "proxy/http/Guard.h"
+#include "proxy/http/Targets.h"
+#include "proxy/system/PeerSocket.h"
 
 namespace ferrin::proxy {
 namespace {

@@ -7,9 +7,9 @@
 
 #include "proxy/Client.h"
 #include "proxy/Exchange.h"
-#include "proxy/Heads.h"
 #include "proxy/Services.h"
-#include "proxy/Task.h"
+#include "proxy/http/Heads.h"
+#include "proxy/loop/Task.h"
 
 namespace ferrin::proxy {
 

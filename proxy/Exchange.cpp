@@ -6,7 +6,7 @@
 #include <charconv>
 #include <utility>
 
-#include "proxy/Targets.h"
+#include "proxy/http/Targets.h"
 
 namespace ferrin::proxy {
 namespace {

@@ -11,13 +11,13 @@
 
 #include "proxy/AccessLog.h"
 #include "proxy/Client.h"
-#include "proxy/Connector.h"
-#include "proxy/Framing.h"
-#include "proxy/HeadRewriting.h"
-#include "proxy/Heads.h"
-#include "proxy/RelayError.h"
 #include "proxy/Services.h"
-#include "proxy/Task.h"
+#include "proxy/http/Framing.h"
+#include "proxy/http/HeadRewriting.h"
+#include "proxy/http/Heads.h"
+#include "proxy/http/RelayError.h"
+#include "proxy/loop/Task.h"
+#include "proxy/upstream/Connector.h"
 
 namespace ferrin::proxy {
 

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <system_error>
 
-#include "proxy/FileTimes.h"
+#include "proxy/system/FileTimes.h"
 
 namespace ferrin::proxy {
 namespace {

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <cstddef>
 
-#include "proxy/Deadlines.h"
-#include "proxy/UpstreamLimits.h"
+#include "proxy/loop/Deadlines.h"
+#include "proxy/upstream/UpstreamLimits.h"
 
 namespace ferrin::proxy {
 

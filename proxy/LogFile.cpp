@@ -10,7 +10,7 @@
 #include <climits>
 #include <string>
 
-#include "proxy/Reopened.h"
+#include "proxy/system/Reopened.h"
 
 namespace ferrin::proxy {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "proxy/UpstreamURL.h"
+#include "proxy/upstream/UpstreamURL.h"
 
 namespace ferrin::proxy {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "proxy/PortHolder.h"
+#include "proxy/system/PortHolder.h"
 
 namespace ferrin::proxy {
 namespace {

@@ -5,11 +5,11 @@
 #include <optional>
 
 #include "proxy/ClientConnection.h"
-#include "proxy/Listener.h"
 #include "proxy/Services.h"
-#include "proxy/Signals.h"
-#include "proxy/Task.h"
 #include "proxy/WarmConnection.h"
+#include "proxy/loop/Listener.h"
+#include "proxy/loop/Signals.h"
+#include "proxy/loop/Task.h"
 
 namespace ferrin::proxy {
 

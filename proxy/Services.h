@@ -6,15 +6,15 @@
 #include <string>
 
 #include "proxy/AccessLog.h"
-#include "proxy/Deadlines.h"
-#include "proxy/FileWatch.h"
-#include "proxy/Heads.h"
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
-#include "proxy/NameLookups.h"
 #include "proxy/Options.h"
-#include "proxy/Tls.h"
-#include "proxy/UpstreamPool.h"
+#include "proxy/http/Heads.h"
+#include "proxy/loop/Deadlines.h"
+#include "proxy/loop/FileWatch.h"
+#include "proxy/upstream/NameLookups.h"
+#include "proxy/upstream/Tls.h"
+#include "proxy/upstream/UpstreamPool.h"
 
 namespace ferrin::proxy {
 

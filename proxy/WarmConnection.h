@@ -5,8 +5,8 @@
 
 #include <functional>
 
-#include "proxy/Connector.h"
 #include "proxy/Services.h"
+#include "proxy/upstream/Connector.h"
 
 namespace ferrin::proxy {
 

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "proxy/CoreDumps.h"
 #include "proxy/Options.h"
 #include "proxy/Server.h"
 #include "proxy/Services.h"
 #include "proxy/Starter.h"
 #include "proxy/Version.h"
+#include "proxy/system/CoreDumps.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "proxy/FileWatch.h"
+#include "proxy/loop/FileWatch.h"
 
 #include <gtest/gtest.h>
 

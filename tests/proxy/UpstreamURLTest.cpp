@@ -1,4 +1,4 @@
-#include "proxy/UpstreamURL.h"
+#include "proxy/upstream/UpstreamURL.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "proxy/Framing.h"
+#include "proxy/http/Framing.h"
 #include "tests/fuzz/targets/Claim.h"
 
 using namespace ferrin::proxy;

@@ -4,9 +4,9 @@
 #include <array>
 #include <string>
 
-#include "proxy/Guard.h"
-#include "proxy/HeadRewriting.h"
-#include "proxy/Targets.h"
+#include "proxy/http/Guard.h"
+#include "proxy/http/HeadRewriting.h"
+#include "proxy/http/Targets.h"
 #include "tests/fuzz/targets/Claim.h"
 
 using namespace ferrin::proxy;

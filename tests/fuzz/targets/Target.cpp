@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "proxy/Targets.h"
-#include "proxy/UpstreamURL.h"
+#include "proxy/http/Targets.h"
+#include "proxy/upstream/UpstreamURL.h"
 #include "tests/fuzz/targets/Claim.h"
 
 using namespace ferrin::proxy;

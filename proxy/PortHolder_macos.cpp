@@ -1,8 +1,0 @@
-#include "proxy/PortHolder.h"
-
-namespace ferrin::proxy {
-
-// Only privileged tools see that on macOS.
-std::string holderOfPort(std::uint16_t) { return ""; }
-
-}  // namespace ferrin::proxy

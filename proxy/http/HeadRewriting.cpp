@@ -1,0 +1,117 @@
+#include "proxy/http/HeadRewriting.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <utility>
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr std::string_view lineEnd = "\r\n";
+
+bool isGoAheadWish(const HeadField& field) {
+  return field.id == Field::expect && sameIgnoringCase(field.value, "100-continue");
+}
+
+/// The field names that Connection lists besides its own words, sorted, as a hostile head has thousands;
+/// empty for nearly every message.
+std::vector<std::string_view> namedByConnection(const Head& head) {
+  std::vector<std::string_view> names;
+  for (const HeadField& field : head.fields) {
+    if (field.id != Field::connection) continue;
+    eachListMember(field.value, [&](std::string_view member) {
+      if (!sameIgnoringCase(member, "close") && !sameIgnoringCase(member, "keep-alive"))
+        names.push_back(member);
+    });
+  }
+  std::sort(names.begin(), names.end(), beforeIgnoringCase);
+  return names;
+}
+
+void appendField(std::string& out, std::string_view name, std::string_view value) {
+  out.append(name).append(": ").append(value).append(lineEnd);
+}
+
+std::string_view written(std::uint64_t number, std::array<char, 24>& digits) {
+  return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
+}
+
+/// Appends the fields that go on in `direction`, but for those that `stops` picks. Lines that stand one
+/// behind the other are copied in one piece.
+template <typename Stops>
+void appendPassingFields(std::string& out, const Head& head, Passage direction, Stops stops) {
+  const auto named = namedByConnection(head);
+  bool lengthWritten = !head.contentLength;
+  std::array<char, 24> digits;
+  std::string_view run;
+  for (const HeadField& field : head.fields) {
+    const bool passes =
+        (field.passage == Passage::both || field.passage == direction) && !stops(field) &&
+        (named.empty() || !std::binary_search(named.begin(), named.end(), field.name, beforeIgnoringCase));
+    if (passes) {
+      run = run.empty() ? field.line : std::string_view(run.data(), run.size() + field.line.size());
+      continue;
+    }
+    out.append(std::exchange(run, {}));
+    if (field.id == Field::contentLength && !std::exchange(lengthWritten, true))
+      appendField(out, field.name, written(*head.contentLength, digits));
+  }
+  out.append(run);
+}
+
+void appendStatusLine(std::string& out, const AnswerHead& head) {
+  std::array<char, 24> digits;
+  const auto status = written(static_cast<std::uint64_t>(head.status), digits);
+  out.append("HTTP/1.1 ").append(status).append(" ").append(head.reason).append(lineEnd);
+}
+
+}  // namespace
+
+bool asksForWebSocket(const RequestHead& head) {
+  const auto upgrade = head.value(Field::upgrade);
+  return head.version == 11 && head.method == "GET" && upgrade && sameIgnoringCase(*upgrade, "websocket") &&
+         head.connectionHas("upgrade");
+}
+
+bool expectsContinue(const RequestHead& head) {
+  return head.version == 11 && std::any_of(head.fields.begin(), head.fields.end(), isGoAheadWish);
+}
+
+void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
+                        std::string_view target, std::string_view key) {
+  std::size_t size = 256 + head.method.size() + target.size() + host.size() + key.size();
+  for (const HeadField& field : head.fields) size += field.line.size();
+  out.reserve(out.size() + size);  // at once, so that no outgrown copy of the key is left in memory
+  out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
+  appendField(out, "Host", host);
+  appendPassingFields(out, head, Passage::requests, isGoAheadWish);
+  out.append("Authorization: Bearer ").append(key).append(lineEnd);
+  if (head.chunked) appendField(out, "Transfer-Encoding", "chunked");
+  if (asksForWebSocket(head)) out.append("Connection: Upgrade\r\nUpgrade: websocket\r\n");
+  out.append(lineEnd);
+}
+
+BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion) {
+  if (upstreamBody == BodyFraming::Kind::chunked && clientVersion == 10) return BodyForm::bare;
+  if (upstreamBody == BodyFraming::Kind::untilClose && clientVersion == 11) return BodyForm::chunked;
+  return BodyForm::asReceived;
+}
+
+void appendClientHead(std::string& out, const AnswerHead& head, BodyForm form, bool close) {
+  appendStatusLine(out, head);
+  appendPassingFields(out, head, Passage::answers, [](const HeadField&) { return false; });
+  const bool chunked = form == BodyForm::chunked || (form == BodyForm::asReceived && head.chunked);
+  if (chunked) appendField(out, "Transfer-Encoding", "chunked");
+  if (close) appendField(out, "Connection", "close");
+  out.append(lineEnd);
+}
+
+void appendInformationalHead(std::string& out, const AnswerHead& head) {
+  appendStatusLine(out, head);
+  appendPassingFields(out, head, Passage::answers, [](const HeadField&) { return false; });
+  if (head.status == 101) out.append("Connection: Upgrade\r\nUpgrade: websocket\r\n");
+  out.append(lineEnd);
+}
+
+}  // namespace ferrin::proxy

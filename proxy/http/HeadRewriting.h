@@ -1,0 +1,35 @@
+#pragma once
+// What a head looks like on the other side of the relay. Fields that concern one connection, and everything
+// that tells who the client is, stop here; all the rest passes unchanged and in order.
+
+#include <string>
+#include <string_view>
+
+#include "proxy/http/Framing.h"
+#include "proxy/http/Heads.h"
+
+namespace ferrin::proxy {
+
+/// Whether the client asks to switch this connection to WebSocket (RFC 6455).
+bool asksForWebSocket(const RequestHead& head);
+/// Whether the client waits for a go-ahead before it sends the body (RFC 9110, section 10.1.1).
+bool expectsContinue(const RequestHead& head);
+
+/// Appends the request for the upstream: `host` as its Host, the stored key, one length or coding at most.
+void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
+                        std::string_view target, std::string_view key);
+
+/// How an answer's body goes out to the client.
+enum class BodyForm {
+  asReceived,  ///< byte for byte, or none
+  chunked,     ///< the upstream's ends with its connection, the client's with its last chunk
+  bare,        ///< without chunk framing: the client's ends with the connection (HTTP/1.0)
+};
+BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion);
+
+/// Appends an answer for the client. `close` announces that its connection ends with this answer.
+void appendClientHead(std::string& out, const AnswerHead& head, BodyForm form, bool close);
+/// Appends an informational answer: 100 to 199, 101 included, which keeps its Upgrade.
+void appendInformationalHead(std::string& out, const AnswerHead& head);
+
+}  // namespace ferrin::proxy

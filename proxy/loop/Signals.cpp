@@ -1,0 +1,59 @@
+#include "proxy/loop/Signals.h"
+
+#include <fcntl.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+namespace ferrin::proxy {
+namespace {
+
+/// What the signal handler writes to.
+int sending = -1;
+
+void handle(int) {
+  const int error = errno;
+  const ssize_t ignored = write(sending, "", 1);
+  static_cast<void>(ignored);
+  errno = error;
+}
+
+void setHandler(void (*handler)(int)) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigaction(number, &action, nullptr);
+  }
+}
+
+}  // namespace
+
+Signals::Signals(EventLoop& home, std::function<void()> onArrival)
+    : Watched(home), arrived(std::move(onArrival)) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  for (const int end : ends) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+    fcntl(end, F_SETFL, O_NONBLOCK);
+  }
+  receiving = Descriptor(ends[0]);
+  sending = ends[1];
+  loop.watch(receiving.get(), *this);
+  setHandler(handle);
+}
+
+Signals::~Signals() {
+  setHandler(SIG_DFL);
+  close(std::exchange(sending, -1));
+}
+
+void Signals::goOnReading() {
+  char byte = 0;
+  while (read(receiving.get(), &byte, 1) == 1) arrived();
+}
+
+}  // namespace ferrin::proxy
