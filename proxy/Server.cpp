@@ -53,7 +53,6 @@ void Server::start() {
   services.log.announce("listening on http://" + authority(endpoint) + "/v1, forwarding to " +
                         services.options.upstream.text);
   if (services.options.upstream.secure) services.tls.load();
-  warm.emplace(services, [this] { stopLoopIfDone(); });
 }
 
 void Server::listen() {
@@ -115,7 +114,6 @@ void Server::stop() {
   acceptAgain.stop();
   listener.reset();
   drain.start(services.limits.drain);
-  if (warm) warm->stop();
   for (ClientConnection& connection : connections) connection.stopIfIdle();
   stopLoopIfDone();
 }
@@ -128,8 +126,7 @@ void Server::abandonAll() {
 }
 
 void Server::stopLoopIfDone() {
-  const bool busy = services.connections > 0 || (warm && warm->busy());
-  if (services.stopping && !busy) services.loop.stop();
+  if (services.stopping && services.connections == 0) services.loop.stop();
 }
 
 }  // namespace ferrin::proxy

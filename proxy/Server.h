@@ -6,7 +6,6 @@
 
 #include "proxy/ClientConnection.h"
 #include "proxy/Services.h"
-#include "proxy/WarmConnection.h"
 #include "proxy/loop/Listener.h"
 #include "proxy/loop/Signals.h"
 #include "proxy/loop/Task.h"
@@ -39,7 +38,6 @@ class Server {
   std::optional<Listener> listener;
   Signals signals;
   Connections connections;
-  std::optional<WarmConnection> warm;
   Deadline drain;
   Deadline acceptAgain;
   bool shortOfDescriptors = false;

@@ -9,11 +9,11 @@ namespace ferrin::proxy {
 
 struct UpstreamLimits {
   explicit UpstreamLimits(Deadlines& deadlines)
-      : idle(deadlines, std::chrono::seconds(20)),
+      : idle(deadlines, std::chrono::seconds(50)),
         connect(deadlines, std::chrono::seconds(10)),
         nextAddress(deadlines, std::chrono::milliseconds(250)) {}
 
-  DeadlineList idle;     ///< a connection kept for the next request; servers close theirs later than this
+  DeadlineList idle;     ///< a connection kept for the next request: below the 60 s after which many servers close theirs
   DeadlineList connect;  ///< to be connected; and again for TLS
   DeadlineList
       nextAddress;  ///< before the next address is tried as well (RFC 8305, "Connection Attempt Delay")

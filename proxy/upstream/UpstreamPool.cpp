@@ -27,11 +27,6 @@ std::unique_ptr<Stream> UpstreamPool::release(Idle& entry) {
   return std::move(entry.stream);
 }
 
-void UpstreamPool::expire(Idle& entry) {
-  release(entry);
-  if (idle.empty() && expired) expired();
-}
-
 /// TLS moves bytes of its own now and then; only those leave the connection fit.
 void UpstreamPool::stirred(Idle& entry) {
   if (!entry.stream->quiet()) release(entry);

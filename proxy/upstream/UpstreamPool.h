@@ -1,7 +1,6 @@
 #pragma once
 // Connections to the upstream that wait for their next request.
 
-#include <functional>
 #include <list>
 #include <memory>
 
@@ -19,25 +18,21 @@ class UpstreamPool {
   /// Keeps `stream`, on which nothing is under way, until it is taken, closed by the other side, or has been
   /// idle for too long.
   void keep(std::unique_ptr<Stream> stream);
-  /// Has `told` called when the last connection has been idle for too long.
-  void onExpiry(std::function<void()> told) { expired = std::move(told); }
 
  private:
   /// A connection at rest. What arrives on it then, its end in most cases, makes it unfit.
   struct Idle {
-    explicit Idle(UpstreamPool& pool) : limit([this, &pool] { pool.expire(*this); }) {}
+    explicit Idle(UpstreamPool& pool) : limit([this, &pool] { pool.release(*this); }) {}
     std::list<Idle>::iterator self;
     std::unique_ptr<Stream> stream;
     Deadline limit;
   };
   void stirred(Idle& entry);
-  void expire(Idle& entry);
   std::unique_ptr<Stream> release(Idle& entry);
 
   UpstreamLimits& limits;
   std::list<Idle> idle;
   std::list<Idle> vacant;  ///< to be used again, so that keeping a connection takes no memory
-  std::function<void()> expired;
 };
 
 }  // namespace ferrin::proxy
