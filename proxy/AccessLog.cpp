@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <ctime>
+#include <new>
 
 namespace ferrin::proxy {
 namespace {
@@ -79,38 +80,45 @@ void append(std::string& out, const ExchangeRecord& record) {
   if (!record.cause.empty()) out.append(" cause=\"").append(record.cause).append("\"");
 }
 
-AccessLog::AccessLog(EventLoop& home, DeadlineList& lineDelay, int descriptor)
-    : loop(home), delay(lineDelay), due([this] { flush(); }), file(descriptor) {}
+AccessLog::AccessLog(EventLoop& home, TimerQueue& lineDelay, int descriptor)
+    : loop(home), delay(lineDelay), due([this] { flush(); }), file(descriptor) {
+  pending.reserve(2 * enoughBytes);
+}
 
 void AccessLog::announce(std::string_view line) {
   flush();
   file.write(std::string(line) + '\n');
 }
 
-void AccessLog::exchange(const ExchangeRecord& record) {
-  begin();
-  append(pending, record);
-  pending.push_back('\n');
+void AccessLog::exchange(const ExchangeRecord& record) noexcept {
+  addLine([this, &record] { append(pending, record); });
   if (pending.size() >= enoughBytes) {
-    loop.soon(*this);
+    loop.defer(*this);
   } else if (!due.running()) {
     due.start(delay);
   }
 }
 
-void AccessLog::note(std::string_view text) {
-  begin();
-  pending.append(text).push_back('\n');
-  loop.soon(*this);
+void AccessLog::note(std::string_view text) noexcept {
+  addLine([this, text] { pending.append(text); });
+  loop.defer(*this);
 }
 
-/// A line, with the time.
-void AccessLog::begin() {
-  stamps.append(pending, std::chrono::system_clock::now());
-  pending.push_back(' ');
+/// Adds a line that begins with the time and goes on with what `append` appends: the whole of it or nothing.
+template <typename Append>
+void AccessLog::addLine(Append append) noexcept {
+  const std::size_t before = pending.size();
+  try {
+    stamps.append(pending, std::chrono::system_clock::now());
+    pending.push_back(' ');
+    append();
+    pending.push_back('\n');
+  } catch (const std::bad_alloc&) {
+    pending.resize(before);
+  }
 }
 
-void AccessLog::flush() {
+void AccessLog::flush() noexcept {
   due.stop();
   if (!pending.empty()) file.write(pending);
   pending.clear();

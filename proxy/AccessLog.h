@@ -46,26 +46,29 @@ class TimeStamps {
 };
 
 /// Collects lines, so that many cost one write: those of exchanges for `delay` at most, others until the end
-/// of a turn of the event loop. What is left is written when it goes.
-class AccessLog : private Job {
+/// of the turn. What is left is written when it is destroyed. A line that there is no memory for is dropped;
+/// memory for the usual ones is reserved.
+class AccessLog : private DeferredCall {
  public:
-  AccessLog(EventLoop& home, DeadlineList& delay, int descriptor);
+  /// Writes to `descriptor`, which stays the caller's.
+  AccessLog(EventLoop& home, TimerQueue& delay, int descriptor);
   ~AccessLog() override { flush(); }
 
-  void exchange(const ExchangeRecord& record);
+  void exchange(const ExchangeRecord& record) noexcept;
   /// Something that is not an exchange.
-  void note(std::string_view text);
-  /// A line as it stands, written at once.
+  void note(std::string_view text) noexcept;
+  /// A line without a time stamp, written at once.
   void announce(std::string_view line);
 
  private:
-  void begin();
-  void flush();
-  void run() override { flush(); }
+  template <typename Append>
+  void addLine(Append append) noexcept;
+  void flush() noexcept;
+  void run() noexcept override { flush(); }
 
   EventLoop& loop;
-  DeadlineList& delay;
-  Deadline due;
+  TimerQueue& delay;
+  Timer due;
   LogFile file;
   TimeStamps stamps;
   std::string pending;

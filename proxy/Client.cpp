@@ -11,7 +11,7 @@ using Endpoint = boost::asio::ip::tcp::endpoint;
 
 /// What getsockname(2) or getpeername(2) tells; nothing of a connection that has gone already.
 template <typename Ask>
-Endpoint endpointOf(const Descriptor& socket, Ask ask) {
+Endpoint endpointOf(const FileDescriptor& socket, Ask ask) {
   Endpoint endpoint;
   auto size = static_cast<socklen_t>(endpoint.capacity());
   if (ask(socket.get(), endpoint.data(), &size) == 0) endpoint.resize(size);
@@ -20,7 +20,7 @@ Endpoint endpointOf(const Descriptor& socket, Ask ask) {
 
 }  // namespace
 
-Client::Client(EventLoop& loop, Descriptor connected)
+Client::Client(EventLoop& loop, FileDescriptor connected)
     : peer(endpointOf(connected, getpeername)),
       local(endpointOf(connected, getsockname)),
       stream(loop, std::move(connected)) {}

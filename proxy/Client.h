@@ -4,12 +4,12 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <string>
 
-#include "proxy/loop/Stream.h"
+#include "proxy/loop/SendBuffer.h"
 
 namespace ferrin::proxy {
 
 struct Client {
-  Client(EventLoop& loop, Descriptor connected);
+  Client(EventLoop& loop, FileDescriptor connected);
 
   /// Whether its program has closed the connection, or has it closed and its last bytes not yet read here.
   bool hasGone();
@@ -17,7 +17,7 @@ struct Client {
   boost::asio::ip::tcp::endpoint peer;
   boost::asio::ip::tcp::endpoint local;
   PlainStream stream;
-  Outbox outbox;
+  SendBuffer sendBuffer;
   std::string pending;  ///< came in and belongs to nobody yet: the next head, or the body behind this one
 };
 

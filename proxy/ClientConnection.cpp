@@ -18,35 +18,38 @@ std::size_t emptyLinesBefore(std::string_view bytes) {
 }
 
 }  // namespace
-ClientConnection::ClientConnection(Services& shared, Descriptor connected)
+
+ClientConnection::ClientConnection(Services& shared, FileDescriptor connected)
     : services(shared),
       client(shared.loop, std::move(connected)),
       limit([this] { client.stream.socket().interrupt(); }) {}
 
 void ClientConnection::stopIfIdle() {
-  if (exchange == nullptr) client.stream.socket().interrupt();
+  if (!currentExchange.filled()) client.stream.socket().interrupt();
 }
 
 void ClientConnection::abandon() {
-  if (exchange != nullptr) {
-    exchange->abandon("the relay is stopping");
+  if (currentExchange.filled()) {
+    currentExchange.cancel();
   } else {
     client.stream.socket().interrupt();
   }
 }
 
 Task<> ClientConnection::serve() {
-  AfterAnswer after = AfterAnswer::keep;
-  while (after == AfterAnswer::keep && !services.stopping) {
+  AfterResponse after = AfterResponse::keep;
+  while (after == AfterResponse::keep && !services.stopping) {
     HeadResult head = beginHead();
     while (head == HeadResult::incomplete) head = readMore(co_await readSome(client.stream, services.block));
     limit.stop();
     if (head == HeadResult::gone) co_return;
     if (head == HeadResult::complete) {
-      after = co_await answer();
+      after = co_await respond();
     } else {
       const bool large = head == HeadResult::tooLarge;
-      after = co_await refuseUnreadable(large ? RelayError::headersTooLarge : RelayError::badRequest);
+      const OwnResponse response =
+          refuseUnreadable(large ? RelayError::headersTooLarge : RelayError::badRequest);
+      after = co_await send(response);
     }
   }
   co_await endAfter(after);
@@ -54,57 +57,73 @@ Task<> ClientConnection::serve() {
 
 Task<> ClientConnection::turnAway() {
   services.log.note("refused a connection: " + withRemedy(RelayError::tooManyConnections, ""));
-  const AfterAnswer after =
-      co_await sendWhole(relayAnswer(RelayError::tooManyConnections, true, false), true);
-  co_await endAfter(after);
+  const OwnResponse response{relayResponse(RelayError::tooManyConnections, true, false), true};
+  co_await endAfter(co_await send(response));
 }
 
 ClientConnection::HeadResult ClientConnection::beginHead() {
   headBegun = !client.pending.empty();
   headSearched = 0;
-  limit.start(headBegun ? services.limits.head : services.limits.idleClient);
+  limit.start(headBegun ? services.timeouts.head : services.timeouts.idleClient);
   return findHead();
 }
 
 ClientConnection::HeadResult ClientConnection::readMore(const IoResult& got) {
   if (got.status != IoStatus::moved) return HeadResult::gone;
-  if (!std::exchange(headBegun, true)) limit.start(services.limits.head);
+  if (!std::exchange(headBegun, true)) limit.start(services.timeouts.head);
   client.pending.append(services.block.data(), got.bytes);
   return findHead();
 }
 
-/// Whether client.pending begins with a whole head, whose size is headSize then. It is in services.request up
-/// to the next wait.
+/// Whether client.pending begins with a complete head. If so, its size is headSize, and services.request
+/// holds it until the next wait.
 ClientConnection::HeadResult ClientConnection::findHead() {
   if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
     client.pending.erase(0, empty);
     headSearched = 0;
   }
-  const bool worthIt = mayBeWholeHead(client.pending, std::exchange(headSearched, client.pending.size()));
-  headSize = worthIt ? parseRequestHead(client.pending, services.request) : 0;
+  const bool complete = mayBeWholeHead(client.pending, std::exchange(headSearched, client.pending.size()));
+  headSize = complete ? parseRequestHead(client.pending, services.request) : 0;
   if (headSize == malformedHead) return HeadResult::malformed;
   if ((headSize == 0 ? client.pending.size() : headSize) > maxHeadBytes) return HeadResult::tooLarge;
   return headSize == 0 ? HeadResult::incomplete : HeadResult::complete;
 }
 
-Task<AfterAnswer> ClientConnection::answer() {
-  const RequestHead& head = services.request;
-  if (const auto refused = refusalOf(head)) co_return co_await refuse(head, *refused, "");
-  const std::string_view target = splitTarget(head.target).pathAndQuery;
-  if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD")) {
-    co_return co_await answerHealth(head);
+Task<AfterResponse> ClientConnection::respond() {
+  std::optional<Exchange> exchange;
+  OwnResponse own;
+  try {
+    own = decide(services.request, exchange);
+  } catch (const std::exception& exception) {
+    own = refuse(services.request, RelayError::upstreamUnreachable, exception.what());
   }
-  const auto mapped = upstreamTarget(services.options.upstream.basePath, target);
-  if (!mapped) co_return co_await refuse(head, RelayError::notFound, "");
-  const std::string_view key = services.currentKey();
-  if (key.empty()) co_return co_await refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
-  Exchange own(services, client, head, *mapped, key);
   client.pending.erase(0, headSize);
-  exchange = &own;
-  const AfterAnswer after = co_await own.run();
-  exchange = nullptr;
-  services.log.exchange(own.record());
+  if (!exchange) co_return co_await send(own);
+  AfterResponse after = AfterResponse::reset;
+  try {
+    const CancellationSlot::Scope cancellable(currentExchange,
+                                              [&exchange] { exchange->abandon("the relay is stopping"); });
+    after = co_await exchange->run();
+  } catch (const std::exception&) {
+    // The line tells the exchange's own failure; there was no memory to tell the client.
+  }
+  services.log.exchange(exchange->record());
   co_return after;
+}
+
+/// Either makes the exchange that the request asks for, or the relay's own response.
+ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
+                                                       std::optional<Exchange>& exchange) {
+  if (const auto refused = refusalOf(head)) return refuse(head, *refused, "");
+  const std::string_view target = splitTarget(head.target).pathAndQuery;
+  if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD"))
+    return reportHealth(head);
+  const auto mapped = upstreamTarget(services.options.upstream.basePath, target);
+  if (!mapped) return refuse(head, RelayError::notFound, "");
+  const std::string_view key = services.currentKey();
+  if (key.empty()) return refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
+  exchange.emplace(services, client, head, *mapped, key);
+  return {};
 }
 
 std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
@@ -118,66 +137,63 @@ bool ClientConnection::isSomebodyElse() {
   return !ours;
 }
 
-/// Whether an answer made here must be the last: the client wants that, or a body follows that nobody reads.
+/// Whether a response made here must be the last: the client wants that, or a body follows that is not read.
 bool ClientConnection::closesAfter(const RequestHead& head) const {
   const bool hasBody = !BodyFraming::ofRequest(head).complete();
   return head.version == 10 || hasBody || head.connectionHas("close") || services.stopping;
 }
 
-Task<AfterAnswer> ClientConnection::refuse(const RequestHead& head, RelayError error,
-                                           std::string_view cause) {
+ClientConnection::OwnResponse ClientConnection::refuse(const RequestHead& head, RelayError error,
+                                                       std::string_view cause) {
+  const bool close = closesAfter(head);
+  OwnResponse response{relayResponse(error, close, head.method == "HEAD"), close};
+  logRefusal(head.method, withoutQuery(splitTarget(head.target).pathAndQuery), error, cause);
+  return response;
+}
+
+ClientConnection::OwnResponse ClientConnection::refuseUnreadable(RelayError error) {
+  OwnResponse response{relayResponse(error, true, false), true};
+  logRefusal("-", "-", error, "");
+  return response;
+}
+
+void ClientConnection::logRefusal(std::string_view method, std::string_view path, RelayError error,
+                                  std::string_view cause) {
   ExchangeRecord record;
-  record.method = head.method;
-  record.path = withoutQuery(splitTarget(head.target).pathAndQuery);
+  record.method = method;
+  record.path = path;
   record.status = statusOf(error);
   record.ending = Ending::refused;
   record.cause = withRemedy(error, cause);
   services.log.exchange(record);
-  const bool close = closesAfter(head);
-  std::string answer = relayAnswer(error, close, head.method == "HEAD");
-  client.pending.erase(0, headSize);
-  co_return co_await sendWhole(std::move(answer), close);
 }
 
-Task<AfterAnswer> ClientConnection::refuseUnreadable(RelayError error) {
-  ExchangeRecord record;
-  record.method = "-";
-  record.path = "-";
-  record.status = statusOf(error);
-  record.ending = Ending::refused;
-  record.cause = withRemedy(error, "");
-  services.log.exchange(record);
-  co_return co_await sendWhole(relayAnswer(error, true, false), true);
-}
-
-Task<AfterAnswer> ClientConnection::answerHealth(const RequestHead& head) {
+ClientConnection::OwnResponse ClientConnection::reportHealth(const RequestHead& head) {
   const bool close = closesAfter(head);
   const std::string report =
       healthReport(services.options.upstream.host, services.connections, services.inFlight);
-  std::string answer =
-      jsonAnswer(200, "OK", "Cache-Control: no-store\r\n", report, close, head.method == "HEAD");
-  client.pending.erase(0, headSize);
-  co_return co_await sendWhole(std::move(answer), close);
+  return {jsonResponse(200, "OK", "Cache-Control: no-store\r\n", report, close, head.method == "HEAD"),
+          close};
 }
 
-Task<AfterAnswer> ClientConnection::sendWhole(std::string answer, bool close) {
-  limit.start(services.limits.head);
-  bool sent = client.outbox.send(client.stream, {answer});
-  if (sent) sent = co_await client.outbox.flush(client.stream, limit);
+Task<AfterResponse> ClientConnection::send(const OwnResponse& response) {
+  limit.start(services.timeouts.head);
+  bool sent = client.sendBuffer.send(client.stream, {response.text});
+  if (sent) sent = co_await client.sendBuffer.flush(client.stream, limit);
   limit.stop();
-  if (!sent) co_return AfterAnswer::reset;
-  co_return close ? AfterAnswer::close : AfterAnswer::keep;
+  if (!sent) co_return AfterResponse::reset;
+  co_return response.close ? AfterResponse::close : AfterResponse::keep;
 }
 
-/// A connection that is closed while bytes of the client are unread is reset by the system, and the answer
-/// may be lost with it (RFC 9112, section 9.6). So what the client still sends is read for a moment.
-Task<> ClientConnection::endAfter(AfterAnswer after) {
-  if (after == AfterAnswer::reset) {
+/// The system resets a connection that is closed while bytes of the client are unread, and the response may
+/// be lost with it (RFC 9112, section 9.6). So what the client still sends is read for a moment.
+Task<> ClientConnection::endAfter(AfterResponse after) {
+  if (after == AfterResponse::reset) {
     client.stream.socket().reset();
     co_return;
   }
   client.stream.socket().shutdownSending();
-  limit.start(services.limits.linger);
+  limit.start(services.timeouts.linger);
   for (;;) {
     const IoResult got = co_await readSome(client.stream, services.block);
     if (got.status != IoStatus::moved) co_return;

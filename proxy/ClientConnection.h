@@ -1,5 +1,4 @@
 #pragma once
-// A client's connection from its first byte to its last: request after request.
 
 #include <boost/intrusive/list.hpp>
 #include <optional>
@@ -9,39 +8,52 @@
 #include "proxy/Exchange.h"
 #include "proxy/Services.h"
 #include "proxy/http/Heads.h"
+#include "proxy/loop/CancellationSlot.h"
 #include "proxy/loop/Task.h"
 
 namespace ferrin::proxy {
 
+/// A client's connection from its first byte to its last: request after request. Lives in the coroutine that
+/// awaits serve() or turnAway(), and is found by the server through its list.
 class ClientConnection
     : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
  public:
-  ClientConnection(Services& shared, Descriptor connected);
+  /// Throws std::system_error when the loop can't watch the socket.
+  ClientConnection(Services& shared, FileDescriptor connected);
   ClientConnection(const ClientConnection&) = delete;
   ClientConnection& operator=(const ClientConnection&) = delete;
 
-  /// Serves requests until the connection ends or there is to be no other one.
+  /// Serves requests until the connection ends or is to carry no other one. Throws std::bad_alloc when there
+  /// is not even the memory to refuse a request.
   Task<> serve();
   /// Says that there are too many connections, and ends.
   Task<> turnAway();
 
-  /// Ends the connection if no request is under way.
+  /// Ends the connection unless a request is under way.
   void stopIfIdle();
-  /// Ends it, request or not.
+  /// Ends the connection, request or not. serve() may end within this call.
   void abandon();
 
  private:
   enum class HeadResult { complete, incomplete, tooLarge, malformed, gone };
 
+  /// What the relay answers itself.
+  struct OwnResponse {
+    std::string text;
+    bool close = false;  ///< the connection ends with it
+  };
+
   HeadResult beginHead();
   HeadResult readMore(const IoResult& got);
   HeadResult findHead();
-  Task<AfterAnswer> answer();
-  Task<AfterAnswer> refuse(const RequestHead& head, RelayError error, std::string_view cause);
-  Task<AfterAnswer> refuseUnreadable(RelayError error);
-  Task<AfterAnswer> answerHealth(const RequestHead& head);
-  Task<AfterAnswer> sendWhole(std::string answer, bool close);
-  Task<> endAfter(AfterAnswer after);
+  Task<AfterResponse> respond();
+  OwnResponse decide(const RequestHead& head, std::optional<Exchange>& exchange);
+  OwnResponse refuse(const RequestHead& head, RelayError error, std::string_view cause);
+  OwnResponse refuseUnreadable(RelayError error);
+  void logRefusal(std::string_view method, std::string_view path, RelayError error, std::string_view cause);
+  OwnResponse reportHealth(const RequestHead& head);
+  Task<AfterResponse> send(const OwnResponse& response);
+  Task<> endAfter(AfterResponse after);
 
   std::optional<RelayError> refusalOf(const RequestHead& head);
   bool isSomebodyElse();
@@ -49,12 +61,12 @@ class ClientConnection
 
   Services& services;
   Client client;
-  Deadline limit;
-  bool ours = false;  ///< known to belong to this user
-  Exchange* exchange = nullptr;
+  Timer limit;
+  bool ours = false;                 ///< known to belong to this user
+  CancellationSlot currentExchange;  ///< filled while a request is being forwarded
   std::size_t headSize = 0;
-  std::size_t headSearched = 0;  ///< of client.pending, for the head's end
-  bool headBegun = false;        ///< some of it has come
+  std::size_t headSearched = 0;  ///< bytes of client.pending that are known to end no head
+  bool headBegun = false;        ///< some of it has arrived
 };
 
 }  // namespace ferrin::proxy

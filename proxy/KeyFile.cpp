@@ -1,7 +1,6 @@
 #include "proxy/KeyFile.h"
 
 #include <fcntl.h>
-#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,7 +64,7 @@ void KeyFile::read(const struct stat& now) {
     return;
   }
   use({content.data(), static_cast<std::size_t>(count)});
-  OPENSSL_cleanse(content.data(), static_cast<std::size_t>(count));
+  wipe(content.data(), static_cast<std::size_t>(count));
   seen = now;
   const auto age =
       std::chrono::system_clock::now().time_since_epoch() - std::max(modified(now), changed(now));
@@ -79,13 +78,12 @@ void KeyFile::use(std::string_view content) {
   } else if (content.size() > maxKeyBytes || !fitsAField(trimmed)) {
     trouble = file.string() + ": not a key: it is too long or has a line break or control character inside";
   } else {
-    key = trimmed;
+    key.assign(trimmed);
     trouble.clear();
   }
 }
 
 void KeyFile::forget() {
-  OPENSSL_cleanse(key.data(), key.size());
   key.clear();
   settled = false;
 }

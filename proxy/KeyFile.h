@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "proxy/system/SecretMemory.h"
+
 namespace ferrin::proxy {
 
 class KeyFile {
@@ -29,7 +31,7 @@ class KeyFile {
   void forget();
 
   std::filesystem::path file;
-  std::string key;
+  SecretString key;
   std::string trouble;
   struct stat seen {};
   bool settled = false;  ///< what was read is older than the clock's grain, so a later write shows in `seen`

@@ -6,23 +6,41 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
-#include <string>
+#include <string_view>
 
+#include "proxy/system/FileDescriptor.h"
 #include "proxy/system/Reopened.h"
 
 namespace ferrin::proxy {
 namespace {
 
-/// The newer half of the file, or of what it may hold if it is over that, from the start of a line.
-std::string newerHalf(int descriptor, off_t size) {
-  std::string bytes(std::min<std::size_t>(static_cast<std::size_t>(size), LogFile::maxBytes) / 2, '\0');
-  const ssize_t count =
-      pread(descriptor, bytes.data(), bytes.size(), size - static_cast<off_t>(bytes.size()));
-  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-  const std::size_t lineEnd = bytes.find('\n');
-  return lineEnd == std::string::npos ? std::string() : bytes.substr(lineEnd + 1);
+constexpr std::size_t blockSize = 65536;
+
+/// The offset at which the newer half of the file begins, at the start of a line; `size` when there is none.
+off_t newerHalf(int file, off_t size) {
+  const auto most = static_cast<off_t>(LogFile::maxBytes / 2);
+  std::array<char, blockSize> block;
+  off_t at = size - std::min(size / 2, most);
+  for (ssize_t count = 0; (count = pread(file, block.data(), block.size(), at)) > 0; at += count) {
+    const std::string_view bytes(block.data(), static_cast<std::size_t>(count));
+    const std::size_t lineEnd = bytes.find('\n');
+    if (lineEnd != std::string_view::npos) return at + static_cast<off_t>(lineEnd) + 1;
+  }
+  return size;
+}
+
+/// Moves everything from offset `from` on to the front of the file. Needs no memory for it.
+void moveToFront(int file, off_t from) {
+  std::array<char, blockSize> block;
+  off_t to = 0;
+  for (ssize_t count = 0; (count = pread(file, block.data(), block.size(), from)) > 0; from += count) {
+    if (pwrite(file, block.data(), static_cast<std::size_t>(count), to) != count) break;
+    to += count;
+  }
+  static_cast<void>(ftruncate(file, to));
 }
 
 /// How many bytes could be written.
@@ -54,7 +72,7 @@ std::size_t writeWhileTaken(int descriptor, std::string_view bytes) {
 
 }  // namespace
 
-void LogFile::write(std::string_view lines) {
+void LogFile::write(std::string_view lines) noexcept {
   struct stat status {};
   const bool regular = fstat(output, &status) == 0 && S_ISREG(status.st_mode);
   if (regular && static_cast<std::size_t>(status.st_size) + lines.size() > maxBytes)
@@ -65,16 +83,11 @@ void LogFile::write(std::string_view lines) {
   cut = written > 0 && lines[written - 1] != '\n';
 }
 
-void LogFile::dropOlderHalf(off_t size) {
-  const int file = reopened(output);
-  if (file < 0) return;
-  const std::string kept = newerHalf(file, size);
-  if (ftruncate(file, 0) == 0) {
-    lseek(file, 0, SEEK_SET);
-    writeAll(file, kept);
-    lseek(output, 0, SEEK_END);
-  }
-  close(file);
+void LogFile::dropOlderHalf(off_t size) noexcept {
+  const FileDescriptor file(reopened(output));
+  if (!file.valid()) return;
+  moveToFront(file.get(), newerHalf(file.get(), size));
+  lseek(output, 0, SEEK_END);
 }
 
 }  // namespace ferrin::proxy

@@ -17,10 +17,10 @@ class LogFile {
 
   /// Appends whole lines. What can't be written at once (a full disk, a pipe that is full or closed) is lost;
   /// nobody could be told. The next line is a line of its own all the same.
-  void write(std::string_view lines);
+  void write(std::string_view lines) noexcept;
 
  private:
-  void dropOlderHalf(off_t size);
+  void dropOlderHalf(off_t size) noexcept;
 
   int output;
   bool cut = false;  ///< the last line was cut off by a full disk

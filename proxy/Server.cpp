@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -43,7 +44,7 @@ Server::Server(Services& shared)
     : services(shared),
       signals(shared.loop, [this] { signalled(); }),
       drain([this] { abandonAll(); }),
-      acceptAgain([this] { listener->again(); }) {}
+      acceptAgain([this] { listener->retry(); }) {}
 
 void Server::start() {
   raiseDescriptorLimit();
@@ -59,7 +60,7 @@ void Server::listen() {
   const ip::tcp::endpoint endpoint(ip::make_address(services.options.host), services.options.port);
   try {
     listener.emplace(
-        services.loop, endpoint, [this](Descriptor socket) { accepted(std::move(socket)); },
+        services.loop, endpoint, [this](FileDescriptor socket) { accepted(std::move(socket)); },
         [this](int error) { notAccepted(error); });
   } catch (const std::system_error& error) {
     throw std::runtime_error("port " + std::to_string(endpoint.port()) + ": " + error.code().message() +
@@ -67,22 +68,34 @@ void Server::listen() {
   }
 }
 
-void Server::accepted(Descriptor socket) {
+void Server::accepted(FileDescriptor socket) noexcept {
   if (shortOfDescriptors) services.log.note("accepting connections again");
   shortOfDescriptors = false;
-  if (services.connections < maxConnections + maxTurnedAway) run(std::move(socket));
+  if (services.connections >= maxConnections + maxTurnedAway) return;
+  try {
+    run(std::move(socket));
+  } catch (const std::bad_alloc&) {
+    services.log.note("closed a new connection: out of memory");
+  }
 }
 
-void Server::notAccepted(int error) {
-  if (!shortOfDescriptors) {
+void Server::notAccepted(int error) noexcept {
+  if (!shortOfDescriptors) logShortage(error);
+  shortOfDescriptors = true;
+  acceptAgain.start(services.timeouts.recheck);
+}
+
+void Server::logShortage(int error) noexcept {
+  try {
     services.log.note("can't accept connections: " + std::generic_category().message(error) +
                       "; end programs that hold connections to the relay, or raise the limit of open files");
+  } catch (const std::bad_alloc&) {
+    services.log.note("can't accept connections: out of memory");
   }
-  shortOfDescriptors = true;
-  acceptAgain.start(services.limits.recheck);
 }
 
-Detached Server::run(Descriptor socket) {
+/// The coroutine that a connection lives in.
+Detached Server::run(FileDescriptor socket) {
   ++services.connections;
   try {
     ClientConnection connection(services, std::move(socket));
@@ -92,8 +105,9 @@ Detached Server::run(Descriptor socket) {
     } else {
       co_await connection.serve();
     }
-  } catch (const std::exception& error) {
-    services.log.note(std::string("internal error: ") + error.what() + "; please report it");
+  } catch (const std::exception& exception) {
+    services.log.note("closed a connection early, for the reason that follows");
+    services.log.note(exception.what());
   }
   --services.connections;
   stopLoopIfDone();
@@ -113,7 +127,7 @@ void Server::stop() {
   services.log.note("stopping");
   acceptAgain.stop();
   listener.reset();
-  drain.start(services.limits.drain);
+  drain.start(services.timeouts.drain);
   for (ClientConnection& connection : connections) connection.stopIfIdle();
   stopLoopIfDone();
 }
@@ -122,7 +136,7 @@ void Server::stop() {
 /// client closes.
 void Server::abandonAll() {
   for (auto entry = connections.begin(); entry != connections.end();) (entry++)->abandon();
-  if (services.connections != 0) drain.start(services.limits.recheck);
+  if (services.connections != 0) drain.start(services.timeouts.recheck);
 }
 
 void Server::stopLoopIfDone() {

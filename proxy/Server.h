@@ -7,8 +7,8 @@
 #include "proxy/ClientConnection.h"
 #include "proxy/Services.h"
 #include "proxy/loop/Listener.h"
-#include "proxy/loop/Signals.h"
 #include "proxy/loop/Task.h"
+#include "proxy/loop/TerminationSignals.h"
 
 namespace ferrin::proxy {
 
@@ -26,9 +26,10 @@ class Server {
   using Connections = boost::intrusive::list<ClientConnection, boost::intrusive::constant_time_size<false>>;
 
   void listen();
-  void accepted(Descriptor socket);
-  void notAccepted(int error);
-  Detached run(Descriptor socket);
+  void accepted(FileDescriptor socket) noexcept;
+  void notAccepted(int error) noexcept;
+  void logShortage(int error) noexcept;
+  Detached run(FileDescriptor socket);
   void signalled();
   void stop();
   void abandonAll();
@@ -36,10 +37,10 @@ class Server {
 
   Services& services;
   std::optional<Listener> listener;
-  Signals signals;
+  TerminationSignals signals;
   Connections connections;
-  Deadline drain;
-  Deadline acceptAgain;
+  Timer drain;
+  Timer acceptAgain;
   bool shortOfDescriptors = false;
 };
 

@@ -1,46 +1,54 @@
 #pragma once
-// What all connections of one relay share. Everything runs on the event loop's one thread.
+// What all connections of one relay share. Made once, in main; outlives every connection. Everything runs on
+// the event loop's one thread.
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "proxy/AccessLog.h"
 #include "proxy/KeyFile.h"
 #include "proxy/Limits.h"
 #include "proxy/Options.h"
+#include "proxy/Timeouts.h"
 #include "proxy/http/Heads.h"
-#include "proxy/loop/Deadlines.h"
 #include "proxy/loop/FileWatch.h"
 #include "proxy/upstream/NameLookups.h"
-#include "proxy/upstream/Tls.h"
+#include "proxy/upstream/TlsContext.h"
 #include "proxy/upstream/UpstreamPool.h"
 
 namespace ferrin::proxy {
 
 struct Services {
+  /// `home` and `given` outlive this object. Throws std::system_error when the system can't watch the key
+  /// file's notices.
   Services(EventLoop& home, const Options& given, int logDescriptor)
       : loop(home),
         options(given),
-        limits(home.deadlines(), given.timeout),
-        log(home, limits.logDelay, logDescriptor),
+        timeouts(home.timers(), given.timeout),
+        log(home, timeouts.logDelay, logDescriptor),
         key(given.apiKeyFile),
         keyWatch(home, given.apiKeyFile),
         names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
         tls(home),
-        pool(limits.upstream) {}
+        pool(timeouts.upstream) {}
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
 
-  /// The key as its file had it when this turn of the event loop began. Until the next call.
+  /// The key as its file held it when this turn of the event loop began; empty when there is none that can be
+  /// used (KeyFile::problem). Valid until the next call. Throws std::bad_alloc.
   std::string_view currentKey() {
-    if (keyWatch.mayHaveChanged()) lastKey = key.current();
+    if (keyWatch.mayHaveChanged()) keyIsRead = false;
+    if (!keyIsRead) lastKey = key.current();
+    keyIsRead = true;
     return lastKey;
   }
 
   EventLoop& loop;
   const Options& options;
-  TimeLimits limits;
+  Timeouts timeouts;
   AccessLog log;
   KeyFile key;
   FileWatch keyWatch;
@@ -53,15 +61,16 @@ struct Services {
   std::size_t inFlight = 0;     ///< requests being forwarded
   bool stopping = false;        ///< no connection is kept for another request
 
-  /// What is being read right now, by whichever stream reads: nobody may count on it across a wait.
-  std::array<char, blockBytes> block{};
-  /// The heads that were parsed last, likewise, and one that is being written.
-  RequestHead request;
-  AnswerHead answer;
-  std::string head;
+  // Scratch memory, shared by all coroutines: valid from being filled to the next co_await, and not across a
+  // call that may resume another coroutine.
+  std::array<char, blockBytes> block{};  ///< what was read last, from any stream
+  RequestHead request;                   ///< the request head that was parsed last
+  ResponseHead response;                 ///< the response head that was parsed last
+  std::string head;                      ///< the head that is being written for a client
 
  private:
   std::string_view lastKey;
+  bool keyIsRead = false;
 };
 
 }  // namespace ferrin::proxy

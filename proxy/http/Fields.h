@@ -31,7 +31,7 @@ enum class Field : std::uint8_t {
 };
 
 /// In which messages a field goes on to the other side.
-enum class Passage : std::uint8_t { both, requests, answers, neither };
+enum class Passage : std::uint8_t { both, requests, responses, neither };
 
 struct KnownField {
   std::string_view name;  ///< none for Field::other

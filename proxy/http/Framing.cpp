@@ -36,7 +36,7 @@ BodyFraming BodyFraming::ofRequest(const RequestHead& head) {
   return head.contentLength ? BodyFraming(Kind::length, *head.contentLength) : BodyFraming(Kind::none, 0);
 }
 
-BodyFraming BodyFraming::ofAnswer(const AnswerHead& head, std::string_view method) {
+BodyFraming BodyFraming::ofResponse(const ResponseHead& head, std::string_view method) {
   if (method == "HEAD" || head.status == 204 || head.status == 304) return BodyFraming(Kind::none, 0);
   if (head.chunked) return BodyFraming(Kind::chunked, 0);
   return head.contentLength ? BodyFraming(Kind::length, *head.contentLength)

@@ -17,7 +17,7 @@ class BodyFraming {
   /// The body of a request with this head.
   static BodyFraming ofRequest(const RequestHead& head);
   /// The body of the final answer `head` to a request with `method` (RFC 9112, section 6.3).
-  static BodyFraming ofAnswer(const AnswerHead& head, std::string_view method);
+  static BodyFraming ofResponse(const ResponseHead& head, std::string_view method);
   /// No message at all: everything up to the end of the connection, as after a switch of protocols.
   static BodyFraming tunnel() { return BodyFraming(Kind::untilClose, 0); }
 

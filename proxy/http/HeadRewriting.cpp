@@ -9,6 +9,7 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr std::string_view lineEnd = "\r\n";
+constexpr std::size_t usualHeadBytes = 2048;
 
 bool isGoAheadWish(const HeadField& field) {
   return field.id == Field::expect && sameIgnoringCase(field.value, "100-continue");
@@ -29,7 +30,8 @@ std::vector<std::string_view> namedByConnection(const Head& head) {
   return names;
 }
 
-void appendField(std::string& out, std::string_view name, std::string_view value) {
+template <typename Text>
+void appendField(Text& out, std::string_view name, std::string_view value) {
   out.append(name).append(": ").append(value).append(lineEnd);
 }
 
@@ -39,8 +41,8 @@ std::string_view written(std::uint64_t number, std::array<char, 24>& digits) {
 
 /// Appends the fields that go on in `direction`, but for those that `stops` picks. Lines that stand one
 /// behind the other are copied in one piece.
-template <typename Stops>
-void appendPassingFields(std::string& out, const Head& head, Passage direction, Stops stops) {
+template <typename Text, typename Stops>
+void appendPassingFields(Text& out, const Head& head, Passage direction, Stops stops) {
   const auto named = namedByConnection(head);
   bool lengthWritten = !head.contentLength;
   std::array<char, 24> digits;
@@ -60,7 +62,7 @@ void appendPassingFields(std::string& out, const Head& head, Passage direction, 
   out.append(run);
 }
 
-void appendStatusLine(std::string& out, const AnswerHead& head) {
+void appendStatusLine(std::string& out, const ResponseHead& head) {
   std::array<char, 24> digits;
   const auto status = written(static_cast<std::uint64_t>(head.status), digits);
   out.append("HTTP/1.1 ").append(status).append(" ").append(head.reason).append(lineEnd);
@@ -78,11 +80,9 @@ bool expectsContinue(const RequestHead& head) {
   return head.version == 11 && std::any_of(head.fields.begin(), head.fields.end(), isGoAheadWish);
 }
 
-void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
+void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key) {
-  std::size_t size = 256 + head.method.size() + target.size() + host.size() + key.size();
-  for (const HeadField& field : head.fields) size += field.line.size();
-  out.reserve(out.size() + size);  // at once, so that no outgrown copy of the key is left in memory
+  out.reserve(usualHeadBytes);
   out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
   appendField(out, "Host", host);
   appendPassingFields(out, head, Passage::requests, isGoAheadWish);
@@ -98,18 +98,18 @@ BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion) {
   return BodyForm::asReceived;
 }
 
-void appendClientHead(std::string& out, const AnswerHead& head, BodyForm form, bool close) {
+void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, bool close) {
   appendStatusLine(out, head);
-  appendPassingFields(out, head, Passage::answers, [](const HeadField&) { return false; });
+  appendPassingFields(out, head, Passage::responses, [](const HeadField&) { return false; });
   const bool chunked = form == BodyForm::chunked || (form == BodyForm::asReceived && head.chunked);
   if (chunked) appendField(out, "Transfer-Encoding", "chunked");
   if (close) appendField(out, "Connection", "close");
   out.append(lineEnd);
 }
 
-void appendInformationalHead(std::string& out, const AnswerHead& head) {
+void appendInformationalHead(std::string& out, const ResponseHead& head) {
   appendStatusLine(out, head);
-  appendPassingFields(out, head, Passage::answers, [](const HeadField&) { return false; });
+  appendPassingFields(out, head, Passage::responses, [](const HeadField&) { return false; });
   if (head.status == 101) out.append("Connection: Upgrade\r\nUpgrade: websocket\r\n");
   out.append(lineEnd);
 }

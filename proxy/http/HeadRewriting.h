@@ -7,6 +7,7 @@
 
 #include "proxy/http/Framing.h"
 #include "proxy/http/Heads.h"
+#include "proxy/system/SecretMemory.h"
 
 namespace ferrin::proxy {
 
@@ -16,7 +17,7 @@ bool asksForWebSocket(const RequestHead& head);
 bool expectsContinue(const RequestHead& head);
 
 /// Appends the request for the upstream: `host` as its Host, the stored key, one length or coding at most.
-void appendUpstreamHead(std::string& out, const RequestHead& head, std::string_view host,
+void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key);
 
 /// How an answer's body goes out to the client.
@@ -28,8 +29,8 @@ enum class BodyForm {
 BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion);
 
 /// Appends an answer for the client. `close` announces that its connection ends with this answer.
-void appendClientHead(std::string& out, const AnswerHead& head, BodyForm form, bool close);
+void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, bool close);
 /// Appends an informational answer: 100 to 199, 101 included, which keeps its Upgrade.
-void appendInformationalHead(std::string& out, const AnswerHead& head);
+void appendInformationalHead(std::string& out, const ResponseHead& head);
 
 }  // namespace ferrin::proxy

@@ -94,7 +94,7 @@ bool isStatus(std::string_view digits, int& status) {
 }
 
 /// Some servers leave out the space before a reason that is empty.
-bool takeStartLine(Cursor& cursor, AnswerHead& into) {
+bool takeStartLine(Cursor& cursor, ResponseHead& into) {
   if (!cursor.takeVersion(into.version) || !cursor.take(' ')) return false;
   if (!isStatus(cursor.takeAll(inName), into.status)) return false;
   into.reason = cursor.take(' ') ? cursor.takeAll(inText) : std::string_view();
@@ -158,7 +158,7 @@ bool isAcceptable(const RequestHead& head) {
   return head.version == 11 ? hosts == 1 : hosts <= 1;
 }
 
-bool isAcceptable(const AnswerHead&) { return true; }
+bool isAcceptable(const ResponseHead&) { return true; }
 
 template <typename Kind>
 std::size_t parse(std::string_view bytes, Kind& into) {
@@ -193,7 +193,7 @@ bool Head::connectionHas(std::string_view token) const {
 
 std::size_t parseRequestHead(std::string_view bytes, RequestHead& into) { return parse(bytes, into); }
 
-std::size_t parseAnswerHead(std::string_view bytes, AnswerHead& into) {
+std::size_t parseResponseHead(std::string_view bytes, ResponseHead& into) {
   const std::size_t size = parse(bytes, into);
   if (into.status < 200 || into.status == 204) {  // never with a body, whatever they announce
     into.chunked = false;

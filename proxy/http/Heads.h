@@ -42,7 +42,7 @@ struct RequestHead : Head {
   std::string_view target;
 };
 
-struct AnswerHead : Head {
+struct ResponseHead : Head {
   int status = 0;
   std::string_view reason;
 };
@@ -56,7 +56,7 @@ inline constexpr std::size_t malformedHead = std::string_view::npos;
 /// one Host, a target with a fragment, which some cut off, and CONNECT, whose answer others take for a
 /// tunnel.
 std::size_t parseRequestHead(std::string_view bytes, RequestHead& into);
-std::size_t parseAnswerHead(std::string_view bytes, AnswerHead& into);
+std::size_t parseResponseHead(std::string_view bytes, ResponseHead& into);
 
 /// Whether parsing `bytes` is worth it: at first, and when an empty line, or a line without its carriage
 /// return, has ended behind the first `searched` of them. So a head that comes in bits is not parsed for each

@@ -57,7 +57,7 @@ std::string withRemedy(RelayError error, std::string_view cause) {
   return line;
 }
 
-std::string relayAnswer(RelayError error, bool close, bool headOnly) {
+std::string relayResponse(RelayError error, bool close, bool headOnly) {
   const Row& row = rowOf(error);
   std::string body = R"({"error":{"message":")";
   body.append(row.message)
@@ -68,11 +68,11 @@ std::string relayAnswer(RelayError error, bool close, bool headOnly) {
       error == RelayError::upgradeRequired
           ? "X-Ferrin-Relay: error\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
           : "X-Ferrin-Relay: error\r\n";
-  return jsonAnswer(row.status, row.reason, fields, body, close, headOnly);
+  return jsonResponse(row.status, row.reason, fields, body, close, headOnly);
 }
 
-std::string jsonAnswer(int status, std::string_view reason, std::string_view fields, std::string_view body,
-                       bool close, bool headOnly) {
+std::string jsonResponse(int status, std::string_view reason, std::string_view fields, std::string_view body,
+                         bool close, bool headOnly) {
   std::string answer = "HTTP/1.1 " + std::to_string(status);
   answer.append(" ").append(reason).append("\r\nContent-Type: application/json\r\nContent-Length: ");
   answer.append(std::to_string(body.size())).append("\r\n").append(fields);

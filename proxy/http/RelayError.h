@@ -30,10 +30,10 @@ std::string withRemedy(RelayError error, std::string_view cause);
 
 /// The whole answer: head with `X-Ferrin-Relay: error`, and the error object in the provider's shape. `close`
 /// says that the connection ends with it; `headOnly` leaves the body out, as for HEAD.
-std::string relayAnswer(RelayError error, bool close, bool headOnly);
+std::string relayResponse(RelayError error, bool close, bool headOnly);
 
 /// Head and body of a JSON answer of the relay's own. `fields` are complete lines.
-std::string jsonAnswer(int status, std::string_view reason, std::string_view fields, std::string_view body,
-                       bool close, bool headOnly);
+std::string jsonResponse(int status, std::string_view reason, std::string_view fields, std::string_view body,
+                         bool close, bool headOnly);
 
 }  // namespace ferrin::proxy

@@ -4,59 +4,81 @@
 #include <utility>
 
 namespace ferrin::proxy {
+namespace {
 
-Watched::~Watched() { loop.forget(*this); }
+/// After so many turns in a row with a full report, each of a few thousand descriptors has been reported, and
+/// timers may expire although there is more to do.
+constexpr unsigned longestBacklog = 16;
+
+}  // namespace
+
+EventHandler::~EventHandler() { loop.forget(*this); }
 
 void EventLoop::run() {
   while (!stopped) turn(std::nullopt);
 }
 
-void EventLoop::stop() {
+void EventLoop::stop() noexcept {
   stopped = true;
   poller.wake();
 }
 
-void EventLoop::turn(std::optional<std::chrono::milliseconds> limit) {
-  if (const auto due = limits.untilNext()) limit = limit ? std::min(*limit, *due) : *due;
-  if (!jobs.empty()) limit = std::chrono::milliseconds(0);
-  const std::span<Change> changes = poller.wait(buffer, limit);
-  behind = changes.size() + 1 >= buffer.size();  // one place may have gone to wake()
-  limits.advance();
-  dispatch(changes);
+void EventLoop::turn(std::optional<std::chrono::milliseconds> timeout) {
+  const auto wait = timeToWait(timeout);
+  const auto before = timerService.now();
+  const std::span<Readiness> found = poller.wait(reports, wait);
+  const bool full = found.size() + 1 >= reports.size();
+  backlogTurns = full ? backlogTurns + 1 : 0;
+  timerService.beginTurn();
+  dispatch(found);
   runPosted();
-  limits.expireDue();
-  runJobs();
+  expireTimers(before);
+  runDeferred();
 }
 
-/// No change that is still to be told reaches `watched` after this.
-void EventLoop::forget(const Watched& watched) {
-  for (Change& change : dispatching) {
-    if (change.watched == &watched) change.watched = nullptr;
+std::optional<std::chrono::milliseconds> EventLoop::timeToWait(
+    std::optional<std::chrono::milliseconds> timeout) {
+  const auto untilNext = timerService.untilNext();
+  if (!deferred.empty()) return std::chrono::milliseconds(0);
+  if (!untilNext) return timeout;
+  return timeout ? std::min(*timeout, *untilNext) : untilNext;
+}
+
+/// Only timers that were due when the previous turn began expire: what had arrived by then has been handled
+/// by now, so that bytes count before any time limit, however long the process was stopped.
+void EventLoop::expireTimers(Clock::time_point previousTurn) {
+  if (backlogTurns == 0 || backlogTurns > longestBacklog) timerService.expireDue(previousTurn);
+}
+
+/// No report that is still to be handled reaches `handler` after this.
+void EventLoop::forget(const EventHandler& handler) noexcept {
+  for (Readiness& report : dispatching) {
+    if (report.handler == &handler) report.handler = nullptr;
   }
 }
 
-void EventLoop::dispatch(std::span<Change> changes) {
-  for (const Change& change : changes) change.watched->noted(change);
-  dispatching = changes;
-  for (const Change& change : changes) {
-    if (change.watched != nullptr) change.watched->goOnReading();
-    if (change.watched != nullptr) change.watched->goOnWriting();
+void EventLoop::dispatch(std::span<Readiness> found) {
+  for (const Readiness& report : found) report.handler->recordReadiness(report);
+  dispatching = found;
+  for (const Readiness& report : found) {
+    if (report.handler != nullptr) report.handler->handleReadable();
+    if (report.handler != nullptr) report.handler->handleWritable();
   }
   dispatching = {};
 }
 
-void EventLoop::soon(Job& job) {
-  if (!job.is_linked()) jobs.push_back(job);
+void EventLoop::defer(DeferredCall& call) noexcept {
+  if (!call.is_linked()) deferred.push_back(call);
 }
 
-/// What they ask for in their turn waits for the next one.
-void EventLoop::runJobs() {
-  Jobs now;
-  now.swap(jobs);
+/// What these calls defer in turn waits for the next turn.
+void EventLoop::runDeferred() {
+  Calls now;
+  now.swap(deferred);
   while (!now.empty()) {
-    Job& job = now.front();
+    DeferredCall& call = now.front();
     now.pop_front();
-    job.run();
+    call.run();
   }
 }
 

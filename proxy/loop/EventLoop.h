@@ -1,7 +1,7 @@
 #pragma once
-// The one thread's loop: waits for sockets, time limits and what other threads send, and hands each to its
-// owner. A turn takes note of everything that has happened before it calls anybody, so that whoever is called
-// sees the whole of it: an end of stream right behind the bytes, say.
+// The event loop: one thread that waits for descriptors, timers and calls posted by other threads, and runs
+// their handlers. Each turn first records every report of the poller and only then runs handlers, so that a
+// handler sees all that was known when the turn began: an end of stream that follows the bytes, for example.
 
 #include <array>
 #include <atomic>
@@ -10,87 +10,97 @@
 #include <mutex>
 #include <vector>
 
-#include "proxy/loop/Deadlines.h"
+#include "proxy/loop/Timers.h"
 #include "proxy/system/Poller.h"
 
 namespace ferrin::proxy {
 
 class EventLoop;
 
-/// Something to be done once, soon. Gone from its loop when it is destroyed.
-class Job
+/// A call to be made once, later, by the loop. Destroying it cancels the call.
+class DeferredCall
     : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
  public:
-  Job() = default;
-  Job(const Job&) = delete;
-  Job& operator=(const Job&) = delete;
-  virtual ~Job() = default;
+  DeferredCall() = default;
+  DeferredCall(const DeferredCall&) = delete;
+  DeferredCall& operator=(const DeferredCall&) = delete;
+  virtual ~DeferredCall() = default;
 
  private:
   friend class EventLoop;
-  virtual void run() = 0;
+  /// May destroy this object.
+  virtual void run() noexcept = 0;
 };
 
-/// The owner of a descriptor. It may be destroyed by any call, its own included.
-class Watched {
+/// The owner of a descriptor that the loop watches. Handlers may destroy any EventHandler, this one included;
+/// no handler of a destroyed object is called. Handlers must not throw: an exception would end the process,
+/// so each handler turns it into the end of what it serves.
+class EventHandler {
  public:
-  explicit Watched(EventLoop& home) : loop(home) {}
-  Watched(const Watched&) = delete;
-  Watched& operator=(const Watched&) = delete;
-  virtual ~Watched();
+  explicit EventHandler(EventLoop& home) : loop(home) {}
+  EventHandler(const EventHandler&) = delete;
+  EventHandler& operator=(const EventHandler&) = delete;
+  virtual ~EventHandler();
 
  protected:
   EventLoop& loop;
 
  private:
   friend class EventLoop;
-  /// Only takes note of it.
-  virtual void noted(const Change& change) = 0;
-  /// What has been noted can be acted upon, reading and writing one after the other.
-  virtual void goOnReading() = 0;
-  virtual void goOnWriting() = 0;
+  /// Records the report. Must not call back, nor destroy anything.
+  virtual void recordReadiness(const Readiness& readiness) noexcept = 0;
+  /// Acts on what was recorded, once all reports of this turn have been; reading first.
+  virtual void handleReadable() noexcept = 0;
+  virtual void handleWritable() noexcept = 0;
 };
 
-/// All of it on the loop's thread, but for post() and stop().
+/// Everything is called on the loop's thread, except post() and stop().
 class EventLoop {
  public:
   /// Runs turns until stop().
   void run();
-  /// Waits for something to happen, at most `limit` if there is one, and has it dealt with.
-  void turn(std::optional<std::chrono::milliseconds> limit);
-  /// Ends run() after the turn at hand. From any thread.
-  void stop();
+  /// Waits for something to happen, at most `timeout`, and runs its handlers.
+  void turn(std::optional<std::chrono::milliseconds> timeout);
+  /// Makes run() return after the current turn. From any thread.
+  void stop() noexcept;
 
-  void watch(int descriptor, Watched& watched) { poller.add(descriptor, watched); }
-  /// Has `job` run at the end of this turn, or of the next one if that end has come already. Once, however
-  /// often it is said.
-  void soon(Job& job);
-  /// Has `task` run in a turn that follows. From any thread.
+  /// Throws std::system_error when the system can't watch one more descriptor.
+  void watch(int descriptor, EventHandler& handler) { poller.add(descriptor, handler); }
+  /// Queues `call` for the end of this turn, or of the next one when called from a deferred call. Queuing it
+  /// twice has no effect.
+  void defer(DeferredCall& call) noexcept;
+  /// Runs `task` in a later turn. From any thread. Throws std::bad_alloc.
   void post(std::function<void()> task);
 
-  Deadlines& deadlines() { return limits; }
-  /// Whether something that happened before this turn may be left for the next one, as a turn takes only so
-  /// much.
-  bool mayBeBehind() const { return behind; }
+  TimerService& timers() { return timerService; }
+
+  /// Whether changes that happened before this turn may still be unreported, because the poller reported as
+  /// many as fit.
+  bool hasBacklog() const { return backlogTurns > 0; }
+  /// Whether a socket's recorded state may be out of date: there is a backlog, or this turn has lasted so
+  /// long that the process was probably stopped in its middle.
+  bool mayBeOutOfDate() const { return hasBacklog() || timerService.turnHasStalled(); }
 
  private:
-  friend class Watched;
-  using Jobs = boost::intrusive::list<Job, boost::intrusive::constant_time_size<false>>;
+  friend class EventHandler;
+  using Calls = boost::intrusive::list<DeferredCall, boost::intrusive::constant_time_size<false>>;
 
-  void forget(const Watched& watched);
-  void dispatch(std::span<Change> changes);
-  void runJobs();
+  std::optional<std::chrono::milliseconds> timeToWait(std::optional<std::chrono::milliseconds> timeout);
+  void expireTimers(Clock::time_point previousTurn);
+  void forget(const EventHandler& handler) noexcept;
+  void dispatch(std::span<Readiness> reports);
+  void runDeferred();
   void runPosted();
 
   Poller poller;
-  Deadlines limits;
-  std::array<Change, 256> buffer;
-  std::span<Change> dispatching;
-  bool behind = false;
-  Jobs jobs;
+  TimerService timerService;
+  std::array<Readiness, Poller::maxReports> reports;
+  std::span<Readiness> dispatching;
+  unsigned backlogTurns = 0;  ///< turns in a row in which the poller reported as many as fit
+  Calls deferred;
   std::mutex mutex;
-  std::vector<std::function<void()>> posted;
-  std::atomic<bool> anyPosted = false;  ///< spares each turn the mutex
+  std::vector<std::function<void()>> posted;  // guarded by mutex
+  std::atomic<bool> anyPosted = false;        ///< spares most turns the mutex
   std::atomic<bool> stopped = false;
 };
 

@@ -7,15 +7,16 @@ namespace ferrin::proxy {
 constexpr std::chrono::milliseconds maxTrust{250};
 
 FileWatch::FileWatch(EventLoop& home, const std::filesystem::path& file)
-    : Watched(home), path(std::filesystem::absolute(file)), notices(openFileNotices()) {
-  if (notices) loop.watch(notices.get(), *this);
+    : EventHandler(home), path(std::filesystem::absolute(file)), notices(openFileNotices()) {
+  if (notices.valid()) loop.watch(notices.get(), *this);
 }
 
 bool FileWatch::mayHaveChanged() {
-  const auto now = loop.deadlines().now();
-  if (!stirred && !loop.mayBeBehind() && now - lastYes < maxTrust) return false;
+  const auto now = loop.timers().now();
+  if (!noticed && !loop.mayBeOutOfDate() && now - lastYes < maxTrust) return false;
   lastYes = now;
-  stirred = !noticeNextChange(notices, path);  // before the look that follows
+  noticed = true;
+  noticed = !noticeNextChange(notices, path);  // armed before the caller looks at the file
   return true;
 }
 

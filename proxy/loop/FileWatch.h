@@ -1,31 +1,32 @@
 #pragma once
-// Spares asking the system about a file that hasn't changed.
 
 #include <filesystem>
 
 #include "proxy/loop/EventLoop.h"
-#include "proxy/system/Descriptor.h"
+#include "proxy/system/FileDescriptor.h"
 
 namespace ferrin::proxy {
 
-/// Watches what `file` names, which need not exist. Where that can't be watched, the answer is always that it
-/// may have changed. Wakes the event loop at most twice between two questions. On the loop's thread.
-class FileWatch : private Watched {
+/// Spares asking the system about a file that has not changed. On the loop's thread.
+class FileWatch : private EventHandler {
  public:
+  /// Watches what `file` names, which need not exist. Throws std::system_error when the loop can't watch it.
   FileWatch(EventLoop& home, const std::filesystem::path& file);
 
-  /// Whether it may have changed since this was last asked: true if it had when this turn of the event loop
-  /// began. What no watch reports, another computer's writing, say, is true a quarter of a second later.
+  /// Whether the file may have changed since the last call. True if it had changed when this turn of the
+  /// event loop began; always true where the system offers no notices. A change that no notice reports, by
+  /// another computer for example, counts after a quarter of a second. Wakes the event loop at most twice
+  /// between two calls. Throws std::bad_alloc; the next call then returns true.
   bool mayHaveChanged();
 
  private:
-  void noted(const Change&) override { stirred = true; }
-  void goOnReading() override {}
-  void goOnWriting() override {}
+  void recordReadiness(const Readiness&) noexcept override { noticed = true; }
+  void handleReadable() noexcept override {}
+  void handleWritable() noexcept override {}
 
   std::filesystem::path path;
-  Descriptor notices;
-  bool stirred = true;
+  FileDescriptor notices;
+  bool noticed = true;
   Clock::time_point lastYes;
 };
 

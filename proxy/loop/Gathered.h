@@ -1,7 +1,5 @@
 #pragma once
-// Several small pieces in one block, where copying them costs less than having the next layer collect them.
-
-#include <openssl/crypto.h>
+// Small pieces copied into one block, where that costs less than handing them over one by one.
 
 #include <algorithm>
 #include <array>
@@ -9,9 +7,11 @@
 #include <span>
 #include <string_view>
 
+#include "proxy/system/SecretMemory.h"
+
 namespace ferrin::proxy {
 
-/// What fits of the pieces, from the first one on. Wiped when it goes, as a request's head carries the key.
+/// As many bytes of the pieces as fit, in order. Wiped when destroyed, as a request's head carries the key.
 template <std::size_t capacity>
 class Gathered {
  public:
@@ -24,7 +24,7 @@ class Gathered {
   }
   Gathered(const Gathered&) = delete;
   Gathered& operator=(const Gathered&) = delete;
-  ~Gathered() { OPENSSL_cleanse(block.data(), size); }
+  ~Gathered() { wipe(block.data(), size); }
 
   std::string_view bytes() const { return {block.data(), size}; }
 

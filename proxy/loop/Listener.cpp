@@ -11,7 +11,7 @@
 namespace ferrin::proxy {
 namespace {
 
-/// What went wrong with one connection, not with accepting (accept(2)).
+/// Whether the error is one connection's, not the listener's (accept(2)).
 bool concernsOneConnection(int error) {
   return error == EINTR || error == ECONNABORTED || error == EPROTO || error == ENETDOWN ||
          error == EHOSTUNREACH || error == ENETUNREACH || error == EPERM;
@@ -20,8 +20,8 @@ bool concernsOneConnection(int error) {
 }  // namespace
 
 Listener::Listener(EventLoop& home, const boost::asio::ip::tcp::endpoint& endpoint,
-                   std::function<void(Descriptor)> onAccepted, std::function<void(int)> onFailed)
-    : Watched(home),
+                   std::function<void(FileDescriptor)> onAccepted, std::function<void(int)> onFailed)
+    : EventHandler(home),
       socket(nonBlockingSocket(endpoint.protocol().family())),
       accepted(std::move(onAccepted)),
       failed(std::move(onFailed)) {
@@ -43,15 +43,14 @@ boost::asio::ip::tcp::endpoint Listener::endpoint() const {
   return endpoint;
 }
 
-/// One in a turn: the others are served meanwhile, and those that have left are noticed.
-void Listener::run() {
-  Descriptor connection = acceptNonBlocking(socket.get());
+void Listener::run() noexcept {
+  FileDescriptor connection = acceptNonBlocking(socket.get());
   const int error = errno;
-  if (connection) {
+  if (connection.valid()) {
+    loop.defer(*this);
     accepted(std::move(connection));
-    loop.soon(*this);
   } else if (concernsOneConnection(error)) {
-    loop.soon(*this);
+    loop.defer(*this);
   } else if (error != EAGAIN && error != EWOULDBLOCK) {
     failed(error);
   }

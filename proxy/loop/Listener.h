@@ -7,28 +7,30 @@
 
 namespace ferrin::proxy {
 
-/// A listening socket that takes every connection as it comes.
-class Listener : private Watched, private Job {
+/// A listening socket that accepts one connection per turn of the event loop, so that the others are served
+/// meanwhile.
+class Listener : private EventHandler, private DeferredCall {
  public:
-  /// `accepted` gets each connection; `failed` the reason, an errno value, why there can be none for the
-  /// moment: again() is to be called some time later. Throws std::system_error when the endpoint can't be
-  /// listened at.
+  /// `accepted` gets each connection, non-blocking and close-on-exec. `failed` gets the reason, an errno
+  /// value, why none can be accepted for the moment; the listener then pauses until retry(). Both are called
+  /// from the event loop, must not throw, and may destroy the listener. Throws std::system_error when the
+  /// endpoint can't be listened at.
   Listener(EventLoop& home, const boost::asio::ip::tcp::endpoint& endpoint,
-           std::function<void(Descriptor)> accepted, std::function<void(int)> failed);
+           std::function<void(FileDescriptor)> accepted, std::function<void(int)> failed);
 
-  /// Where it listens, with the port that was taken for 0.
+  /// Where it listens; a port 0 has been replaced by the one that was taken. Throws std::system_error.
   boost::asio::ip::tcp::endpoint endpoint() const;
-  /// Tries on after a failure.
-  void again() { loop.soon(*this); }
+  /// Goes on after a failure.
+  void retry() { loop.defer(*this); }
 
  private:
-  void noted(const Change&) override {}
-  void goOnReading() override { run(); }
-  void goOnWriting() override {}
-  void run() override;
+  void recordReadiness(const Readiness&) noexcept override {}
+  void handleReadable() noexcept override { run(); }
+  void handleWritable() noexcept override {}
+  void run() noexcept override;
 
-  Descriptor socket;
-  std::function<void(Descriptor)> accepted;
+  FileDescriptor socket;
+  std::function<void(FileDescriptor)> accepted;
   std::function<void(int)> failed;
 };
 

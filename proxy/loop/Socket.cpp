@@ -20,10 +20,16 @@ ssize_t sendPieces(int descriptor, std::span<iovec> pieces) {
 
 }  // namespace
 
-Socket::Socket(EventLoop& home, Descriptor connected) : Watched(home), socket(std::move(connected)) {
+Socket::Socket(EventLoop& home, FileDescriptor connected) : EventHandler(home), socket(std::move(connected)) {
   const int on = 1;
   setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   loop.watch(socket.get(), *this);
+}
+
+Socket::~Socket() {
+  for (const Direction* direction : {&read, &write}) {
+    if (direction->waiter != nullptr) direction->waiter->place = nullptr;
+  }
 }
 
 ssize_t Socket::receive(std::span<char> into) {
@@ -34,7 +40,7 @@ ssize_t Socket::receive(std::span<char> into) {
   ssize_t count = 0;
   do count = recv(socket.get(), into.data(), into.size(), 0);
   while (count < 0 && errno == EINTR);
-  // A short read has taken all that there was, but not the end of the stream behind it.
+  // A short read has taken all bytes that there were, but not the end of the stream that may follow them.
   const bool drained =
       count < 0 ? errno == EAGAIN : count > 0 && static_cast<std::size_t>(count) < into.size();
   if (drained) read.ready = ended;
@@ -51,15 +57,15 @@ ssize_t Socket::transmit(std::span<iovec> pieces) {
   return count;
 }
 
-void Socket::watch(std::function<void()> told) {
-  watcher = std::move(told);
-  stirred = read.ready;
-  if (stirred) loop.soon(*this);
+void Socket::watchActivity(std::function<void()> active) {
+  activityWatcher = std::move(active);
+  activity = read.ready;
+  if (activity) loop.defer(*this);
 }
 
 void Socket::interrupt() {
-  for (Side* side : {&read, &write}) side->interrupting = side->waiter != nullptr;
-  loop.soon(*this);
+  for (Direction* direction : {&read, &write}) direction->interrupting = direction->waiter != nullptr;
+  loop.defer(*this);
 }
 
 void Socket::shutdownSending() { shutdown(socket.get(), SHUT_WR); }
@@ -67,52 +73,60 @@ void Socket::shutdownSending() { shutdown(socket.get(), SHUT_WR); }
 void Socket::reset() {
   const linger abort{1, 0};
   setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  socket.close();
+  socket.reset();
 }
 
 void Socket::awaitReadable(Waiter& waiter, bool afterOthers) {
-  read.waiter = &waiter;
+  read.await(waiter);
   read.yielding = afterOthers;
-  if (afterOthers) loop.soon(*this);
+  if (afterOthers) loop.defer(*this);
 }
 
-void Socket::Side::wake() {
+void Socket::Direction::await(Waiter& who) {
+  waiter = &who;
+  who.place = &waiter;
+  interrupting = false;
+}
+
+void Socket::Direction::wake() {
   yielding = false;
   const Wake why = std::exchange(interrupting, false) ? Wake::interrupted : Wake::ready;
-  std::exchange(waiter, nullptr)->woken(why);
+  Waiter& woken = *std::exchange(waiter, nullptr);
+  woken.place = nullptr;
+  woken.woken(why);
 }
 
-void Socket::noted(const Change& change) {
-  ended = ended || change.hungUp;
-  read.ready = read.ready || change.readable;
-  write.ready = write.ready || change.writable;
-  stirred = stirred || change.readable;
+void Socket::recordReadiness(const Readiness& readiness) noexcept {
+  ended = ended || readiness.hungUp;
+  read.ready = read.ready || readiness.readable;
+  write.ready = write.ready || readiness.writable;
+  activity = activity || readiness.readable;
 }
 
-void Socket::goOnReading() {
-  if (!std::exchange(stirred, false)) return;
+void Socket::handleReadable() noexcept {
+  if (!std::exchange(activity, false)) return;
   if (read.waiter) {
     read.wake();
-  } else if (const auto told = watcher) {  // a copy: it may end this socket, and with it itself
-    told();
+  } else if (const auto call = activityWatcher) {  // a copy: the call may destroy this socket
+    call();
   }
 }
 
-void Socket::goOnWriting() {
+void Socket::handleWritable() noexcept {
   if (write.waiter && write.ready) write.wake();
 }
 
-/// Wakes who was interrupted or has let others go first; one in a turn, as that may be the end of this
-/// socket.
-void Socket::run() {
+/// Wakes a waiter that was interrupted or that let others go first. One per turn, as waking it may destroy
+/// this socket.
+void Socket::run() noexcept {
   const bool reading = read.waiter && (read.interrupting || read.yielding);
-  if (reading && write.interrupting) loop.soon(*this);
+  if (reading && write.waiter && write.interrupting) loop.defer(*this);
   if (reading) {
     read.wake();
   } else if (write.waiter && write.interrupting) {
     write.wake();
   } else {
-    goOnReading();
+    handleReadable();
   }
 }
 

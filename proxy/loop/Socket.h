@@ -1,8 +1,8 @@
 #pragma once
-// A connected TCP socket as the relay uses it: coroutines wait for readiness, and the reads and writes
-// themselves are plain non-blocking calls into memory that is borrowed only while there are bytes to move.
-// That keeps a waiting stream at the cost of its descriptor. It remembers what is known to be readable, so
-// that no system call is made to learn that nothing has come.
+// A connected TCP socket as the relay uses it: coroutines wait until it is ready, and reads and writes are
+// plain non-blocking calls into memory that is borrowed only while there are bytes to move. So a waiting
+// stream costs its descriptor and nothing else. The socket remembers what the poller has reported, and makes
+// no system call to learn that nothing has arrived.
 
 #include <sys/uio.h>
 
@@ -11,97 +11,109 @@
 #include <span>
 
 #include "proxy/loop/EventLoop.h"
-#include "proxy/system/Descriptor.h"
+#include "proxy/system/FileDescriptor.h"
 
 namespace ferrin::proxy {
 
 /// Why a wait ended.
 enum class Wake { ready, interrupted };
 
-class Socket final : private Watched, private Job {
+/// Everything is called on the loop's thread.
+class Socket final : private EventHandler, private DeferredCall {
  public:
   /// Takes over a connected, non-blocking socket and switches Nagle's algorithm off. Throws
-  /// std::system_error.
-  Socket(EventLoop& loop, Descriptor connected);
-  /// No coroutine may be waiting on it.
-  ~Socket() override = default;
+  /// std::system_error when the loop can't watch it; the descriptor is closed then.
+  Socket(EventLoop& loop, FileDescriptor connected);
+  /// Whoever still waits on it is forgotten and never woken.
+  ~Socket() override;
 
   int descriptor() const { return socket.get(); }
 
-  /// recv(2). Blocked, without asking the system, while nothing has come since a call that found less than it
-  /// had room for.
+  /// recv(2). Fails with EAGAIN, without a system call, while the socket is known to be drained.
   ssize_t receive(std::span<char> into);
   /// sendmsg(2).
   ssize_t transmit(std::span<iovec> pieces);
 
-  /// One who is told when a wait ends.
+  /// Whoever waits. Forgotten when destroyed.
   class Waiter {
    public:
+    Waiter() = default;
+    Waiter(const Waiter&) = delete;
+    Waiter& operator=(const Waiter&) = delete;
+    /// The wait has ended; called once per wait. May destroy the socket and this object.
     virtual void woken(Wake why) = 0;
 
    protected:
-    ~Waiter() = default;
+    virtual ~Waiter() {
+      if (place != nullptr) *place = nullptr;
+    }
+
+   private:
+    friend class Socket;
+    Waiter** place = nullptr;  ///< what points here while this waits
   };
-  /// Has `waiter` told when receive() is worth a try, the end of the stream and errors included; with
-  /// `afterOthers` at the end of this turn, when the other sockets have had theirs. One waiter at a time.
+  /// Wakes `waiter` when receive() is worth a try, the end of the stream and errors included. With
+  /// `afterOthers`, at the end of this turn, when the other sockets have had theirs. One waiter at a time.
   void awaitReadable(Waiter& waiter, bool afterOthers);
 
   class Wait;
-  /// Until receive() is worth a try. One waiter at a time.
+  /// Waits until receive() is worth a try. One waiter at a time.
   Wait readable();
-  /// Until transmit() is worth a try. One waiter at a time.
+  /// Waits until transmit() is worth a try. One waiter at a time.
   Wait writable();
 
-  /// Calls `stirred` whenever something has come that nobody waits for, bytes or the end of the stream: soon,
-  /// if that is so already.
-  void watch(std::function<void()> stirred);
-  void unwatch() { watcher = nullptr; }
-  /// Whether the other side is known to send no more, even where bytes of it are still unread.
+  /// Calls `active` whenever something arrives while no coroutine waits for it, bytes or the end of the
+  /// stream; at the end of this turn if something has arrived already. `active` must not throw, and may
+  /// destroy the socket.
+  void watchActivity(std::function<void()> active);
+  void unwatchActivity() { activityWatcher = nullptr; }
+  /// Whether the peer is known to send no more, even where bytes of it are still unread.
   bool hungUp() const { return ended; }
   /// Whether something is known to be there for receive().
   bool hasUnread() const { return read.ready; }
-  /// Whether something may have been there for receive() when this turn of the event loop began.
-  bool mayHaveUnread() const { return read.ready || loop.mayBeBehind(); }
-  /// Has receive() ask the system whatever is known.
-  void lookAgain() { read.ready = true; }
+  /// Whether something may have been there for receive() by now, reported or not.
+  bool mayHaveUnread() const { return read.ready || loop.mayBeOutOfDate(); }
+  /// Makes receive() ask the system even if the socket is known to be drained.
+  void assumeReadable() { read.ready = true; }
 
-  /// Ends all waits that are under way, with Wake::interrupted, at the end of this turn of the event loop.
+  /// Ends all waits that are under way, with Wake::interrupted, at the end of this turn.
   void interrupt();
 
   /// Sends the end of the stream after what was written; reading goes on.
   void shutdownSending();
-  /// Closes so that the other side sees a reset instead of an end of stream.
+  /// Closes the socket so that the peer sees a reset instead of an end of stream.
   void reset();
 
  private:
-  struct Side {
+  struct Direction {
     Waiter* waiter = nullptr;
-    bool ready = false;         ///< as far as has been reported
-    bool yielding = false;      ///< the waiter is to be woken at the end of the turn
-    bool interrupting = false;  ///< likewise, as interrupted
+    bool ready = false;         ///< as far as the poller has reported
+    bool yielding = false;      ///< to be woken at the end of the turn
+    bool interrupting = false;  ///< to be woken at the end of the turn, as interrupted
+    void await(Waiter& who);
     void wake();
   };
 
-  void noted(const Change& change) override;
-  void goOnReading() override;
-  void goOnWriting() override;
-  void run() override;
+  void recordReadiness(const Readiness& readiness) noexcept override;
+  void handleReadable() noexcept override;
+  void handleWritable() noexcept override;
+  void run() noexcept override;
 
-  Descriptor socket;
-  Side read;
-  Side write;
-  std::function<void()> watcher;
-  bool stirred = false;  ///< something came that the watcher has not been told of
+  FileDescriptor socket;
+  Direction read;
+  Direction write;
+  std::function<void()> activityWatcher;
+  bool activity = false;  ///< something arrived that the watcher has not been called for
   bool ended = false;
 };
 
 class Socket::Wait final : private Waiter {
  public:
-  explicit Wait(Side& which) : side(which) {}
-  bool await_ready() const noexcept { return side.ready; }
+  explicit Wait(Direction& which) : direction(which) {}
+  bool await_ready() const noexcept { return direction.ready; }
   void await_suspend(std::coroutine_handle<> waiting) {
     coroutine = waiting;
-    side.waiter = this;
+    direction.await(*this);
   }
   Wake await_resume() const noexcept { return result; }
 
@@ -111,7 +123,7 @@ class Socket::Wait final : private Waiter {
     coroutine.resume();
   }
 
-  Side& side;
+  Direction& direction;
   std::coroutine_handle<> coroutine;
   Wake result = Wake::ready;
 };

@@ -1,6 +1,5 @@
 #include "proxy/loop/Stream.h"
 
-#include <openssl/crypto.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -14,14 +13,29 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr std::size_t maxPieces = 4;
-/// Less than this is copied rather than handed over in pieces.
+/// Fewer bytes than this are copied into one block rather than handed over in pieces.
 constexpr std::size_t smallBytes = 2048;
 
 }  // namespace
 
-/// False when nothing is there after all.
+std::string Stream::problem() const {
+  return lastReason != nullptr ? lastReason : std::generic_category().message(lastError);
+}
+
+IoResult Stream::failed(int systemError) noexcept {
+  lastError = systemError;
+  lastReason = nullptr;
+  return {IoStatus::failed};
+}
+
+IoResult Stream::failed(const char* reason) noexcept {
+  lastReason = reason;
+  return {IoStatus::failed};
+}
+
+/// False when there is nothing to read after all.
 bool ReadSome::attempt() {
-  result = stream.read(into);
+  result = stream.read(block);
   return result.status != IoStatus::blocked;
 }
 
@@ -32,45 +46,6 @@ void ReadSome::woken(Wake why) {
     return stream.socket().awaitReadable(*this, false);
   }
   coroutine.resume();
-}
-
-bool Outbox::send(Stream& stream, std::initializer_list<std::string_view> pieces) {
-  IoResult result{IoStatus::blocked};
-  if (kept.empty()) result = stream.write(std::span(pieces.begin(), pieces.size()));
-  taken = taken || result.bytes > 0;
-  if (result.status == IoStatus::failed) return false;
-  // A blocked TLS record may have gone in part, so only a clean failure counts as nothing taken.
-  taken = true;
-  std::size_t sent = result.bytes;
-  std::size_t size = kept.size();
-  for (std::string_view piece : pieces) size += piece.size();
-  if (size > sent) kept.reserve(size - sent);  // at once, so that no outgrown copy of a key is left in memory
-  for (std::string_view piece : pieces) {
-    const std::size_t skipped = std::min(sent, piece.size());
-    sent -= skipped;
-    kept.append(piece.substr(skipped));
-  }
-  return true;
-}
-
-Task<bool> Outbox::flush(Stream& stream, Deadline& silence) {
-  std::size_t offset = 0;
-  while (offset < kept.size()) {
-    const Wake wake = co_await stream.socket().writable();
-    if (wake == Wake::interrupted) co_return false;
-    const std::string_view rest = std::string_view(kept).substr(offset);
-    const IoResult result = stream.write(std::span(&rest, 1));
-    if (result.status == IoStatus::failed) co_return false;
-    if (result.bytes > 0) silence.renew();
-    offset += result.bytes;
-  }
-  wipe();
-  co_return true;
-}
-
-void Outbox::wipe() {
-  OPENSSL_cleanse(kept.data(), kept.size());
-  std::string().swap(kept);
 }
 
 IoResult PlainStream::read(std::span<char> into) {
@@ -104,7 +79,7 @@ IoResult PlainStream::transmit(std::span<const std::string_view> pieces) {
   return sent < 0 ? failure(errno) : IoResult{IoStatus::moved, static_cast<std::size_t>(sent)};
 }
 
-bool PlainStream::quiet() {
+bool PlainStream::isReusable() {
   if (!connection.mayHaveUnread()) return true;
   char byte = 0;
   return recv(connection.descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 &&
@@ -113,7 +88,7 @@ bool PlainStream::quiet() {
 
 IoResult PlainStream::failure(int error) {
   if (error == EAGAIN || error == EWOULDBLOCK) return {IoStatus::blocked};
-  return failed(std::generic_category().message(error));
+  return failed(error);
 }
 
 }  // namespace ferrin::proxy

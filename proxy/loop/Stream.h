@@ -1,24 +1,21 @@
 #pragma once
-// Bytes in and out of one connection, plain or through TLS, without waiting: what can't be done now says so.
+// Bytes in and out of one connection, plain or through TLS. Nothing here blocks: a call that can do nothing
+// now says so.
 
 #include <cstddef>
-#include <initializer_list>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 
-#include "proxy/loop/Deadlines.h"
 #include "proxy/loop/Socket.h"
-#include "proxy/loop/Task.h"
 
 namespace ferrin::proxy {
 
 enum class IoStatus {
   moved,        ///< at least one byte was read or written
   blocked,      ///< nothing now; wait for the socket
-  end,          ///< reading only: the other side ended its stream in the proper way
-  failed,       ///< the connection is broken
+  end,          ///< reading only: the peer ended its stream in the proper way
+  failed,       ///< the connection is broken; Stream::problem() says why
   interrupted,  ///< a wait was ended by Socket::interrupt
 };
 
@@ -27,44 +24,51 @@ struct IoResult {
   std::size_t bytes = 0;
 };
 
+/// Everything is called on the loop's thread.
 class Stream {
  public:
-  Stream(EventLoop& loop, Descriptor connected) : connection(loop, std::move(connected)) {}
+  /// Throws std::system_error when the loop can't watch the socket.
+  Stream(EventLoop& loop, FileDescriptor connected) : connection(loop, std::move(connected)) {}
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
   virtual ~Stream() = default;
 
   Socket& socket() { return connection; }
 
-  /// Reads what is there, up to the size of `into`.
+  /// Reads what is there, at most the size of `into`.
   virtual IoResult read(std::span<char> into) = 0;
-  /// Writes as much of `pieces`, in order, as is taken now. Some of it may be so even when this fails.
+  /// Writes as much of `pieces`, in order, as is taken now. `bytes` counts what was taken, on a failure too.
   virtual IoResult write(std::span<const std::string_view> pieces) = 0;
-  /// Whether nothing has come in since the last answer and the other side is still there: fit for another
-  /// request.
-  virtual bool quiet() = 0;
+  /// Whether it may carry another request: the peer is still there and has sent nothing since the last
+  /// response.
+  virtual bool isReusable() = 0;
 
-  /// Why the last call that failed did, for the log; never anything that was sent.
-  const std::string& problem() const { return trouble; }
+  /// Why the last call that failed did so, for the log; never anything that was sent or received.
+  std::string problem() const;
 
-  /// Whether the last read filled what it was given, and another one could go on at once.
+  /// Whether the last read filled its buffer, so that another one could go on at once.
   bool hasMore() const { return more; }
 
  protected:
-  IoResult failed(std::string why) {
-    trouble = std::move(why);
-    return {IoStatus::failed};
-  }
+  /// Records why a call failed: an errno value, or a text that lives as long as the process. Needs no memory,
+  /// as reads also happen in handlers that must not throw.
+  IoResult failed(int systemError) noexcept;
+  IoResult failed(const char* reason) noexcept;
 
   Socket connection;
-  std::string trouble;
   bool more = false;
+
+ private:
+  int lastError = 0;
+  const char* lastReason = nullptr;
 };
 
-/// Waits for bytes and reads them into `into`, which is not touched before there are any: it may be shared by
-/// all streams as long as what was read is used up before the next wait. After a full block the other streams
-/// have their turn first.
+/// Waits for bytes and reads them into `block`. The block is not touched before there are any, so all streams
+/// can share one: what was read must be used up before the next wait. After a read that filled the block the
+/// other streams have their turn first.
 class ReadSome final : private Socket::Waiter {
  public:
-  ReadSome(Stream& from, std::span<char> block) : stream(from), into(block) {}
+  ReadSome(Stream& from, std::span<char> into) : stream(from), block(into) {}
   bool await_ready() { return !stream.hasMore() && attempt(); }
   void await_suspend(std::coroutine_handle<> waiting) {
     coroutine = waiting;
@@ -77,43 +81,18 @@ class ReadSome final : private Socket::Waiter {
   void woken(Wake why) override;
 
   Stream& stream;
-  std::span<char> into;
+  std::span<char> block;
   std::coroutine_handle<> coroutine;
   IoResult result{IoStatus::interrupted};
 };
-inline ReadSome readSome(Stream& stream, std::span<char> into) { return {stream, into}; }
-
-/// What a stream still has to send, kept only while the other side doesn't take it.
-class Outbox {
- public:
-  Outbox() = default;
-  Outbox(const Outbox&) = delete;
-  Outbox& operator=(const Outbox&) = delete;
-  ~Outbox() { wipe(); }
-
-  /// Writes `pieces`, behind what is kept already, and keeps what isn't taken now. False when the connection
-  /// is broken, for stream.problem().
-  bool send(Stream& stream, std::initializer_list<std::string_view> pieces);
-  bool empty() const { return kept.empty(); }
-  /// Waits until all that is kept has been taken, renewing `silence` with every byte. False when the
-  /// connection is broken or the wait was interrupted.
-  Task<bool> flush(Stream& stream, Deadline& silence);
-  /// Whether any byte may have been taken since this object was made.
-  bool anyTaken() const { return taken; }
-  /// Forgets everything, bytes in memory included.
-  void wipe();
-
- private:
-  std::string kept;
-  bool taken = false;
-};
+inline ReadSome readSome(Stream& stream, std::span<char> block) { return {stream, block}; }
 
 class PlainStream : public Stream {
  public:
   using Stream::Stream;
   IoResult read(std::span<char> into) override;
   IoResult write(std::span<const std::string_view> pieces) override;
-  bool quiet() override;
+  bool isReusable() override;
 
  private:
   IoResult transmit(std::span<const std::string_view> pieces);

@@ -1,6 +1,10 @@
 #pragma once
-// The coroutines that the relay is written in. A Task starts when it is awaited and resumes its awaiter
-// directly when it ends, without a turn of the event loop. Everything runs on the event loop's one thread.
+// The coroutines that the relay is written in. All of them run on the event loop's thread.
+//
+// Destroying a coroutine that waits cancels it: whatever it waits for (Socket, SingleConsumerEvent, another
+// Task) forgets it, and its locals are destroyed as by a return. A coroutine must not be destroyed while it
+// runs, that is, from a call that it is making. To end one from inside such a call, interrupt what it waits
+// for.
 
 #include <coroutine>
 #include <exception>
@@ -53,8 +57,9 @@ class Promise<void> : public PromiseBase {
 
 }  // namespace detail
 
-/// A lazily started coroutine. Awaiting it rethrows what it threw. It must not be destroyed while it waits
-/// for something that will resume it.
+/// A coroutine that starts when it is awaited, and resumes its awaiter directly when it ends, without a turn
+/// of the event loop. Awaiting it rethrows what it threw. Calling the function that returns it throws
+/// std::bad_alloc when there is no memory for its frame.
 template <typename T = void>
 class [[nodiscard]] Task {
  public:
@@ -65,6 +70,7 @@ class [[nodiscard]] Task {
   Task(const Task&) = delete;
   Task& operator=(const Task&) = delete;
   Task& operator=(Task&&) = delete;
+  /// Cancels it if it waits. Not while it runs.
   ~Task() {
     if (coroutine) coroutine.destroy();
   }
@@ -80,6 +86,7 @@ class [[nodiscard]] Task {
   }
 
  private:
+  friend class SideTask;
   std::coroutine_handle<promise_type> coroutine;
 };
 
@@ -92,28 +99,47 @@ inline Task<void> detail::Promise<void>::get_return_object() {
   return Task<void>(std::coroutine_handle<Promise>::from_promise(*this));
 }
 
-/// Something that one coroutine waits for and somebody else announces, once or again. Announcing runs the
-/// waiter at once.
-class Signal {
+/// Something that one coroutine waits for and that happens once. Outlives whoever waits.
+class SingleConsumerEvent {
  public:
+  SingleConsumerEvent() = default;
+  SingleConsumerEvent(const SingleConsumerEvent&) = delete;
+  SingleConsumerEvent& operator=(const SingleConsumerEvent&) = delete;
+
+  /// The event has happened. Resumes the waiter within this call, which may destroy this object.
+  void set() {
+    happened = true;
+    if (waiter) std::exchange(waiter, nullptr).resume();
+  }
+
+  /// Waits for set(); not at all when that was called before. One waiter at a time.
   auto wait() {
     struct Awaiter {
-      bool await_ready() const noexcept { return false; }
-      void await_suspend(std::coroutine_handle<> handle) noexcept { signal.waiter = handle; }
-      void await_resume() noexcept {}
-      Signal& signal;
+      explicit Awaiter(SingleConsumerEvent& awaited) : event(awaited) {}
+      Awaiter(const Awaiter&) = delete;
+      Awaiter& operator=(const Awaiter&) = delete;
+      ~Awaiter() {
+        if (waits) event.waiter = nullptr;
+      }
+      bool await_ready() const noexcept { return event.happened; }
+      void await_suspend(std::coroutine_handle<> handle) noexcept {
+        event.waiter = handle;
+        waits = true;
+      }
+      void await_resume() noexcept { waits = false; }  // the event may be gone by the time this is destroyed
+      SingleConsumerEvent& event;
+      bool waits = false;
     };
-    return Awaiter{*this};
-  }
-  void announce() {
-    if (waiter) std::exchange(waiter, nullptr).resume();
+    return Awaiter(*this);
   }
 
  private:
   std::coroutine_handle<> waiter;
+  bool happened = false;
 };
 
-/// A coroutine that nobody awaits: it starts at once and frees itself when it ends. It must not throw.
+/// A coroutine that nobody awaits: it starts at once and frees itself when it ends. An exception that leaves
+/// it ends the process; so its body catches everything.
 struct Detached {
   struct promise_type {
     Detached get_return_object() noexcept { return {}; }
@@ -124,37 +150,37 @@ struct Detached {
   };
 };
 
-/// A second coroutine beside the one that owns this object, which must join it before the object goes.
+/// A second coroutine beside the one that owns this object. Destroying this object cancels it.
 class SideTask {
  public:
-  /// Runs `task` up to its first wait. Not while another one is running. What it throws is rethrown by
-  /// join().
+  /// Runs `task` up to its first wait. Once.
   void start(Task<> task) {
-    active = true;
-    run(std::move(task), *this);
+    side.emplace(std::move(task));
+    side->coroutine.resume();
   }
-  bool running() const { return active; }
-  /// Whether join() has anything to do.
-  bool pending() const { return active || failure; }
-  Task<> join() {
-    if (active) co_await ended.wait();
-    if (failure) std::rethrow_exception(std::exchange(failure, nullptr));
+  bool started() const { return side.has_value(); }
+  /// Whether it has started and not ended.
+  bool running() const { return started() && !side->coroutine.done(); }
+
+  /// Waits until it has ended, and rethrows what it threw. Only after start(), and once.
+  auto join() {
+    struct Awaiter {
+      explicit Awaiter(Task<>& awaited) : task(awaited) {}
+      Awaiter(const Awaiter&) = delete;
+      Awaiter& operator=(const Awaiter&) = delete;
+      ~Awaiter() { task.coroutine.promise().awaiting = std::noop_coroutine(); }
+      bool await_ready() const noexcept { return task.coroutine.done(); }
+      void await_suspend(std::coroutine_handle<> joiner) noexcept {
+        task.coroutine.promise().awaiting = joiner;
+      }
+      void await_resume() { task.await_resume(); }
+      Task<>& task;
+    };
+    return Awaiter(*side);
   }
 
  private:
-  static Detached run(Task<> task, SideTask& self) {
-    try {
-      co_await task;
-    } catch (...) {
-      self.failure = std::current_exception();
-    }
-    self.active = false;
-    self.ended.announce();
-  }
-
-  bool active = false;
-  Signal ended;
-  std::exception_ptr failure;
+  std::optional<Task<>> side;
 };
 
 }  // namespace ferrin::proxy

@@ -1,14 +1,14 @@
 #pragma once
 // Sockets that never block and that no child process gets.
 
-#include "proxy/system/Descriptor.h"
+#include "proxy/system/FileDescriptor.h"
 
 namespace ferrin::proxy {
 
 /// A new TCP socket of `family`, AF_INET or AF_INET6. None, with errno set, when the system has none left.
-Descriptor nonBlockingSocket(int family);
+FileDescriptor nonBlockingSocket(int family);
 
 /// The next connection of `listener`. None, with errno set: EAGAIN when nobody waits.
-Descriptor acceptNonBlocking(int listener);
+FileDescriptor acceptNonBlocking(int listener);
 
 }  // namespace ferrin::proxy

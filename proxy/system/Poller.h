@@ -1,46 +1,53 @@
 #pragma once
-// The system's way to wait for many sockets at once: epoll(7) or kqueue(2). It reports changes, not states
-// ("edge-triggered"): each socket is registered once, and costs no further system call however often it is
-// waited for.
+// The system's way to wait for many descriptors at once: epoll(7) or kqueue(2). It reports changes, not
+// states
+// ("edge-triggered"): each descriptor is registered once, and waiting for it again costs no system call.
 
 #include <chrono>
 #include <cstddef>
 #include <optional>
 #include <span>
 
-#include "proxy/system/Descriptor.h"
+#include "proxy/system/FileDescriptor.h"
 
 namespace ferrin::proxy {
 
-class Watched;
+/// Whoever owns a descriptor. Opaque here; the event loop defines it.
+class EventHandler;
 
-/// What has changed on a descriptor since it was last reported.
-struct Change {
-  Watched* watched = nullptr;
+/// What has changed on a descriptor since its last report.
+struct Readiness {
+  EventHandler* handler = nullptr;
   bool readable = false;  ///< bytes, a connection to accept, the end of the stream or an error
   bool writable = false;
-  bool hungUp = false;  ///< the other side sends no more, even where bytes of it are still unread
+  bool hungUp = false;  ///< the peer sends no more, even where bytes of it are still unread
 };
 
 class Poller {
  public:
+  /// The most that one wait reports. One more may be lost to wake(), so a report of fewer than this minus one
+  /// is everything there was.
+  static constexpr std::size_t maxReports = 256;
+
   /// Throws std::system_error when the system has no descriptor left.
   Poller();
 
-  /// Reports changes of `descriptor` to `watched` from now on, beginning with what holds already; to it alone
-  /// if it was added before. Closing the descriptor ends that. Throws std::system_error.
-  void add(int descriptor, Watched& watched);
+  /// Reports changes of `descriptor` to `handler` from now on, beginning with its state at this moment. A
+  /// handler registered earlier for the same descriptor is replaced. Closing the descriptor ends the
+  /// registration. Throws std::system_error; the descriptor is then not registered.
+  void add(int descriptor, EventHandler& handler);
 
-  /// Waits for changes, at most `limit`, without one until there is one or wake() is called. The changes
-  /// found, at the front of `into`.
-  std::span<Change> wait(std::span<Change> into, std::optional<std::chrono::milliseconds> limit);
+  /// Waits for changes, at most `timeout` (rounded to milliseconds, below 25 days); without one until a
+  /// change or wake(). Returns the changes found, at the front of `into`; none when interrupted by a signal.
+  std::span<Readiness> wait(std::span<Readiness, maxReports> into,
+                            std::optional<std::chrono::milliseconds> timeout) noexcept;
 
-  /// Ends a wait that is under way, or the next one. From any thread.
+  /// Ends a wait that is under way, or the next one. From any thread, and from a signal handler.
   void wake() noexcept;
 
  private:
-  Descriptor queue;
-  Descriptor waker;  ///< where the queue can't be woken by itself
+  FileDescriptor queue;
+  FileDescriptor waker;  ///< used where the queue itself can't be woken
 };
 
 }  // namespace ferrin::proxy

@@ -26,87 +26,103 @@ Endpoints interleaved(const Endpoints& resolved) {
   return mixed;
 }
 
-/// One address.
-class AddressRace::Attempt : private Watched, private Job {
+/// Connecting to one address.
+class AddressRace::Attempt : private EventHandler, private DeferredCall {
  public:
-  Attempt(AddressRace& owner, const Endpoints::value_type& to)
-      : Watched(owner.loop), endpoint(to), race(owner) {}
+  Attempt(AddressRace& owner, EventLoop& home, const Endpoints::value_type& to)
+      : EventHandler(home), endpoint(to), race(owner) {}
 
-  void start() {
+  /// Reports to the race, in this turn at the earliest.
+  void start() noexcept {
     socket = nonBlockingSocket(endpoint.protocol().family());
-    const bool connected =
-        socket && connect(socket.get(), endpoint.data(), static_cast<socklen_t>(endpoint.size())) == 0;
-    if (!connected && errno != EINPROGRESS) {
-      failure = errno;
-      loop.soon(*this);
+    const bool connected = socket.valid() && connect(socket.get(), endpoint.data(),
+                                                     static_cast<socklen_t>(endpoint.size())) == 0;
+    if (connected || errno == EINPROGRESS) {
+      watch();
     } else {
-      loop.watch(socket.get(), *this);
+      error = errno;
+      loop.defer(*this);
     }
   }
 
   const Endpoints::value_type endpoint;
-  Descriptor socket;
+  FileDescriptor socket;
+  int error = 0;  ///< an errno value
 
  private:
-  void noted(const Change& change) override { writable = writable || change.writable; }
-  void goOnReading() override {}
-  void goOnWriting() override {
+  void watch() noexcept {
+    try {
+      loop.watch(socket.get(), *this);
+    } catch (const std::system_error& failure) {
+      error = failure.code().value();
+      loop.defer(*this);
+    }
+  }
+  void recordReadiness(const Readiness& readiness) noexcept override {
+    writable = writable || readiness.writable;
+  }
+  void handleReadable() noexcept override {}
+  void handleWritable() noexcept override {
     if (!std::exchange(writable, false)) return;
-    socklen_t size = sizeof failure;
-    if (getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0) failure = errno;
+    socklen_t size = sizeof error;
+    if (getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
     run();
   }
-  void run() override { race.attempted(*this, failure); }
+  void run() noexcept override { race.ended(*this, error); }
 
   AddressRace& race;
-  int failure = 0;
   bool writable = false;
 };
 
-AddressRace::AddressRace(EventLoop& home, UpstreamLimits& timeLimits, Endpoints inOrder)
-    : loop(home), limits(timeLimits), endpoints(std::move(inOrder)), next([this] { startNext(); }) {}
+AddressRace::AddressRace(EventLoop& home, UpstreamTimeouts& upstreamTimeouts, const Endpoints& inOrder)
+    : timeouts(upstreamTimeouts), next([this] { startNext(); }) {
+  attempts.reserve(inOrder.size());
+  for (const auto& endpoint : inOrder) attempts.push_back(std::make_unique<Attempt>(*this, home, endpoint));
+}
 
 AddressRace::~AddressRace() = default;
 
-Task<Descriptor> AddressRace::run() {
+Task<FileDescriptor> AddressRace::run() {
   startNext();
-  if (!over) co_await finished.wait();
+  co_await finished.wait();
   co_return std::move(winner);
 }
 
-void AddressRace::startNext() {
+void AddressRace::startNext() noexcept {
   if (over) return;
-  if (attempts.size() == endpoints.size()) {
+  if (started == attempts.size()) {
     if (running == 0) finish();
     return;
   }
   ++running;
-  attempts.push_back(std::make_unique<Attempt>(*this, endpoints[attempts.size()]));
-  attempts.back()->start();
-  if (attempts.size() < endpoints.size()) next.start(limits.nextAddress);
+  attempts[started++]->start();
+  if (started < attempts.size()) next.start(timeouts.nextAddress);
 }
 
-/// `error` is 0 for a connection. Its end may be this object's.
-void AddressRace::attempted(Attempt& attempt, int error) {
+/// `error` is 0 for a connection. May destroy this object, by ending run().
+void AddressRace::ended(Attempt& attempt, int error) noexcept {
   if (over) return;
   --running;
   if (error == 0) {
     winner = std::move(attempt.socket);
-    finish();
-    return;
+    return finish();
   }
-  if (firstProblem.empty()) {
-    firstProblem = attempt.endpoint.address().to_string() + ": " + std::generic_category().message(error);
-  }
-  attempt.socket.close();
+  if (firstFailed == nullptr) firstFailed = &attempt;
+  attempt.socket.reset();
   startNext();
 }
 
-void AddressRace::finish() {
+void AddressRace::finish() noexcept {
   if (std::exchange(over, true)) return;
   next.stop();
-  for (const auto& attempt : attempts) attempt->socket.close();
-  finished.announce();
+  for (const auto& attempt : attempts) attempt->socket.reset();
+  finished.set();
+}
+
+std::string AddressRace::problem() const {
+  if (firstFailed == nullptr) return "";
+  return firstFailed->endpoint.address().to_string() + ": " +
+         std::generic_category().message(firstFailed->error);
 }
 
 }  // namespace ferrin::proxy

@@ -1,6 +1,6 @@
 #pragma once
-// Connecting to the first of several addresses that answers (RFC 8305): the families take turns, and the next
-// address is tried as well when one has failed or not answered for a moment.
+// Connecting to the first of several addresses that answers (RFC 8305, "Happy Eyeballs"): address families
+// take turns, and the next address is tried as well when one has failed or has not answered for a moment.
 
 #include <boost/asio/ip/tcp.hpp>
 #include <memory>
@@ -9,8 +9,8 @@
 
 #include "proxy/loop/EventLoop.h"
 #include "proxy/loop/Task.h"
-#include "proxy/system/Descriptor.h"
-#include "proxy/upstream/UpstreamLimits.h"
+#include "proxy/system/FileDescriptor.h"
+#include "proxy/upstream/UpstreamTimeouts.h"
 
 namespace ferrin::proxy {
 
@@ -21,35 +21,35 @@ Endpoints interleaved(const Endpoints& resolved);
 
 class AddressRace {
  public:
-  AddressRace(EventLoop& home, UpstreamLimits& timeLimits, Endpoints inOrder);
+  /// Throws std::bad_alloc; from then on the race needs no memory.
+  AddressRace(EventLoop& home, UpstreamTimeouts& upstreamTimeouts, const Endpoints& inOrder);
   AddressRace(const AddressRace&) = delete;
   AddressRace& operator=(const AddressRace&) = delete;
   ~AddressRace();
 
   /// The connected, non-blocking socket of the winner; none when all have failed or the race was cancelled.
-  Task<Descriptor> run();
-  /// Ends run() at once.
+  Task<FileDescriptor> run();
+  /// Ends run(), which is resumed within this call.
   void cancel() { finish(); }
-  /// The first failure, as "ADDRESS: reason".
-  const std::string& problem() const { return firstProblem; }
+  /// The first failure, as "ADDRESS: reason"; empty when there was none.
+  std::string problem() const;
 
  private:
   class Attempt;
 
-  void startNext();
-  void attempted(Attempt& attempt, int error);
-  void finish();
+  void startNext() noexcept;
+  void ended(Attempt& attempt, int error) noexcept;
+  void finish() noexcept;
 
-  EventLoop& loop;
-  UpstreamLimits& limits;
-  Endpoints endpoints;
+  UpstreamTimeouts& timeouts;
   std::vector<std::unique_ptr<Attempt>> attempts;
-  Descriptor winner;
+  std::size_t started = 0;
   std::size_t running = 0;
+  FileDescriptor winner;
   bool over = false;
-  std::string firstProblem;
-  Signal finished;
-  Deadline next;
+  const Attempt* firstFailed = nullptr;
+  SingleConsumerEvent finished;
+  Timer next;
 };
 
 }  // namespace ferrin::proxy

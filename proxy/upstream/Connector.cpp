@@ -4,15 +4,14 @@
 #include <utility>
 
 #include "proxy/http/Fields.h"
-#include "proxy/upstream/AddressRace.h"
 
 namespace ferrin::proxy {
 namespace {
 
 namespace ip = boost::asio::ip;
 
-/// Where nobody has to be asked: an address, or this machine, by the name that it always has (RFC 6761,
-/// section 6.3). Else nothing.
+/// The endpoints of a host that needs no look-up: an address, or this machine by the name that it always has
+/// (RFC 6761, section 6.3). Else none.
 Endpoints knownEndpoints(const UpstreamURL& upstream) {
   boost::system::error_code notAnAddress;
   const auto address = ip::make_address(upstream.host, notAnAddress);
@@ -24,21 +23,19 @@ Endpoints knownEndpoints(const UpstreamURL& upstream) {
 }  // namespace
 
 Task<Connected> Connector::open() {
-  Deadline limit([this] {
+  Timer limit([this] {
     timedOut = true;
     cancel();
   });
-  limit.start(limits.connect);
+  limit.start(timeouts.connect);
   Connected result;
-  Endpoints endpoints = co_await resolve(result.problem);
+  const Endpoints endpoints = co_await resolve(result.problem);
   if (!endpoints.empty() && !cancelled) {
-    AddressRace addresses(loop, limits, interleaved(endpoints));
-    race = &addresses;
-    Descriptor socket = co_await addresses.run();
-    race = nullptr;
-    result.problem = addresses.problem();
-    if (socket) {
-      limit.start(limits.connect);
+    AddressRace race(loop, timeouts, interleaved(endpoints));
+    FileDescriptor socket = co_await raced(race);
+    result.problem = race.problem();
+    if (socket.valid()) {
+      limit.start(timeouts.connect);
       result = co_await secure(std::move(socket));
     }
   }
@@ -50,27 +47,25 @@ Task<Connected> Connector::open() {
 
 void Connector::cancel() {
   cancelled = true;
-  if (lookup != nullptr) {
-    std::exchange(lookup, nullptr)->cancel();
-  } else if (race != nullptr) {
-    race->cancel();
-  } else if (handshaking != nullptr) {
-    handshaking->interrupt();
-  }
+  currentWait.cancel();
 }
 
 Task<Endpoints> Connector::resolve(std::string& problem) {
   Endpoints known = knownEndpoints(upstream);
   if (!known.empty()) co_return known;
   NameLookups::Wait wait;
-  lookup = &wait;
+  const CancellationSlot::Scope cancellable(currentWait, [&wait] { wait.cancel(); });
   Found found = co_await names.find(wait);
-  lookup = nullptr;
   if (!found.problem.empty()) problem = upstream.host + ": " + found.problem;
   co_return std::move(found.endpoints);
 }
 
-Task<Connected> Connector::secure(Descriptor socket) {
+Task<FileDescriptor> Connector::raced(AddressRace& race) {
+  const CancellationSlot::Scope cancellable(currentWait, [&race] { race.cancel(); });
+  co_return co_await race.run();
+}
+
+Task<Connected> Connector::secure(FileDescriptor socket) {
   Connected result;
   try {
     if (!upstream.secure) {
@@ -80,9 +75,8 @@ Task<Connected> Connector::secure(Descriptor socket) {
     co_await tls.ready();
     auto stream = std::make_unique<TlsStream>(loop, std::move(socket), tls, upstream.host);
     const TlsContext::Handshake counted(tls);
-    handshaking = &stream->socket();
+    const CancellationSlot::Scope cancellable(currentWait, [&stream] { stream->socket().interrupt(); });
     if (!cancelled) result.problem = co_await stream->handshake();
-    handshaking = nullptr;
     if (result.problem.empty()) result.stream = std::move(stream);
   } catch (const std::exception& error) {
     result.problem = error.what();

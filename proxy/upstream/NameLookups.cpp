@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "proxy/loop/Deadlines.h"
+#include "proxy/loop/Timers.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -43,32 +43,34 @@ Found lookUp(const std::string& host, std::uint16_t port) {
   return found;
 }
 
-/// A look-up that is under way, and who waits for it. The event loop's thread alone looks inside.
+/// A look-up that is under way. Its thread writes `found` before it posts finish(); everything else belongs
+/// to the event loop's thread.
 struct NameLookups::Lookup {
   Clock::time_point started = Clock::now();
   bool over = false;
+  Found found;
   boost::intrusive::list<Wait, boost::intrusive::constant_time_size<false>> waiting;
 
-  void finish(const Found& found) {
+  void finish() {
     over = true;
     while (!waiting.empty()) {
       Wait& wait = waiting.front();
       wait.unlink();
-      wait.found = found;
-      wait.finished.announce();
+      wait.finished.set();
     }
   }
 };
 
-/// Where the threads bring their answers, as long as anybody is there.
+/// Where the threads deliver their results, for as long as the NameLookups exists.
 struct NameLookups::Home {
   std::mutex mutex;
   EventLoop* loop;
 
-  void bring(std::shared_ptr<Lookup> lookup, Found found) {
+  void deliver(std::shared_ptr<Lookup> lookup, Found found) {
     const std::lock_guard lock(mutex);
     if (loop == nullptr) return;
-    loop->post([lookup = std::move(lookup), found = std::move(found)] { lookup->finish(found); });
+    lookup->found = std::move(found);
+    loop->post([lookup = std::move(lookup)] { lookup->finish(); });
   }
 };
 
@@ -91,16 +93,24 @@ Task<Found> NameLookups::find(Wait& wait) {
       co_return Found{{}, error.what()};
     }
   }
-  latest->waiting.push_back(wait);
+  const std::shared_ptr<Lookup> lookup = latest;
+  lookup->waiting.push_back(wait);
   co_await wait.finished.wait();
   wait.unlink();
-  co_return std::move(wait.found);
+  if (!lookup->over) co_return Found();
+  co_return lookup->found;
 }
 
 /// Throws std::system_error when the system has no thread left.
 std::shared_ptr<NameLookups::Lookup> NameLookups::begin() {
   auto lookup = std::make_shared<Lookup>();
-  std::thread([to = home, question = ask, lookup] { to->bring(lookup, question()); }).detach();
+  std::thread([to = home, question = ask, lookup] {
+    try {
+      to->deliver(lookup, question());
+    } catch (const std::bad_alloc&) {
+      // The answer is lost; whoever waits for it gives up in time.
+    }
+  }).detach();
   return lookup;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
-// The upstream's name, looked up beside the event loop. The system's look-up can't be interrupted and may
-// take many seconds, so it runs in a thread that nobody has to wait for: no client that leaves, no later
-// request, not the end of the process.
+// Looks the upstream's name up beside the event loop. The system's look-up can't be interrupted and may take
+// many seconds. So it runs in a detached thread, and a client that leaves, a later request and the end of the
+// process don't wait for it.
 
 #include <boost/intrusive/list.hpp>
 #include <cstdint>
@@ -14,26 +14,26 @@
 
 namespace ferrin::proxy {
 
-/// What looking a name up came to.
+/// The result of a look-up.
 struct Found {
   Endpoints endpoints;
   std::string problem;  ///< why there are none
 };
 
-/// Asks the system. Blocks.
+/// Asks the system (getaddrinfo(3)). Blocks; from any thread.
 Found lookUp(const std::string& host, std::uint16_t port);
 
 class NameLookups {
  public:
-  /// `ask` is called in other threads, and may still be running in one when this object has gone.
+  /// `ask` is called in other threads, and may still be running in one after this object has been destroyed.
   NameLookups(EventLoop& loop, std::function<Found()> ask);
   NameLookups(const NameLookups&) = delete;
   NameLookups& operator=(const NameLookups&) = delete;
   ~NameLookups();
 
   class Wait;
-  /// Waits for the answer to a look-up that begins now or began a moment ago; for nothing once `wait` is
-  /// cancelled.
+  /// Waits for the result of a look-up that begins now or began a moment ago. Without one when `wait` was
+  /// cancelled. Throws std::bad_alloc.
   Task<Found> find(Wait& wait);
 
  private:
@@ -46,17 +46,16 @@ class NameLookups {
   std::shared_ptr<Lookup> latest;
 };
 
-/// One who waits for a look-up.
+/// One coroutine's wait for a look-up. Destroying it leaves the look-up to others.
 class NameLookups::Wait
     : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
  public:
-  /// Resumes find() at once.
-  void cancel() { finished.announce(); }
+  /// Resumes find() within this call.
+  void cancel() { finished.set(); }
 
  private:
   friend class NameLookups;
-  Signal finished;
-  Found found;
+  SingleConsumerEvent finished;
 };
 
 }  // namespace ferrin::proxy

@@ -1,38 +1,39 @@
 #pragma once
-// Connections to the upstream that wait for their next request.
 
 #include <list>
 #include <memory>
 
 #include "proxy/loop/Stream.h"
-#include "proxy/upstream/UpstreamLimits.h"
+#include "proxy/upstream/UpstreamTimeouts.h"
 
 namespace ferrin::proxy {
 
+/// Connections to the upstream that wait for their next request. It owns them, and closes each when the peer
+/// has closed it, or has sent something unasked, or after UpstreamTimeouts::idle. On the loop's thread.
 class UpstreamPool {
  public:
-  explicit UpstreamPool(UpstreamLimits& timeLimits) : limits(timeLimits) {}
+  explicit UpstreamPool(UpstreamTimeouts& upstreamTimeouts) : timeouts(upstreamTimeouts) {}
+  UpstreamPool(const UpstreamPool&) = delete;
+  UpstreamPool& operator=(const UpstreamPool&) = delete;
 
-  /// The connection that was used last and is still open and quiet, or nothing.
+  /// The connection that was used last and is still fit for a request, or nothing.
   std::unique_ptr<Stream> take();
-  /// Keeps `stream`, on which nothing is under way, until it is taken, closed by the other side, or has been
-  /// idle for too long.
-  void keep(std::unique_ptr<Stream> stream);
+  /// Keeps `stream`, on which nothing is under way. Without the memory for that it is closed.
+  void keep(std::unique_ptr<Stream> stream) noexcept;
 
  private:
-  /// A connection at rest. What arrives on it then, its end in most cases, makes it unfit.
   struct Idle {
     explicit Idle(UpstreamPool& pool) : limit([this, &pool] { pool.release(*this); }) {}
     std::list<Idle>::iterator self;
     std::unique_ptr<Stream> stream;
-    Deadline limit;
+    Timer limit;
   };
-  void stirred(Idle& entry);
-  std::unique_ptr<Stream> release(Idle& entry);
+  void checkAfterActivity(Idle& entry) noexcept;
+  std::unique_ptr<Stream> release(Idle& entry) noexcept;
 
-  UpstreamLimits& limits;
+  UpstreamTimeouts& timeouts;
   std::list<Idle> idle;
-  std::list<Idle> vacant;  ///< to be used again, so that keeping a connection takes no memory
+  std::list<Idle> vacant;  ///< entries to be used again, so that keeping a connection usually takes no memory
 };
 
 }  // namespace ferrin::proxy

@@ -5,7 +5,7 @@
 
 #include <array>
 
-#include "core/FileDescriptor.h"
+#include "proxy/system/FileDescriptor.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -21,8 +21,8 @@ TEST(TimeStamps, areUTCWithMilliseconds) {
 TEST(LogFile, isNotHeldUpByAPipeThatNobodyReads) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
-  const core::FileDescriptor reading(ends[0]);
-  const core::FileDescriptor writing(ends[1]);
+  const FileDescriptor reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
   LogFile log(writing.get());
   for (int line = 0; line < 200; ++line) log.write(std::string(10'000, 'x') + "\n");
   char byte = 0;

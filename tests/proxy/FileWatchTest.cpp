@@ -14,18 +14,18 @@ using ferrin::tests::put;
 namespace fs = std::filesystem;
 
 /// Something else that comes in the same turn.
-class Other : private Watched {
+class Other : private EventHandler {
  public:
   Other(EventLoop& home, int readable, std::function<void()> told)
-      : Watched(home), descriptor(dup(readable)), call(std::move(told)) {
+      : EventHandler(home), descriptor(dup(readable)), call(std::move(told)) {
     loop.watch(descriptor.get(), *this);
   }
 
  private:
-  void noted(const Change&) override {}
-  void goOnReading() override { call(); }
-  void goOnWriting() override {}
-  Descriptor descriptor;
+  void recordReadiness(const Readiness&) noexcept override {}
+  void handleReadable() noexcept override { call(); }
+  void handleWritable() noexcept override {}
+  FileDescriptor descriptor;
   std::function<void()> call;
 };
 
@@ -41,7 +41,7 @@ TEST(FileWatch, missesNothingBesideOtherEventsAndIsQuietInBetween) {
   EXPECT_TRUE(watch.mayHaveChanged());
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
-  const Descriptor ended(ends[0]);
+  const FileDescriptor ended(ends[0]);
   close(ends[1]);
   std::list<Other> others;
   others.emplace_back(loop, ended.get(), [&] {
@@ -52,7 +52,7 @@ TEST(FileWatch, missesNothingBesideOtherEventsAndIsQuietInBetween) {
   for (int turn = 0; turn < 2; ++turn) loop.turn(std::chrono::milliseconds(0));
   EXPECT_TRUE(watch.mayHaveChanged());
   loop.post([] {});
-  while (others.size() < 256) others.emplace_back(loop, ended.get(), [] {});
+  while (others.size() < Poller::maxReports) others.emplace_back(loop, ended.get(), [] {});
   put(key, "changed behind all that one turn takes");
   loop.turn(std::chrono::milliseconds(0));
   EXPECT_TRUE(watch.mayHaveChanged());

@@ -47,7 +47,7 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
 extern "C" int clock_gettime(clockid_t clock, timespec* time) {
   const long status = syscall(SYS_clock_gettime, clock, time);
   const long passed = (time->tv_sec * nanoseconds + time->tv_nsec) * speed();
-  if (clock == CLOCK_MONOTONIC) *time = {passed / nanoseconds, passed % nanoseconds};
+  if (clock == CLOCK_BOOTTIME) *time = {passed / nanoseconds, passed % nanoseconds};
   const char* file = clock == CLOCK_REALTIME ? std::getenv("FERRIN_CLOCK") : nullptr;
   long back = 0;
   if (file != nullptr) std::ifstream(file) >> back;

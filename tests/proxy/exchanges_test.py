@@ -30,7 +30,7 @@ class Exchange(RelayTest):
                 leave(side)
                 seen = client.rest() if begun else client.message()
                 self.assertTrue(seen == "<reset>" if begun else seen.startswith("HTTP/1.1 502 "), (sent, seen))
-        self.relay.logs('end=truncated cause="closed in mid-answer; try again"')
+        self.relay.logs('end=truncated cause="closed in mid-response; try again"')
 
     def test_the_upstreams_part_ends_within_a_second_of_the_clients_leaving(self):
         for name, more, answer in (

@@ -10,16 +10,16 @@ namespace ferrin::proxy {
 namespace {
 
 /// Each reports once (inotify(7)), so that a busy folder keeps nobody awake.
-bool watchOnce(const Descriptor& notices, const std::filesystem::path& path, std::uint32_t events) {
+bool watchOnce(const FileDescriptor& notices, const std::filesystem::path& path, std::uint32_t events) {
   return inotify_add_watch(notices.get(), path.c_str(), events | IN_ONESHOT) >= 0;
 }
 
 }  // namespace
 
-Descriptor openFileNotices() { return Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)); }
+FileDescriptor openFileNotices() { return FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)); }
 
 /// The name in its folder, and what it stands for, which may lie elsewhere if it is a link.
-bool noticeNextChange(const Descriptor& notices, const std::filesystem::path& path) {
+bool noticeNextChange(const FileDescriptor& notices, const std::filesystem::path& path) {
   std::array<char, 4096> ignored;
   while (read(notices.get(), ignored.data(), ignored.size()) > 0) continue;
   return watchOnce(notices, path.parent_path(), IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF) &&

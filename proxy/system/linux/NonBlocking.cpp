@@ -4,12 +4,12 @@
 
 namespace ferrin::proxy {
 
-Descriptor nonBlockingSocket(int family) {
-  return Descriptor(socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+FileDescriptor nonBlockingSocket(int family) {
+  return FileDescriptor(socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
-Descriptor acceptNonBlocking(int listener) {
-  return Descriptor(accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+FileDescriptor acceptNonBlocking(int listener) {
+  return FileDescriptor(accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
 }
 
 }  // namespace ferrin::proxy

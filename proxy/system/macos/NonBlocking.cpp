@@ -7,20 +7,20 @@ namespace ferrin::proxy {
 namespace {
 
 /// macOS has no calls that do this at once. Nothing is started meanwhile, so nothing is inherited.
-Descriptor prepared(int descriptor) {
+FileDescriptor prepared(int descriptor) {
   if (descriptor >= 0) {
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     fcntl(descriptor, F_SETFL, O_NONBLOCK);
     const int on = 1;
     setsockopt(descriptor, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
   }
-  return Descriptor(descriptor);
+  return FileDescriptor(descriptor);
 }
 
 }  // namespace
 
-Descriptor nonBlockingSocket(int family) { return prepared(socket(family, SOCK_STREAM, 0)); }
+FileDescriptor nonBlockingSocket(int family) { return prepared(socket(family, SOCK_STREAM, 0)); }
 
-Descriptor acceptNonBlocking(int listener) { return prepared(accept(listener, nullptr, nullptr)); }
+FileDescriptor acceptNonBlocking(int listener) { return prepared(accept(listener, nullptr, nullptr)); }
 
 }  // namespace ferrin::proxy

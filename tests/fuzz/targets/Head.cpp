@@ -18,7 +18,7 @@ constexpr std::array stopping{Field::cookie,    Field::proxyAuthorization, Field
                               Field::keepAlive, Field::proxyConnection,    Field::xApiKey};
 
 std::string forUpstream(const RequestHead& head, std::string_view target) {
-  std::string out;
+  SecretString out;
   appendUpstreamHead(out, head, "api.example:8443", target, "sk-fuzz");
   return out;
 }
@@ -70,28 +70,28 @@ void checkRequest(std::string_view bytes) {
 }
 
 void checkAnswer(std::string_view bytes, int clientVersion) {
-  AnswerHead head;
-  const std::size_t size = parseAnswerHead(bytes, head);
+  ResponseHead head;
+  const std::size_t size = parseResponseHead(bytes, head);
   claimEnd(bytes, size, [](std::string_view part) {
-    AnswerHead other;
-    return parseAnswerHead(part, other);
+    ResponseHead other;
+    return parseResponseHead(part, other);
   });
   if (size == 0 || size == malformedHead) return;
   std::string out;
-  const auto kind = BodyFraming::ofAnswer(head, "GET").kind();
+  const auto kind = BodyFraming::ofResponse(head, "GET").kind();
   const BodyForm form = bodyForm(kind, clientVersion);
   if (head.status < 200) {
     appendInformationalHead(out, head);
   } else {
     appendClientHead(out, head, form, clientVersion == 10);
   }
-  AnswerHead again;
-  claim(parseAnswerHead(out, again) == out.size(), "what goes out is one head that is accepted");
+  ResponseHead again;
+  claim(parseResponseHead(out, again) == out.size(), "what goes out is one head that is accepted");
   claim(again.status == head.status && again.reason == head.reason, "the same status line");
   claim(again.count(Field::setCookie) == 0, "no cookie");
   if (form == BodyForm::asReceived) claimFraming(again, head);
   if (head.status < 200) return;
-  const auto seen = BodyFraming::ofAnswer(again, "GET").kind();
+  const auto seen = BodyFraming::ofResponse(again, "GET").kind();
   claim(seen == (form == BodyForm::asReceived ? kind
                  : form == BodyForm::chunked  ? BodyFraming::Kind::chunked
                                               : BodyFraming::Kind::untilClose),

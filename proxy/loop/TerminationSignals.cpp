@@ -1,4 +1,4 @@
-#include "proxy/loop/Signals.h"
+#include "proxy/loop/TerminationSignals.h"
 
 #include <fcntl.h>
 
@@ -32,26 +32,26 @@ void setHandler(void (*handler)(int)) {
 
 }  // namespace
 
-Signals::Signals(EventLoop& home, std::function<void()> onArrival)
-    : Watched(home), arrived(std::move(onArrival)) {
+TerminationSignals::TerminationSignals(EventLoop& home, std::function<void()> onArrival)
+    : EventHandler(home), arrived(std::move(onArrival)) {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
   for (const int end : ends) {
     fcntl(end, F_SETFD, FD_CLOEXEC);
     fcntl(end, F_SETFL, O_NONBLOCK);
   }
-  receiving = Descriptor(ends[0]);
+  receiving.reset(ends[0]);
   sending = ends[1];
   loop.watch(receiving.get(), *this);
   setHandler(handle);
 }
 
-Signals::~Signals() {
+TerminationSignals::~TerminationSignals() {
   setHandler(SIG_DFL);
   close(std::exchange(sending, -1));
 }
 
-void Signals::goOnReading() {
+void TerminationSignals::handleReadable() noexcept {
   char byte = 0;
   while (read(receiving.get(), &byte, 1) == 1) arrived();
 }

@@ -1,0 +1,52 @@
+#include "proxy/ExchangeState.h"
+
+#include <new>
+
+#include "proxy/http/HeadRewriting.h"
+#include "proxy/http/Targets.h"
+
+namespace ferrin::proxy {
+
+RequestTraits::RequestTraits(const RequestHead& head)
+    : version(head.version),
+      headOnly(head.method == "HEAD"),
+      keepsConnection(head.version == 11 && !head.connectionHas("close")),
+      expectsContinue(proxy::expectsContinue(head)),
+      webSocket(asksForWebSocket(head)) {}
+
+ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& head)
+    : services(shared), client(from), request(head), started(shared.loop.timers().now()), silence([this] {
+        fail(RelayError::upstreamTimeout, "no byte for too long");
+      }) {
+  record.method = head.method;
+  record.path = withoutQuery(splitTarget(head.target).pathAndQuery);
+  ++services.inFlight;
+}
+
+ExchangeState::~ExchangeState() { --services.inFlight; }
+
+void ExchangeState::fail(std::optional<RelayError> error, std::string_view cause) noexcept {
+  if (!failure) {
+    failure.emplace().error = error;
+    try {
+      failure->cause = cause;
+    } catch (const std::bad_alloc&) {
+      // The error's usual text takes its place.
+    }
+  }
+  client.stream.socket().interrupt();
+  if (upstream) upstream->socket().interrupt();
+  connecting.cancel();  // last, as it may resume the exchange at once
+}
+
+void ExchangeState::fail(const std::exception& exception) noexcept {
+  const bool outOfMemory = dynamic_cast<const std::bad_alloc*>(&exception) != nullptr;
+  fail(phase == Phase::connecting ? RelayError::upstreamUnreachable : RelayError::upstreamClosed,
+       outOfMemory ? "out of memory" : exception.what());
+}
+
+std::chrono::milliseconds ExchangeState::elapsed() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(services.loop.timers().now() - started);
+}
+
+}  // namespace ferrin::proxy

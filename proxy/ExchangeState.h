@@ -1,0 +1,77 @@
+#pragma once
+// What the two sides of an exchange share: both connections, how far it has come, and how it fails.
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "proxy/AccessLog.h"
+#include "proxy/Client.h"
+#include "proxy/Services.h"
+#include "proxy/http/Heads.h"
+#include "proxy/http/RelayError.h"
+#include "proxy/loop/CancellationSlot.h"
+
+namespace ferrin::proxy {
+
+/// How far an exchange has come. Phases follow one another in this order, and `tunnelling` takes the place of
+/// `responding` for a WebSocket. A failure ends any of them.
+enum class Phase {
+  connecting,    ///< until an upstream connection has taken the request's head
+  awaitingHead,  ///< until the head of the final response is in
+  responding,    ///< until the response's body has been forwarded
+  tunnelling,    ///< after a 101: until either end closes
+  over,          ///< nothing more is forwarded
+};
+
+/// What the request's head says about the exchange as a whole.
+struct RequestTraits {
+  explicit RequestTraits(const RequestHead& head);
+
+  int version;           ///< 10 or 11
+  bool headOnly;         ///< HEAD: the response has no body
+  bool keepsConnection;  ///< the client may send another request
+  bool expectsContinue;
+  bool webSocket;
+};
+
+/// Why an exchange ended early.
+struct Failure {
+  std::optional<RelayError> error;  ///< none when the client has gone
+  std::string cause;                ///< for the log; empty for the error's usual text
+};
+
+struct ExchangeState {
+  /// `head` is used only now.
+  ExchangeState(Services& shared, Client& from, const RequestHead& head);
+  ExchangeState(const ExchangeState&) = delete;
+  ExchangeState& operator=(const ExchangeState&) = delete;
+  ~ExchangeState();
+
+  /// Ends the exchange early. The first failure counts; the cause is copied, as far as there is memory. Every
+  /// wait of both sides is interrupted: they resume at the end of this turn, or, while connecting, within
+  /// this call. So it may be called from anywhere but a destructor, and the caller returns at once
+  /// afterwards.
+  void fail(std::optional<RelayError> error, std::string_view cause) noexcept;
+  void clientHasGone() noexcept { fail(std::nullopt, ""); }
+  /// The same for an exception: out of memory, or no descriptor, say.
+  void fail(const std::exception& exception) noexcept;
+  bool failed() const { return failure.has_value(); }
+
+  std::chrono::milliseconds elapsed() const;
+
+  Services& services;
+  Client& client;
+  const RequestTraits request;
+  const Clock::time_point started;
+  ExchangeRecord record;
+  Phase phase = Phase::connecting;
+  std::unique_ptr<Stream> upstream;  ///< none while connecting
+  CancellationSlot connecting;       ///< filled while connecting
+  std::optional<Failure> failure;
+  Timer silence;  ///< runs from the beginning to the end, and is restarted by every byte
+};
+
+}  // namespace ferrin::proxy

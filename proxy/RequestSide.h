@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string_view>
+
+#include "proxy/ClientWatch.h"
+#include "proxy/ExchangeState.h"
+#include "proxy/http/Framing.h"
+#include "proxy/loop/SendBuffer.h"
+#include "proxy/loop/Task.h"
+
+namespace ferrin::proxy {
+
+/// What goes up in an exchange: the request's head and body, and after a 101 the client's part of the tunnel.
+/// While there is a body to forward, a coroutine of its own does that beside the response's side. Problems of
+/// either connection end in ExchangeState::fail, and the calls here return normally then.
+class RequestSide {
+ public:
+  /// `head`, `target` (where it goes at the upstream) and `key` are used only now.
+  RequestSide(ExchangeState& shared, const RequestHead& head, std::string_view target, std::string_view key);
+
+  /// Sends the head, and what has arrived of the body, over a kept connection or a new one: the phase
+  /// `connecting`. What belongs to the body is taken from the front of client.pending.
+  Task<> begin();
+  /// Starts to forward the rest of the body, if there is more, at the speed at which the upstream takes it.
+  void startBody();
+  /// Starts to forward everything that the client sends.
+  void startTunnel();
+  /// Ends forwarding and watching; waits until that is done.
+  Task<> stop();
+
+  /// Whether the whole request has been read from the client.
+  bool bodyComplete() const { return body.complete(); }
+  /// Whether all of it that was read has been taken by the upstream's connection.
+  bool allSent() const { return buffer.empty(); }
+  std::uint64_t bodyBytes() const { return body.contentBytes(); }
+
+ private:
+  bool sendOverKept(std::string_view bodyPart);
+  Task<> sendOverNew(std::string_view bodyPart);
+  std::string_view bufferedBody();
+  Task<> forwardBody();
+  Task<> forwardPending();
+  Task<> forwardUntilEnd();
+  bool forward(const IoResult& got);
+
+  ExchangeState& state;
+  ClientWatch clientWatch;
+  SecretString head;  ///< for the upstream, key included; empty once it is sent
+  BodyFraming body;
+  SendBuffer buffer;
+  SideTask forwarding;
+};
+
+}  // namespace ferrin::proxy

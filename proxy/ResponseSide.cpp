@@ -1,0 +1,167 @@
+#include "proxy/ResponseSide.h"
+
+#include <array>
+#include <charconv>
+#include <utility>
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr std::string_view lastChunk = "0\r\n\r\n";
+constexpr std::string_view keyRefused = "the provider refused the key; save the right one in Ferrin Relay";
+
+/// Responses to a WebSocket request that a client must see as they are; all others tell it to use HTTP.
+bool passesToWebSocketClient(int status) { return status == 401 || status == 403 || status == 429; }
+
+std::string chunkHead(std::size_t size) {
+  std::array<char, 2 * sizeof size> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), size, 16).ptr;
+  return std::string(digits.data(), end) + "\r\n";
+}
+
+}  // namespace
+
+Task<> ResponseSide::forwardHeads() {
+  while (!state.failed() && !begun()) {
+    if (!state.client.sendBuffer.empty()) co_await flush();
+    if (!state.failed()) takeBytes(co_await readSome(*state.upstream, state.services.block));
+  }
+  incompleteHead = {};
+}
+
+void ResponseSide::takeBytes(const IoResult& got) {
+  if (got.status == IoStatus::interrupted) return;
+  if (got.status != IoStatus::moved) {
+    return state.fail(RelayError::upstreamClosed, got.status == IoStatus::end
+                                                      ? "closed before a response"
+                                                      : "receive: " + state.upstream->problem());
+  }
+  state.silence.restart();
+  const std::size_t searched = incompleteHead.size();
+  const std::string_view block(state.services.block.data(), got.bytes);
+  takeHeads(incompleteHead.empty() ? block : incompleteHead.append(block), searched);
+}
+
+/// Takes the complete heads at the front of `bytes`, up to the final one. The first `searched` bytes are
+/// known to end no head.
+void ResponseSide::takeHeads(std::string_view bytes, std::size_t searched) {
+  while (!state.failed() && !begun()) {
+    const bool complete = mayBeWholeHead(bytes, std::exchange(searched, 0));
+    const std::size_t size = complete ? parseResponseHead(bytes, state.services.response) : 0;
+    if (size == malformedHead)
+      return state.fail(RelayError::upstreamInvalid, "the response's head is malformed");
+    if ((size == 0 ? bytes.size() : size) > maxHeadBytes)
+      return state.fail(RelayError::upstreamInvalid, "the response's head is over 64 KiB");
+    if (size == 0) {
+      if (bytes.size() != incompleteHead.size()) incompleteHead = std::string(bytes);
+      return;
+    }
+    bytes.remove_prefix(size);
+    takeHead(state.services.response, bytes);
+  }
+}
+
+void ResponseSide::takeHead(const ResponseHead& head, std::string_view rest) {
+  if (head.status == 101 && state.request.webSocket) return beginTunnel(head, rest);
+  if (head.status >= 200) return begin(head, rest);
+  if (head.status == 101)
+    return state.fail(RelayError::upstreamInvalid, "the upstream switched protocols unasked");
+  if (state.request.version == 10) return;  // which has no informational responses (RFC 9110, section 15.2)
+  std::string& out = state.services.head;
+  out.clear();
+  appendInformationalHead(out, head);
+  send({out});
+}
+
+void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
+  const RequestTraits& request = state.request;
+  if (request.webSocket && !passesToWebSocketClient(head.status)) {
+    return state.fail(RelayError::upgradeRequired,
+                      "WebSocket answered with status " + std::to_string(head.status));
+  }
+  body = BodyFraming::ofResponse(head, request.headOnly ? "HEAD" : "");
+  form = bodyForm(body->kind(), request.version);
+  upstreamReusable = head.version == 11 && !head.connectionHas("close") && !request.webSocket;
+  closesAfterwards = !request.keepsConnection || state.services.stopping;
+  state.phase = Phase::responding;
+  state.record.status = head.status;
+  if (head.status == 401) state.record.cause = keyRefused;
+  state.record.first = state.elapsed();
+  std::string& out = state.services.head;
+  out.clear();
+  appendClientHead(out, head, form, closesAfterwards);
+  forward(rest, out);
+}
+
+void ResponseSide::beginTunnel(const ResponseHead& head, std::string_view rest) {
+  body = BodyFraming::tunnel();
+  closesAfterwards = true;
+  state.phase = Phase::tunnelling;
+  state.record.status = head.status;
+  state.record.first = state.elapsed();
+  std::string& out = state.services.head;
+  out.clear();
+  appendInformationalHead(out, head);
+  forward(rest, out);
+}
+
+/// Sends `head`, and of `bytes` what belongs to the response, in the form that the client understands.
+void ResponseSide::forward(std::string_view bytes, std::string_view head) {
+  std::string payload;
+  const auto step = body->follow(bytes, form == BodyForm::bare ? &payload : nullptr);
+  const std::string_view own = bytes.substr(0, step.belonging);
+  if (step.belonging < bytes.size()) upstreamReusable = false;  // what follows was not asked for
+  if (form == BodyForm::bare) {
+    send({head, payload});
+  } else if (form == BodyForm::chunked && !own.empty()) {
+    send({head, chunkHead(own.size()), own, "\r\n"});
+  } else {
+    send({head, own});
+  }
+  if (!step.valid) state.fail(RelayError::upstreamInvalid, "the response's chunks are malformed");
+}
+
+void ResponseSide::send(std::initializer_list<std::string_view> pieces) {
+  if (!state.client.sendBuffer.send(state.client.stream, pieces)) state.clientHasGone();
+}
+
+Task<> ResponseSide::flush() {
+  const bool flushed = co_await state.client.sendBuffer.flush(state.client.stream, state.silence);
+  if (!flushed) state.clientHasGone();
+}
+
+Task<> ResponseSide::forwardBody() {
+  while (!state.failed()) {
+    if (!state.client.sendBuffer.empty()) co_await flush();
+    if (state.failed() || state.phase == Phase::over) break;
+    if (body->complete()) {
+      state.phase = Phase::over;
+      break;
+    }
+    const IoResult got = co_await readSome(*state.upstream, state.services.block);
+    if (got.status == IoStatus::moved) {
+      state.silence.restart();
+      forward({state.services.block.data(), got.bytes}, "");
+    } else {
+      upstreamEnded(got);
+    }
+  }
+}
+
+/// The upstream's connection gave no bytes.
+void ResponseSide::upstreamEnded(const IoResult& got) {
+  if (state.failed() || state.phase == Phase::over) return;
+  upstreamReusable = false;
+  if (state.phase == Phase::tunnelling && got.status == IoStatus::end) {
+    state.phase = Phase::over;
+  } else if (got.status == IoStatus::end && body->kind() == BodyFraming::Kind::untilClose) {
+    body->endHere();
+    if (form == BodyForm::chunked) send({lastChunk});
+  } else {
+    state.fail(RelayError::upstreamClosed, got.status == IoStatus::end
+                                               ? "closed in mid-response"
+                                               : "receive: " + state.upstream->problem());
+  }
+}
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,128 @@
+#include "proxy/upstream/TlsContext.h"
+
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
+#include <boost/asio/ip/address.hpp>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include "proxy/system/FreeMemory.h"
+#include "proxy/system/TrustStore.h"
+#include "proxy/upstream/SocketBio.h"
+
+namespace ferrin::proxy {
+namespace {
+
+constexpr int manyHandshakes = 32;
+
+/// Dummy handshake: makes OpenSSL load its algorithms before the first connection.
+void rehearse(SSL_CTX* context) {
+  const std::unique_ptr<SSL, FreeTls> ssl(SSL_new(context));
+  BIO* const discarding = ssl ? BIO_new(BIO_s_mem()) : nullptr;
+  if (discarding != nullptr) {
+    SSL_set_bio(ssl.get(), discarding, discarding);  // owned by ssl from here on
+    SSL_connect(ssl.get());
+  }
+  ERR_clear_error();
+}
+
+std::unique_ptr<SSL_CTX, FreeTls> makeSettings() {
+  std::unique_ptr<SSL_CTX, FreeTls> context(SSL_CTX_new(TLS_client_method()));
+  if (!context) throw std::runtime_error(takeTlsError());
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
+  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
+                                      SSL_MODE_RELEASE_BUFFERS);
+  SSL_CTX_set_read_ahead(context.get(), 1);  // a record's header and body in one system call
+  SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+  SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+  if (!trustSystemRoots(context.get()))
+    throw std::runtime_error(
+        std::string("this system has no trusted certificates; install ca-certificates: ") + takeTlsError());
+  rehearse(context.get());
+  return context;
+}
+
+/// Has the other side's certificate checked for `host`. False when it would not be.
+bool verifyAs(SSL* ssl, const std::string& host) {
+  boost::system::error_code notAnAddress;
+  boost::asio::ip::make_address(host, notAnAddress);
+  if (!notAnAddress) return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
+  // RFC 6066: names only, never addresses
+  return SSL_set_tlsext_host_name(ssl, host.c_str()) == 1 && SSL_set1_host(ssl, host.c_str()) == 1;
+}
+
+}  // namespace
+
+const char* takeTlsError() {
+  const unsigned long code = ERR_get_error();
+  ERR_clear_error();
+  const char* reason = code == 0 ? nullptr : ERR_reason_error_string(code);
+  return reason == nullptr ? "TLS failure" : reason;
+}
+
+TlsContext::~TlsContext() {
+  if (loader.joinable()) loader.join();
+}
+
+void TlsContext::load() {
+  loader = std::thread([this] {
+    std::shared_ptr<SSL_CTX> made;
+    std::string problem;
+    try {
+      made = makeSettings();
+    } catch (const std::exception& error) {
+      problem = error.what();
+    }
+    loop.post([this, made = std::move(made), problem] {
+      if (made) SSL_CTX_up_ref(made.get());
+      loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), problem);
+    });
+  });
+}
+
+void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem) {
+  settings = std::move(finished);
+  failure = std::move(problem);
+  if (settings) {
+    SSL_CTX_set_app_data(settings.get(), this);
+    SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
+  }
+  while (!waiting.empty()) {
+    Loaded& waiter = waiting.front();
+    waiter.unlink();
+    waiter.resume();
+  }
+}
+
+Task<> TlsContext::ready() {
+  co_await Loaded(*this);
+  if (!settings) throw std::runtime_error(failure);
+}
+
+TlsContext::Handshake::~Handshake() {
+  --context.handshakes;
+  if (++context.handshakesEnded < manyHandshakes || context.handshakes > 0) return;
+  context.handshakesEnded = 0;
+  releaseFreeMemory();
+}
+
+int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
+  auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+  self->lastSession.reset(session);
+  return 1;
+}
+
+std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, Socket& socket) {
+  std::unique_ptr<SSL, FreeTls> ssl(SSL_new(settings.get()));
+  if (!ssl) throw std::runtime_error(takeTlsError());
+  BIO* bio = bioOver(socket);
+  if (bio != nullptr) SSL_set_bio(ssl.get(), bio, bio);  // owned by ssl from here on
+  if (bio == nullptr || !verifyAs(ssl.get(), host)) throw std::runtime_error(takeTlsError());
+  if (lastSession) SSL_set_session(ssl.get(), lastSession.get());
+  return ssl;
+}
+
+}  // namespace ferrin::proxy

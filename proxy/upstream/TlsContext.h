@@ -1,0 +1,92 @@
+#pragma once
+// TLS towards the provider: 1.2 or later, certificate and name always verified against the system's roots.
+
+#include <openssl/ssl.h>
+
+#include <boost/intrusive/list.hpp>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "proxy/loop/Socket.h"
+#include "proxy/loop/Task.h"
+
+namespace ferrin::proxy {
+
+struct FreeTls {
+  void operator()(SSL* ssl) const { SSL_free(ssl); }
+  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  void operator()(SSL_SESSION* session) const { SSL_SESSION_free(session); }
+};
+
+/// The reason of the library's last failure, which is taken off its queue; "TLS failure" when it tells none.
+/// For the life of the process.
+const char* takeTlsError();
+
+/// The settings and roots that all connections to the upstream share, and its last session for resumption.
+/// Reading the roots takes tens of milliseconds, so a thread of its own does that after the relay listens.
+/// Everything else is called on the loop's thread. Outlives its streams.
+class TlsContext {
+ public:
+  explicit TlsContext(EventLoop& home) : loop(home) {}
+  TlsContext(const TlsContext&) = delete;
+  TlsContext& operator=(const TlsContext&) = delete;
+  /// Waits for the thread.
+  ~TlsContext();
+
+  /// Starts to read the roots. Once. Throws std::system_error when the system has no thread left.
+  void load();
+  /// Waits until the roots have been read. Throws std::runtime_error when they can't be.
+  Task<> ready();
+
+  /// A client's side for `host`, on `socket`, which outlives it. The certificate is verified for the host, be
+  /// that a name or an address. Only after ready(). Throws std::runtime_error.
+  std::unique_ptr<SSL, FreeTls> connection(const std::string& host, Socket& socket);
+
+  /// Exists while a handshake is under way. Many at once leave freed memory behind, which is given back to
+  /// the system after the last of them.
+  class Handshake {
+   public:
+    explicit Handshake(TlsContext& shared) : context(shared) { ++context.handshakes; }
+    Handshake(const Handshake&) = delete;
+    Handshake& operator=(const Handshake&) = delete;
+    ~Handshake();
+
+   private:
+    TlsContext& context;
+  };
+
+ private:
+  /// One coroutine's wait for the roots. Forgotten when destroyed.
+  class Loaded
+      : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
+   public:
+    explicit Loaded(TlsContext& shared) : context(shared) {}
+    bool await_ready() const { return context.isLoaded(); }
+    void await_suspend(std::coroutine_handle<> waiter) {
+      coroutine = waiter;
+      context.waiting.push_back(*this);
+    }
+    void await_resume() const {}
+    void resume() { coroutine.resume(); }
+
+   private:
+    TlsContext& context;
+    std::coroutine_handle<> coroutine;
+  };
+
+  bool isLoaded() const { return settings || !failure.empty(); }
+  void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
+  static int keepSession(SSL* ssl, SSL_SESSION* session);
+
+  EventLoop& loop;
+  std::unique_ptr<SSL_CTX, FreeTls> settings;
+  std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
+  std::string failure;
+  boost::intrusive::list<Loaded, boost::intrusive::constant_time_size<false>> waiting;
+  std::thread loader;
+  int handshakes = 0;       ///< under way
+  int handshakesEnded = 0;  ///< since memory was last given back
+};
+
+}  // namespace ferrin::proxy

@@ -1,0 +1,114 @@
+#include "proxy/upstream/TlsStream.h"
+
+#include <openssl/err.h>
+
+#include <cerrno>
+
+#include "proxy/loop/Gathered.h"
+
+namespace ferrin::proxy {
+namespace {
+
+/// A head and its body travel together, in one record if they fit.
+constexpr std::size_t maxRecordBytes = 16384;
+
+std::string certificateProblem(long verified) {
+  return std::string("certificate not trusted: ") + X509_verify_cert_error_string(verified) +
+         "; add its issuer to the system's certificates";
+}
+
+}  // namespace
+
+TlsStream::TlsStream(EventLoop& loop, FileDescriptor connected, TlsContext& context, const std::string& host)
+    : Stream(loop, std::move(connected)), ssl(context.connection(host, connection)) {}
+
+TlsStream::~TlsStream() {
+  ERR_clear_error();
+  SSL_shutdown(ssl.get());  // the peer's answer is not waited for
+  ERR_clear_error();
+}
+
+Task<std::string> TlsStream::handshake() {
+  for (;;) {
+    ERR_clear_error();
+    const int result = SSL_connect(ssl.get());
+    if (result == 1) co_return std::string();
+    const IoResult io = outcome(result);
+    const long verified = SSL_get_verify_result(ssl.get());
+    if (verified != X509_V_OK) co_return certificateProblem(verified);
+    if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
+    if (io.status == IoStatus::failed) co_return problem();
+    const Wake wake = co_await (wantsWriting ? connection.writable() : connection.readable());
+    if (wake == Wake::interrupted) co_return std::string("interrupted");
+  }
+}
+
+/// The result of the library's last call on this connection, when it moved nothing.
+IoResult TlsStream::outcome(int result) {
+  const int systemError = errno;
+  const int kind = SSL_get_error(ssl.get(), result);
+  wantsWriting = kind == SSL_ERROR_WANT_WRITE;
+  switch (kind) {
+    case SSL_ERROR_WANT_READ:
+      // 33 KiB, which the library would keep through a handshake, and half of it after every session ticket.
+      SSL_free_buffers(ssl.get());
+      return {IoStatus::blocked};
+    case SSL_ERROR_WANT_WRITE:
+      return {IoStatus::blocked};
+    case SSL_ERROR_ZERO_RETURN:
+      return {IoStatus::end};
+    case SSL_ERROR_SYSCALL:
+      return failed(systemError);
+    default:
+      return failed(takeTlsError());
+  }
+}
+
+/// Reads as many records as there are and fit. Asking once too often costs no system call, as the socket
+/// knows when it is drained.
+IoResult TlsStream::read(std::span<char> into) {
+  if (next) return *next;
+  std::size_t total = 0;
+  more = false;
+  while (total < into.size()) {
+    ERR_clear_error();
+    std::size_t count = 0;
+    const int result = SSL_read_ex(ssl.get(), into.data() + total, into.size() - total, &count);
+    if (result != 1) {
+      const IoResult io = outcome(result);
+      if (total == 0) return io;
+      if (io.status != IoStatus::blocked) next = io;
+      return {IoStatus::moved, total};
+    }
+    total += count;
+  }
+  more = true;
+  return {IoStatus::moved, total};
+}
+
+IoResult TlsStream::write(std::span<const std::string_view> pieces) {
+  std::optional<Gathered<maxRecordBytes>> gathered;
+  if (pieces.size() > 1) gathered.emplace(pieces);
+  const std::string_view bytes = gathered ? gathered->bytes() : pieces.front();
+  std::size_t total = 0;
+  IoResult problem{IoStatus::moved};
+  while (total < bytes.size() && problem.status == IoStatus::moved) {
+    ERR_clear_error();
+    std::size_t count = 0;
+    const int result = SSL_write_ex(ssl.get(), bytes.data() + total, bytes.size() - total, &count);
+    if (result != 1) problem = outcome(result);
+    total += count;
+  }
+  if (problem.status == IoStatus::blocked && total > 0) problem.status = IoStatus::moved;
+  problem.bytes = total;
+  return problem;
+}
+
+bool TlsStream::isReusable() {
+  if (!next && !more && !connection.mayHaveUnread()) return true;
+  char byte = 0;
+  connection.assumeReadable();
+  return read(std::span(&byte, 1)).status == IoStatus::blocked;
+}
+
+}  // namespace ferrin::proxy
