@@ -13,7 +13,7 @@
 namespace ferrin::proxy {
 
 /// How an exchange ended.
-enum class Ending { complete, truncated, clientGone, refused };
+enum class Ending { complete, truncated, clientGone, refused, stopped };
 /// Where its upstream connection came from.
 enum class UpstreamUse { none, fresh, reused };
 

@@ -1,24 +1,25 @@
 #pragma once
-// One client's connection, as its reader and its exchanges share it.
 
-#include <boost/asio/ip/tcp.hpp>
+#include <optional>
 #include <string>
 
 #include "proxy/loop/SendBuffer.h"
+#include "proxy/system/PeerSocket.h"
 
 namespace ferrin::proxy {
 
+/// A client's connection, as its reader and its exchanges share it.
 struct Client {
+  /// Throws std::system_error when the loop can't watch the socket.
   Client(EventLoop& loop, FileDescriptor connected);
 
-  /// Whether its program has closed the connection, or has it closed and its last bytes not yet read here.
-  bool hasGone();
+  /// Whether its program has closed the connection, also when bytes that it sent before are still unread here.
+  bool hasGone() const noexcept;
 
-  boost::asio::ip::tcp::endpoint peer;
-  boost::asio::ip::tcp::endpoint local;
+  const std::optional<ConnectionEnds> ends;  ///< none of a connection that was gone at once
   PlainStream stream;
   SendBuffer sendBuffer;
-  std::string pending;  ///< came in and belongs to nobody yet: the next head, or the body behind this one
+  std::string pending;  ///< received, and not used yet: the next head, or a part of the body that follows it
 };
 
 }  // namespace ferrin::proxy

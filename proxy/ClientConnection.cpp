@@ -5,7 +5,6 @@
 #include "proxy/Health.h"
 #include "proxy/http/Guard.h"
 #include "proxy/http/Targets.h"
-#include "proxy/system/PeerSocket.h"
 
 namespace ferrin::proxy {
 namespace {
@@ -28,12 +27,10 @@ void ClientConnection::stopIfIdle() {
   if (!currentExchange.filled()) client.stream.socket().interrupt();
 }
 
-void ClientConnection::abandon() {
-  if (currentExchange.filled()) {
-    currentExchange.cancel();
-  } else {
-    client.stream.socket().interrupt();
-  }
+void ClientConnection::abort() {
+  aborted = true;
+  client.stream.socket().interrupt();
+  currentExchange.cancel();
 }
 
 Task<> ClientConnection::serve() {
@@ -55,9 +52,9 @@ Task<> ClientConnection::serve() {
   co_await endAfter(after);
 }
 
-Task<> ClientConnection::turnAway() {
-  services.log.note("refused a connection: " + withRemedy(RelayError::tooManyConnections, ""));
-  const OwnResponse response{relayResponse(RelayError::tooManyConnections, true, false), true};
+Task<> ClientConnection::turnAway(RelayError error) {
+  services.log.note("refused a connection: " + withRemedy(error, ""));
+  const OwnResponse response{relayResponse(error, true, false), true};
   co_await endAfter(co_await send(response));
 }
 
@@ -102,7 +99,7 @@ Task<AfterResponse> ClientConnection::respond() {
   AfterResponse after = AfterResponse::reset;
   try {
     const CancellationSlot::Scope cancellable(currentExchange,
-                                              [&exchange] { exchange->abandon("the relay is stopping"); });
+                                              [&exchange] { exchange->stop(); });
     after = co_await exchange->run();
   } catch (const std::exception&) {
     // The line tells the exchange's own failure; there was no memory to tell the client.
@@ -114,7 +111,7 @@ Task<AfterResponse> ClientConnection::respond() {
 /// Either makes the exchange that the request asks for, or the relay's own response.
 ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
                                                        std::optional<Exchange>& exchange) {
-  if (const auto refused = refusalOf(head)) return refuse(head, *refused, "");
+  if (const auto refused = refusal(head, services.port)) return refuse(head, *refused, "");
   const std::string_view target = splitTarget(head.target).pathAndQuery;
   if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD"))
     return reportHealth(head);
@@ -124,17 +121,6 @@ ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
   if (key.empty()) return refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
   exchange.emplace(services, client, head, *mapped, key);
   return {};
-}
-
-std::optional<RelayError> ClientConnection::refusalOf(const RequestHead& head) {
-  if (isSomebodyElse()) return RelayError::forbiddenUser;
-  return refusal(head, services.port);
-}
-
-/// Asked again after a no, which may have come from a question that could not be put.
-bool ClientConnection::isSomebodyElse() {
-  if (!ours) ours = !belongsToSomebodyElse(client.peer, client.local);
-  return !ours;
 }
 
 /// Whether a response made here must be the last: the client wants that, or a body follows that is not read.
@@ -188,7 +174,7 @@ Task<AfterResponse> ClientConnection::send(const OwnResponse& response) {
 /// The system resets a connection that is closed while bytes of the client are unread, and the response may
 /// be lost with it (RFC 9112, section 9.6). So what the client still sends is read for a moment.
 Task<> ClientConnection::endAfter(AfterResponse after) {
-  if (after == AfterResponse::reset) {
+  if (after == AfterResponse::reset || aborted) {
     client.stream.socket().reset();
     co_return;
   }

@@ -26,13 +26,13 @@ class ClientConnection
   /// Serves requests until the connection ends or is to carry no other one. Throws std::bad_alloc when there
   /// is not even the memory to refuse a request.
   Task<> serve();
-  /// Says that there are too many connections, and ends.
-  Task<> turnAway();
+  /// Answers with `error`, whatever is asked, and ends.
+  Task<> turnAway(RelayError error);
 
   /// Ends the connection unless a request is under way.
   void stopIfIdle();
-  /// Ends the connection, request or not. serve() may end within this call.
-  void abandon();
+  /// Resets the connection, request or not. serve() may end within this call.
+  void abort();
 
  private:
   enum class HeadResult { complete, incomplete, tooLarge, malformed, gone };
@@ -55,18 +55,16 @@ class ClientConnection
   Task<AfterResponse> send(const OwnResponse& response);
   Task<> endAfter(AfterResponse after);
 
-  std::optional<RelayError> refusalOf(const RequestHead& head);
-  bool isSomebodyElse();
   bool closesAfter(const RequestHead& head) const;
 
   Services& services;
   Client client;
   Timer limit;
-  bool ours = false;                 ///< known to belong to this user
   CancellationSlot currentExchange;  ///< filled while a request is being forwarded
   std::size_t headSize = 0;
   std::size_t headSearched = 0;  ///< bytes of client.pending that are known to end no head
   bool headBegun = false;        ///< some of it has arrived
+  bool aborted = false;
 };
 
 }  // namespace ferrin::proxy

@@ -50,7 +50,7 @@ AfterResponse Exchange::recordFailure() {
   const Failure& failure = *state.failure;
   ExchangeRecord& record = state.record;
   if (!failure.error) {
-    record.ending = Ending::clientGone;
+    record.ending = failure.ending;
     return AfterResponse::reset;
   }
   record.ending = response.begun() ? Ending::truncated : Ending::refused;

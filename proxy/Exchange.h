@@ -32,9 +32,8 @@ class Exchange {
   /// memory for the relay's error); the client's connection must be reset then.
   Task<AfterResponse> run();
 
-  /// Ends it early with `cause`. From the event loop, at any time during run(), which may end within this
-  /// call.
-  void abandon(std::string_view cause) { state.fail(RelayError::upstreamClosed, cause); }
+  /// Ends it early, as the relay stops. At any time during run(), which may end within this call.
+  void stop() { state.stop(); }
 
   /// For the log; complete after run(), also when that threw.
   const ExchangeRecord& record() const { return state.record; }

@@ -25,15 +25,18 @@ ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& 
 
 ExchangeState::~ExchangeState() { --services.inFlight; }
 
-void ExchangeState::fail(std::optional<RelayError> error, std::string_view cause) noexcept {
-  if (!failure) {
-    failure.emplace().error = error;
-    try {
-      failure->cause = cause;
-    } catch (const std::bad_alloc&) {
-      // The error's usual text takes its place.
-    }
+void ExchangeState::fail(RelayError error, std::string_view cause) noexcept {
+  Failure why{error, Ending::refused, {}};
+  try {
+    why.cause = cause;
+  } catch (const std::bad_alloc&) {
+    // The error's usual text takes its place.
   }
+  end(std::move(why));
+}
+
+void ExchangeState::end(Failure why) noexcept {
+  if (!failure) failure = std::move(why);
   client.stream.socket().interrupt();
   if (upstream) upstream->socket().interrupt();
   connecting.cancel();  // last, as it may resume the exchange at once

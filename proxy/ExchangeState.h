@@ -39,8 +39,9 @@ struct RequestTraits {
 
 /// Why an exchange ended early.
 struct Failure {
-  std::optional<RelayError> error;  ///< none when the client has gone
-  std::string cause;                ///< for the log; empty for the error's usual text
+  std::optional<RelayError> error;     ///< what the client is told, if it is told anything
+  Ending ending = Ending::clientGone;  ///< for the log, where there is no error
+  std::string cause;                   ///< for the log; empty for the error's usual text
 };
 
 struct ExchangeState {
@@ -54,8 +55,9 @@ struct ExchangeState {
   /// wait of both sides is interrupted: they resume at the end of this turn, or, while connecting, within
   /// this call. So it may be called from anywhere but a destructor, and the caller returns at once
   /// afterwards.
-  void fail(std::optional<RelayError> error, std::string_view cause) noexcept;
-  void clientHasGone() noexcept { fail(std::nullopt, ""); }
+  void fail(RelayError error, std::string_view cause) noexcept;
+  void clientHasGone() noexcept { end(Failure{{}, Ending::clientGone, {}}); }
+  void stop() noexcept { end(Failure{{}, Ending::stopped, {}}); }
   /// The same for an exception: out of memory, or no descriptor, say.
   void fail(const std::exception& exception) noexcept;
   bool failed() const { return failure.has_value(); }
@@ -72,6 +74,9 @@ struct ExchangeState {
   CancellationSlot connecting;       ///< filled while connecting
   std::optional<Failure> failure;
   Timer silence;  ///< runs from the beginning to the end, and is restarted by every byte
+
+ private:
+  void end(Failure why) noexcept;
 };
 
 }  // namespace ferrin::proxy

@@ -3,10 +3,12 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <csignal>
 #include <new>
 #include <stdexcept>
 #include <system_error>
 
+#include "proxy/system/PeerSocket.h"
 #include "proxy/system/PortHolder.h"
 
 namespace ferrin::proxy {
@@ -14,7 +16,7 @@ namespace {
 
 namespace ip = boost::asio::ip;
 
-/// Beyond the limit, so many connections at once are told so; others are just closed.
+/// So many connections at once are told why they are refused; more are just closed.
 constexpr std::size_t maxTurnedAway = 64;
 
 /// Each connection may have one to the upstream beside it.
@@ -42,12 +44,12 @@ std::string remedy(const std::error_code& error, std::uint16_t port) {
 
 Server::Server(Services& shared)
     : services(shared),
-      signals(shared.loop, [this] { signalled(); }),
-      drain([this] { abandonAll(); }),
+      signals(shared.loop, [this](int number) { signalled(number); }),
       acceptAgain([this] { listener->retry(); }) {}
 
 void Server::start() {
   raiseDescriptorLimit();
+  preparePeerQueries();
   listen();
   const auto endpoint = listener->endpoint();
   services.port = endpoint.port();
@@ -71,12 +73,25 @@ void Server::listen() {
 void Server::accepted(FileDescriptor socket) noexcept {
   if (shortOfDescriptors) services.log.note("accepting connections again");
   shortOfDescriptors = false;
-  if (services.connections >= maxConnections + maxTurnedAway) return;
+  const auto ends = endsOf(socket.get());
+  const PeerOwner owner = ends ? ownerOfPeer(*ends) : PeerOwner::nobody;
+  if (owner == PeerOwner::nobody) return;
+  const auto refused = refusalOf(owner);
+  if (refused && turnedAway == maxTurnedAway) return;
   try {
-    run(std::move(socket));
+    run(std::move(socket), refused);
   } catch (const std::bad_alloc&) {
     services.log.note("closed a new connection: out of memory");
   }
+}
+
+/// Why a new connection is not to be served. Decided when it is accepted and not with its first request, so that
+/// another user's connections take no places.
+std::optional<RelayError> Server::refusalOf(PeerOwner owner) const noexcept {
+  if (owner == PeerOwner::otherUser) return RelayError::forbiddenUser;
+  if (owner == PeerOwner::unknown || services.connections >= maxConnections)
+    return RelayError::tooManyConnections;
+  return std::nullopt;
 }
 
 void Server::notAccepted(int error) noexcept {
@@ -95,13 +110,14 @@ void Server::logShortage(int error) noexcept {
 }
 
 /// The coroutine that a connection lives in.
-Detached Server::run(FileDescriptor socket) {
-  ++services.connections;
+Detached Server::run(FileDescriptor socket, std::optional<RelayError> refused) {
+  std::size_t& count = refused ? turnedAway : services.connections;
+  ++count;
   try {
     ClientConnection connection(services, std::move(socket));
     connections.push_back(connection);
-    if (services.connections > maxConnections) {
-      co_await connection.turnAway();
+    if (refused) {
+      co_await connection.turnAway(*refused);
     } else {
       co_await connection.serve();
     }
@@ -109,38 +125,34 @@ Detached Server::run(FileDescriptor socket) {
     services.log.note("closed a connection early, for the reason that follows");
     services.log.note(exception.what());
   }
-  --services.connections;
+  --count;
   stopLoopIfDone();
 }
 
-void Server::signalled() {
-  if (services.stopping) {
-    abandonAll();
-  } else {
-    stop();
+/// SIGQUIT lets requests that are under way end first. The others are what service managers and terminals send,
+/// which wait for the end.
+void Server::signalled(int number) noexcept {
+  if (!services.stopping) stopAccepting();
+  for (auto entry = connections.begin(); entry != connections.end();) {
+    ClientConnection& connection = *entry++;
+    if (number == SIGQUIT) {
+      connection.stopIfIdle();
+    } else {
+      connection.abort();
+    }
   }
+  stopLoopIfDone();
 }
 
-/// Lets requests that are under way end, for as long as there is time.
-void Server::stop() {
+void Server::stopAccepting() noexcept {
   services.stopping = true;
   services.log.note("stopping");
   acceptAgain.stop();
   listener.reset();
-  drain.start(services.timeouts.drain);
-  for (ClientConnection& connection : connections) connection.stopIfIdle();
-  stopLoopIfDone();
 }
 
-/// Ends every request now, and in further rounds what these still wait for: that an answer is taken, that the
-/// client closes.
-void Server::abandonAll() {
-  for (auto entry = connections.begin(); entry != connections.end();) (entry++)->abandon();
-  if (services.connections != 0) drain.start(services.timeouts.recheck);
-}
-
-void Server::stopLoopIfDone() {
-  if (services.stopping && services.connections == 0) services.loop.stop();
+void Server::stopLoopIfDone() noexcept {
+  if (services.stopping && services.connections + turnedAway == 0) services.loop.stop();
 }
 
 }  // namespace ferrin::proxy

@@ -29,17 +29,17 @@ class Server {
   void accepted(FileDescriptor socket) noexcept;
   void notAccepted(int error) noexcept;
   void logShortage(int error) noexcept;
-  Detached run(FileDescriptor socket);
-  void signalled();
-  void stop();
-  void abandonAll();
-  void stopLoopIfDone();
+  std::optional<RelayError> refusalOf(PeerOwner owner) const noexcept;
+  Detached run(FileDescriptor socket, std::optional<RelayError> refused);
+  void signalled(int number) noexcept;
+  void stopAccepting() noexcept;
+  void stopLoopIfDone() noexcept;
 
   Services& services;
   std::optional<Listener> listener;
   TerminationSignals signals;
-  Connections connections;
-  Timer drain;
+  Connections connections;     ///< refused ones included
+  std::size_t turnedAway = 0;  ///< connections that are being refused
   Timer acceptAgain;
   bool shortOfDescriptors = false;
 };

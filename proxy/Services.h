@@ -40,9 +40,8 @@ struct Services {
   /// The key as its file held it when this turn of the event loop began; empty when there is none that can be
   /// used (KeyFile::problem). Valid until the next call. Throws std::bad_alloc.
   std::string_view currentKey() {
-    if (keyWatch.mayHaveChanged()) keyIsRead = false;
-    if (!keyIsRead) lastKey = key.current();
-    keyIsRead = true;
+    if (keyWatch.mayHaveChanged()) lastKey = {};
+    if (lastKey.empty()) lastKey = key.current();  // what could not be read is tried again each time
     return lastKey;
   }
 
@@ -70,7 +69,6 @@ struct Services {
 
  private:
   std::string_view lastKey;
-  bool keyIsRead = false;
 };
 
 }  // namespace ferrin::proxy

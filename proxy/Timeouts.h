@@ -16,7 +16,6 @@ struct Timeouts {
         recheck(timers, std::chrono::milliseconds(400)),
         logDelay(timers, std::chrono::milliseconds(100)),
         linger(timers, std::chrono::seconds(2)),
-        drain(timers, std::chrono::seconds(4)),
         upstream(timers) {}
 
   TimerQueue silence;     ///< no byte in either direction of an exchange
@@ -25,7 +24,6 @@ struct Timeouts {
   TimerQueue recheck;     ///< between checks whether a client whose bytes wait unread is still there
   TimerQueue logDelay;    ///< before the lines of exchanges are written, many at once
   TimerQueue linger;      ///< for reading on after an early response, so that a reset does not overtake it
-  TimerQueue drain;       ///< for exchanges to end after SIGTERM
   UpstreamTimeouts upstream;
 };
 

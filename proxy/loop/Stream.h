@@ -34,6 +34,8 @@ class Stream {
   virtual ~Stream() = default;
 
   Socket& socket() { return connection; }
+  /// Whether the peer is known to send no more, even where bytes of it are still unread.
+  bool hungUp() const { return connection.hungUp(); }
 
   /// Reads what is there, at most the size of `into`.
   virtual IoResult read(std::span<char> into) = 0;

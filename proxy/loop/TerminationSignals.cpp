@@ -14,15 +14,16 @@ namespace {
 /// What the signal handler writes to.
 int sending = -1;
 
-void handle(int) {
+void handle(int number) {
   const int error = errno;
-  const ssize_t ignored = write(sending, "", 1);
+  const char byte = static_cast<char>(number);
+  const ssize_t ignored = write(sending, &byte, 1);
   static_cast<void>(ignored);
   errno = error;
 }
 
 void setHandler(void (*handler)(int)) {
-  for (const int number : {SIGTERM, SIGINT}) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
     struct sigaction action {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
@@ -32,7 +33,7 @@ void setHandler(void (*handler)(int)) {
 
 }  // namespace
 
-TerminationSignals::TerminationSignals(EventLoop& home, std::function<void()> onArrival)
+TerminationSignals::TerminationSignals(EventLoop& home, std::function<void(int)> onArrival)
     : EventHandler(home), arrived(std::move(onArrival)) {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
@@ -53,7 +54,7 @@ TerminationSignals::~TerminationSignals() {
 
 void TerminationSignals::handleReadable() noexcept {
   char byte = 0;
-  while (read(receiving.get(), &byte, 1) == 1) arrived();
+  while (read(receiving.get(), &byte, 1) == 1) arrived(byte);
 }
 
 }  // namespace ferrin::proxy

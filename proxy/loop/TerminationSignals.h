@@ -6,11 +6,12 @@
 
 namespace ferrin::proxy {
 
-/// Reports SIGTERM and SIGINT to the event loop. One object at a time in a process.
+/// Reports SIGTERM, SIGINT, SIGHUP and SIGQUIT to the event loop. One object at a time in a process.
 class TerminationSignals : private EventHandler {
  public:
-  /// `arrived` is called once per signal, from the event loop; it must not throw. Throws std::system_error.
-  TerminationSignals(EventLoop& home, std::function<void()> arrived);
+  /// `arrived` is called with the signal's number, from the event loop; it must not throw. Throws
+  /// std::system_error.
+  TerminationSignals(EventLoop& home, std::function<void(int)> arrived);
   /// The signals have their default effect again.
   ~TerminationSignals() override;
 
@@ -19,7 +20,7 @@ class TerminationSignals : private EventHandler {
   void handleReadable() noexcept override;
   void handleWritable() noexcept override {}
 
-  std::function<void()> arrived;
+  std::function<void(int)> arrived;
   FileDescriptor receiving;
 };
 

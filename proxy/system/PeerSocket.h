@@ -2,16 +2,32 @@
 // What the system tells about the socket at the other end of a connection within this machine.
 
 #include <boost/asio/ip/tcp.hpp>
+#include <optional>
 
 namespace ferrin::proxy {
 
-/// Whether the socket `peer` that is connected to `local` on this machine belongs to another user than this
-/// process's. False where the system doesn't tell whose it is at all; true where it should know and doesn't.
-bool belongsToSomebodyElse(const boost::asio::ip::tcp::endpoint& peer,
-                           const boost::asio::ip::tcp::endpoint& local);
+/// Both ends of a TCP connection.
+struct ConnectionEnds {
+  boost::asio::ip::tcp::endpoint peer;
+  boost::asio::ip::tcp::endpoint local;
+};
 
-/// Whether nobody holds the socket `peer` any more. Its end of stream may still be on its way then, behind
-/// bytes that this side doesn't read. False where the system doesn't tell.
-bool isAbandoned(const boost::asio::ip::tcp::endpoint& peer, const boost::asio::ip::tcp::endpoint& local);
+/// The ends of the connected socket `descriptor`; nothing when the connection is gone already.
+std::optional<ConnectionEnds> endsOf(int descriptor) noexcept;
+
+/// Whose process holds the peer's socket.
+enum class PeerOwner {
+  thisUser,
+  otherUser,
+  nobody,   ///< the process has closed it, or is gone
+  unknown,  ///< the system could not be asked, for lack of descriptors or memory
+};
+PeerOwner ownerOfPeer(const ConnectionEnds& ends) noexcept;
+/// Opens what asking takes, so that a later shortage of descriptors does not matter.
+void preparePeerQueries() noexcept;
+
+/// Whether no process holds the peer's socket any more, even though its end of stream has not arrived yet. False
+/// where the system doesn't tell.
+bool isAbandoned(const ConnectionEnds& ends) noexcept;
 
 }  // namespace ferrin::proxy

@@ -189,7 +189,7 @@ class Relay:
         return int((self.proc / "statm").read_text().split()[1]) * os.sysconf("SC_PAGESIZE")
 
     def processor_seconds(self):
-        return sum(map(int, (self.proc / "stat").read_text().split()[13:15])) / os.sysconf("SC_CLK_TCK")
+        return sum(int(file.read_text().split()[0]) for file in self.proc.glob("task/*/schedstat")) / 1e9
 
     def stop(self):
         """The sanitizers' checks at its end must go well, too."""

@@ -16,14 +16,12 @@
 namespace ferrin::proxy {
 namespace {
 
-using Endpoint = boost::asio::ip::tcp::endpoint;
-
 struct Request {
   nlmsghdr header;
   inet_diag_req_v2 question;
 };
 
-/// The way to the kernel, open for the life of the process from the first time that there is a descriptor.
+/// The socket to the kernel, opened when first needed and kept for the life of the process.
 int netlink() {
   static int descriptor = -1;
   if (descriptor < 0) descriptor = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
@@ -41,7 +39,8 @@ void copyAddress(const boost::asio::ip::address& address, __be32 (&into)[4]) {
 }
 
 /// The exact connection as its other end sees it: its source is our peer (sock_diag(7)).
-Request questionAbout(const Endpoint& peer, const Endpoint& local) {
+Request questionAbout(const ConnectionEnds& ends) {
+  const auto& [peer, local] = ends;
   static std::uint32_t sequence = 0;
   Request request{};
   request.header.nlmsg_seq = ++sequence;
@@ -83,17 +82,22 @@ std::optional<Answer> ask(const Request& request) {
 
 }  // namespace
 
-bool belongsToSomebodyElse(const Endpoint& peer, const Endpoint& local) {
-  const auto answer = ask(questionAbout(peer, local));
-  // Another type is an error: there is no such connection any more.
-  return !answer || answer->header.nlmsg_type != SOCK_DIAG_BY_FAMILY || answer->socket.idiag_uid != getuid();
+void preparePeerQueries() noexcept { netlink(); }
+
+PeerOwner ownerOfPeer(const ConnectionEnds& ends) noexcept {
+  const auto answer = ask(questionAbout(ends));
+  if (!answer) return PeerOwner::unknown;
+  // The user of a socket that no process holds any more reads as root.
+  const bool held = answer->header.nlmsg_type == SOCK_DIAG_BY_FAMILY && answer->socket.idiag_inode != 0;
+  if (!held) return PeerOwner::nobody;
+  return answer->socket.idiag_uid == getuid() ? PeerOwner::thisUser : PeerOwner::otherUser;
 }
 
-bool isAbandoned(const Endpoint& peer, const Endpoint& local) {
-  const auto answer = ask(questionAbout(peer, local));
+bool isAbandoned(const ConnectionEnds& ends) noexcept {
+  const auto answer = ask(questionAbout(ends));
   if (!answer) return false;
   if (answer->header.nlmsg_type == NLMSG_ERROR) return answer->error == -ENOENT;
-  return answer->socket.idiag_inode == 0;  // what the kernel itself still sends off
+  return answer->socket.idiag_inode == 0;  // the kernel still sends what the process left behind
 }
 
 }  // namespace ferrin::proxy

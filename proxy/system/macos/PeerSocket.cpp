@@ -2,13 +2,10 @@
 
 namespace ferrin::proxy {
 
-// macOS tells unprivileged processes nothing about the other end of a TCP connection.
-bool belongsToSomebodyElse(const boost::asio::ip::tcp::endpoint&, const boost::asio::ip::tcp::endpoint&) {
-  return false;
-}
+PeerOwner ownerOfPeer(const ConnectionEnds&) noexcept { return PeerOwner::thisUser; }
 
-bool isAbandoned(const boost::asio::ip::tcp::endpoint&, const boost::asio::ip::tcp::endpoint&) {
-  return false;
-}
+void preparePeerQueries() noexcept {}
+
+bool isAbandoned(const ConnectionEnds&) noexcept { return false; }
 
 }  // namespace ferrin::proxy

@@ -1,0 +1,60 @@
+"""Whatever fails inside an exchange ends that exchange, with its response and its line, and nothing else."""
+
+import re
+
+from peers import OK, RELEASED, Connection, RelayTest, deaf, eventually, surrounded
+
+
+class Failure(RelayTest):
+    def setUp(self):
+        super().setUp()
+        self.failing, self.addresses = self.folder / "failing", self.folder / "addresses"
+        self.failing.write_text("")
+
+    def through(self, function, program=RELEASED, hosts="127.0.0.1\n"):
+        """Yields a relay and a path for each call in turn that `function` is made in one exchange, and makes that one fail."""
+        self.addresses.write_text(hosts)
+        variables = surrounded(FERRIN_FAILING=str(self.failing), FERRIN_ADDRESSES=str(self.addresses), FERRIN_SPEED="10")
+        relay = self.start(f"http://listed.example:{self.upstream.port}", program=program, environment=variables)
+        for call in range(1, 1000):
+            self.failing.write_text(f"{function} {call}")
+            yield relay, f"/v1/{function}/{call}"
+            reached = self.failing.read_text() == ""
+            self.failing.write_text("")
+            self.exchange(relay, "/v1/afterwards")  # the relay serves on
+            if not reached:
+                self.assertGreater(call, 1, f"{function} was never called")
+                return
+
+    def exchange(self, relay, path):
+        """What a new client gets for a request, which the upstream answers if it arrives there; "" for a bare close."""
+        client = Connection(relay.port)
+        client.send(relay.request(f"POST {path}", "Connection: close", body="{}"))
+        while client.silent(0.001):
+            if not self.upstream.silent(0):
+                side = self.upstream.accept()
+                if side.some():
+                    side.send(OK)
+                side.close()
+        return client.rest()
+
+    def check(self, relay, path):
+        response = self.exchange(relay, path)
+        if response in ("", "<reset>"):  # there was no way to serve the connection at all, or to say so
+            self.assertTrue(eventually(lambda: re.search(rf"POST {path} |closed a (new )?connection", relay.log())), path)
+        else:
+            self.assertRegex(response, r"^HTTP/1.1 (200|502|503) ")
+            relay.logs(f"POST {path} {response[9:12]} ")
+
+    def test_of_a_system_call_ends_only_its_exchange(self):
+        sockets = deaf("127.0.0.3", self.upstream.port)  # so that a second address is tried, from a timer
+        for function in ("epoll_ctl", "socket", "inotify_add_watch", "pthread_create"):
+            for relay, path in self.through(function, hosts="127.0.0.3\n127.0.0.1\n"):
+                with self.subTest(path):
+                    self.check(relay, path)
+        sockets[0].close()
+
+    def test_of_an_allocation_ends_only_its_exchange(self):
+        for relay, path in self.through("new"):
+            with self.subTest(path):
+                self.check(relay, path)
