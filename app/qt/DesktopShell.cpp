@@ -7,7 +7,7 @@
 
 #include "app/MenuBarControls.h"
 #include "app/qt/Activation.h"
-#include "app/qt/Text.h"
+#include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
 

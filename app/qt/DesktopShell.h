@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "app/ApplicationShell.h"
-#include "app/qt/MainWindow.h"
+#include "app/qt/window/MainWindow.h"
 
 namespace ferrin::qt {
 

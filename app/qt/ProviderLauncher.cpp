@@ -8,7 +8,7 @@
 #include "app/CommandLineMode.h"
 #include "app/qt/Activation.h"
 #include "app/qt/Display.h"
-#include "app/qt/Text.h"
+#include "app/qt/look/Text.h"
 #include "core/LauncherError.h"
 #include "relay/Command.h"
 #include "relay/Resources.h"

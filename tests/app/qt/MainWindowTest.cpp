@@ -1,14 +1,14 @@
 // The main window off screen, with everything around it played by the test.
 
-#include "app/qt/MainWindow.h"
+#include "app/qt/window/MainWindow.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QTest>
 
-#include "app/qt/Look.h"
-#include "app/qt/Text.h"
+#include "app/qt/look/Look.h"
+#include "app/qt/look/Text.h"
 #include "tests/app/TestApplication.h"
 
 namespace ferrin::qt {

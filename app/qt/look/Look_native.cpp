@@ -1,6 +1,6 @@
 // The controls of the system, which follow its colours by themselves.
 
-#include "app/qt/Look.h"
+#include "app/qt/look/Look.h"
 
 namespace ferrin::qt {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "app/qt/Look.h"
+#include "app/qt/look/Look.h"
 
 namespace ferrin::qt {
 

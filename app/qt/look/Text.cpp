@@ -1,4 +1,4 @@
-#include "app/qt/Text.h"
+#include "app/qt/look/Text.h"
 
 #include <QRegularExpression>
 

@@ -1,10 +1,10 @@
-#include "app/qt/Shapes.h"
+#include "app/qt/look/Shapes.h"
 
 #include <QEvent>
 #include <QPainter>
 #include <QVBoxLayout>
 
-#include "app/qt/Shades.h"
+#include "app/qt/look/Shades.h"
 
 namespace ferrin::qt {
 namespace {

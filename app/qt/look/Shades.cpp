@@ -1,4 +1,4 @@
-#include "app/qt/Shades.h"
+#include "app/qt/look/Shades.h"
 
 namespace ferrin::qt {
 namespace {

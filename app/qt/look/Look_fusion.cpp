@@ -6,8 +6,8 @@
 #include <QProxyStyle>
 #include <QStyleFactory>
 
-#include "app/qt/Look.h"
-#include "app/qt/Shades.h"
+#include "app/qt/look/Look.h"
+#include "app/qt/look/Shades.h"
 
 namespace ferrin::qt {
 namespace {

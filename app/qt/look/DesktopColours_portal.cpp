@@ -1,4 +1,4 @@
-#include "app/qt/DesktopColours_portal.h"
+#include "app/qt/look/DesktopColours_portal.h"
 
 #include <QDBusConnection>
 #include <QDBusPendingReply>
@@ -8,7 +8,7 @@
 #include <QTimer>
 #include <utility>
 
-#include "app/qt/Shades.h"
+#include "app/qt/look/Shades.h"
 
 namespace ferrin::qt {
 namespace {

@@ -1,4 +1,4 @@
-#include "app/qt/TraySymbol.h"
+#include "app/qt/tray/TraySymbol.h"
 
 #include <QPainter>
 #include <QPixmap>

@@ -1,4 +1,4 @@
-#include "app/qt/TrayHost.h"
+#include "app/qt/tray/TrayHost.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

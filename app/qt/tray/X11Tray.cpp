@@ -1,4 +1,4 @@
-#include "app/qt/X11Tray.h"
+#include "app/qt/tray/X11Tray.h"
 
 #include <QGuiApplication>
 #include <cstdlib>

@@ -7,11 +7,11 @@
 #include <optional>
 #include <utility>
 
-#include "app/qt/Text.h"
-#include "app/qt/TrayHost.h"
-#include "app/qt/TrayItem.h"
-#include "app/qt/TraySymbol.h"
-#include "app/qt/X11Tray.h"
+#include "app/qt/look/Text.h"
+#include "app/qt/tray/TrayHost.h"
+#include "app/qt/tray/TrayItem.h"
+#include "app/qt/tray/TraySymbol.h"
+#include "app/qt/tray/X11Tray.h"
 
 namespace ferrin::qt {
 namespace {

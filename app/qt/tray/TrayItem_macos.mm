@@ -1,6 +1,6 @@
 // The item in the menu bar of macOS. Reference counts are kept by hand.
 
-#include "app/qt/TrayItem.h"
+#include "app/qt/tray/TrayItem.h"
 
 #import <AppKit/AppKit.h>
 

@@ -1,10 +1,10 @@
-#include "app/qt/StatusLabel.h"
+#include "app/qt/window/StatusLabel.h"
 
 #include <QPainter>
 #include <QTextLayout>
 
-#include "app/qt/Shades.h"
-#include "app/qt/Text.h"
+#include "app/qt/look/Shades.h"
+#include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
 namespace {

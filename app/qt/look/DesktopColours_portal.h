@@ -7,7 +7,7 @@
 #include <QVariant>
 #include <optional>
 
-#include "app/qt/DesktopColours.h"
+#include "app/qt/look/DesktopColours.h"
 
 namespace ferrin::qt {
 

@@ -6,9 +6,9 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 
-#include "app/qt/ProfilePicker.h"
-#include "app/qt/Shapes.h"
-#include "app/qt/StatusLabel.h"
+#include "app/qt/look/Shapes.h"
+#include "app/qt/window/ProfilePicker.h"
+#include "app/qt/window/StatusLabel.h"
 
 namespace ferrin::qt {
 

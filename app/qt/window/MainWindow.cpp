@@ -1,4 +1,4 @@
-#include "app/qt/MainWindow.h"
+#include "app/qt/window/MainWindow.h"
 
 #include <QCloseEvent>
 #include <QLayout>
@@ -8,7 +8,7 @@
 
 #include "app/ContentRules.h"
 #include "app/MenuBarControls.h"
-#include "app/qt/Text.h"
+#include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
 namespace {

@@ -8,7 +8,7 @@
 #include <QVBoxLayout>
 #include <limits>
 
-#include "app/qt/MainWindowControls.h"
+#include "app/qt/window/MainWindowControls.h"
 
 namespace ferrin::qt {
 namespace {

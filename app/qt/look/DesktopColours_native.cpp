@@ -1,6 +1,6 @@
 // The toolkit follows the system's colours by itself.
 
-#include "app/qt/DesktopColours.h"
+#include "app/qt/look/DesktopColours.h"
 
 namespace ferrin::qt {
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "app/ContentView.h"
-#include "app/qt/MainWindowControls.h"
+#include "app/qt/window/MainWindowControls.h"
 #include "core/Observers.h"
 
 namespace ferrin::qt {

@@ -1,10 +1,10 @@
-#include "app/qt/ProfilePicker.h"
+#include "app/qt/window/ProfilePicker.h"
 
 #include <QSignalBlocker>
 #include <QStyleOptionComboBox>
 #include <QStylePainter>
 
-#include "app/qt/Text.h"
+#include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
 
