@@ -56,6 +56,7 @@ class Documents(unittest.TestCase):
 
     def test_a_folder_includes_what_the_architecture_page_says(self):
         libraries = "agentconfig core providertest relay"
+        # Bottom to top: each uses rows above its own.
         arrows = {
             "core": "",
             "relay": "core",
@@ -75,9 +76,15 @@ class Documents(unittest.TestCase):
             "proxy": "proxy/http proxy/loop proxy/system proxy/upstream",
             "tools/sampleprovider": "",
         }
+        parts = {folder.partition("/")[0] for folder in arrows}
+        found = {str(file.parent.relative_to(root)) for part in parts for file in (root / part).rglob("*.[chm]*")}
+        self.assertEqual(found, set(arrows))
+        above = set()
         for folder, others in arrows.items():
             texts = "".join(file.read_text() for file in (root / folder).glob("*.[chm]*"))
             self.assertEqual(set(re.findall(r'(?m)^#include "(.+)/', texts)) - {folder}, set(others.split()), folder)
+            self.assertLessEqual(set(others.split()), above, folder)
+            above.add(folder)
 
     @contextlib.contextmanager
     def running(self, *command):
