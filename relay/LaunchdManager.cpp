@@ -63,6 +63,10 @@ std::string propertyList(const ServiceDefinition& definition) {
 LaunchdManager::LaunchdManager(std::filesystem::path homeDirectory, std::string launchctlProgram)
     : home(std::move(homeDirectory)), launchctl(std::move(launchctlProgram)) {}
 
+ManagerOrReason LaunchdManager::find(const UserSession& session) {
+  return {std::make_unique<LaunchdManager>(session.home), ""};
+}
+
 std::filesystem::path LaunchdManager::propertyListURL(std::string_view label) const {
   return home / "Library" / "LaunchAgents" / (std::string(label) + ".plist");
 }

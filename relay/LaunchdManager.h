@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "relay/ManagerTable.h"
 #include "relay/ServiceManager.h"
 
 namespace ferrin::relay {
@@ -19,6 +20,9 @@ class LaunchdManager : public ServiceManager {
  public:
   explicit LaunchdManager(std::filesystem::path homeDirectory,
                           std::string launchctlProgram = "/bin/launchctl");
+
+  /// Always there.
+  static ManagerOrReason find(const UserSession& session);
 
   void define(const ServiceDefinition& definition) override;
   CommandResult bootout(std::string_view label) override;

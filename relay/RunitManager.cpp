@@ -111,6 +111,16 @@ std::string autostartEntry(const fs::path& runsv, const fs::path& serviceFolder)
 RunitManager::RunitManager(fs::path homeDirectory, fs::path programFolder)
     : home(std::move(homeDirectory)), programs(std::move(programFolder)) {}
 
+ManagerOrReason RunitManager::find(const UserSession& session) {
+  std::error_code ignored;
+  for (const fs::path& folder : session.programFolders) {
+    if (fs::exists(folder / "runsv", ignored)) {
+      return {std::make_unique<RunitManager>(session.home, folder), ""};
+    }
+  }
+  return {nullptr, "is not installed"};
+}
+
 fs::path RunitManager::serviceFolder(std::string_view label) const {
   return home / ".local" / "share" / "ferrin-relay" / "sv" / label;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "relay/ManagerTable.h"
 #include "relay/ServiceManager.h"
 
 namespace ferrin::relay {
@@ -25,6 +26,9 @@ class RunitManager : public ServiceManager {
   /// `programFolder` holds runsv and sv.
   explicit RunitManager(std::filesystem::path homeDirectory,
                         std::filesystem::path programFolder = "/usr/bin");
+
+  /// Present where one of the program folders has runsv.
+  static ManagerOrReason find(const UserSession& session);
 
   void define(const ServiceDefinition& definition) override;
   CommandResult bootout(std::string_view label) override;

@@ -49,8 +49,9 @@ class ServiceManager {
   virtual bool isRunning(std::string_view label) = 0;
 };
 
-/// The manager that serves this user on this machine; one that can start nothing, and says why, where there
-/// is none.
+/// The first manager of this system's table (ManagerTable.h) that serves this process's user. Its bootout
+/// also ends what another manager of the table runs under the label. Where the user has none, the result can
+/// start nothing, and the output of its failures says what to install.
 std::unique_ptr<ServiceManager> chooseServiceManager(const core::Locations& locations);
 
 }  // namespace ferrin::relay

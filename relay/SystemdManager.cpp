@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "core/RestrictedFile.h"
@@ -120,6 +121,13 @@ SystemdManager::SystemdManager(std::filesystem::path homeDirectory, std::filesys
     : home(std::move(homeDirectory)),
       runtime(std::move(runtimeFolder)),
       program(std::move(systemctlProgram)) {}
+
+ManagerOrReason SystemdManager::find(const UserSession& session) {
+  const auto socket = session.runtimeFolder / "systemd" / "private";
+  std::error_code ignored;
+  if (!std::filesystem::exists(socket, ignored)) return {nullptr, "does not listen at " + socket.string()};
+  return {std::make_unique<SystemdManager>(session.home, session.runtimeFolder), ""};
+}
 
 /// This process may have been started outside a session, from cron say, where the variable is not set.
 CommandResult SystemdManager::systemctl(std::vector<std::string> arguments) const {

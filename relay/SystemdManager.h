@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "relay/ManagerTable.h"
 #include "relay/ServiceManager.h"
 
 namespace ferrin::relay {
@@ -21,6 +22,9 @@ class SystemdManager : public ServiceManager {
   /// `runtimeFolder` is the user's XDG_RUNTIME_DIR, where the manager listens.
   SystemdManager(std::filesystem::path homeDirectory, std::filesystem::path runtimeFolder,
                  std::string systemctlProgram = "/usr/bin/systemctl");
+
+  /// Present where its socket lies below the runtime folder.
+  static ManagerOrReason find(const UserSession& session);
 
   void define(const ServiceDefinition& definition) override;
   CommandResult bootout(std::string_view label) override;

@@ -30,5 +30,5 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 only their user can read, and runs a small relay on the user's own machine.
 The agent talks to the relay, which adds the key to each request on its way
 to the provider. The relay is a service of the user's, started at login by
-systemd's user manager or by runit.")
+the user's service manager, such as systemd.")
 include(CPack)

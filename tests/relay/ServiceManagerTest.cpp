@@ -10,9 +10,9 @@
 #include <optional>
 #include <stdexcept>
 
+#include "relay/ManagerTable.h"
 #include "relay/Resources.h"
 #include "relay/RunitManager.h"
-#include "relay/ServiceManager_linux.h"
 #include "relay/SystemdManager.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
@@ -70,7 +70,7 @@ struct ServiceManagerTest : testing::Test {
 
   ServiceManagerTest() {
     if (onSystemd) session.emplace(runtimeFolder / "systemd/private");
-    manager = chooseLinuxManager(home, runtimeFolder, {"/usr/bin"});
+    manager = chooseServiceManager(UserSession{home, runtimeFolder, {"/usr/bin"}});
     tests::putProgram(program, standIn);
   }
   ~ServiceManagerTest() override {
@@ -177,7 +177,8 @@ TEST(LinuxDefinitions, refuseWhatTheyCannotHold) {
                                        {"label", {"/home/o'hara/relay"}, "/log"}}) {
     EXPECT_THROW(systemdUnit(bad), std::invalid_argument);
   }
-  const CommandResult none = chooseLinuxManager("/home/me", "/none", {"/none"})->bootstrap("label");
+  const CommandResult none =
+      chooseServiceManager(UserSession{"/home/me", "/none", {"/none"}})->bootstrap("label");
   EXPECT_TRUE(
       none.output.ends_with("not listen at /none/systemd/private, and runit is not installed. Install runit "
                             "(on Debian: apt install runit)."));

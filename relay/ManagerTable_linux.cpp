@@ -1,0 +1,15 @@
+#include "relay/ManagerTable.h"
+#include "relay/RunitManager.h"
+#include "relay/SystemdManager.h"
+
+namespace ferrin::relay {
+
+ManagerTable managerTable() {
+  static constexpr ManagerRow rows[] = {
+      {"systemd's user manager", SystemdManager::find},
+      {"runit", RunitManager::find},
+  };
+  return {rows, "Install runit (on Debian: apt install runit)."};
+}
+
+}  // namespace ferrin::relay

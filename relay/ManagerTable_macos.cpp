@@ -1,0 +1,11 @@
+#include "relay/LaunchdManager.h"
+#include "relay/ManagerTable.h"
+
+namespace ferrin::relay {
+
+ManagerTable managerTable() {
+  static constexpr ManagerRow rows[] = {{"launchd", LaunchdManager::find}};
+  return {rows, ""};
+}
+
+}  // namespace ferrin::relay
