@@ -1,6 +1,7 @@
 #include "app/ContentRules.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/Text.h"
 #include "providertest/URLComponents.h"
@@ -41,6 +42,13 @@ std::optional<core::ProviderProfile> profileWithID(const core::ProviderProfiles&
   const auto found = std::find_if(profiles.begin(), profiles.end(),
                                   [id](const auto& profile) { return profile.id().text() == id; });
   return found == profiles.end() ? std::nullopt : std::optional(*found);
+}
+
+bool hasRequiredTexts(const core::ProviderProfile& profile) {
+  return std::none_of(std::begin(core::profileMembers), std::end(core::profileMembers),
+                      [&profile](const core::ProfileMember& member) {
+                        return member.presence == core::Presence::required && (profile.*member.text).empty();
+                      });
 }
 
 std::optional<std::string> reasonNotToApply(std::string_view url, std::string_view key,

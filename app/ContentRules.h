@@ -55,6 +55,9 @@ std::vector<PickerEntry> pickerEntries(const core::ProviderProfiles& profiles);
 std::optional<core::ProviderProfile> profileWithID(const core::ProviderProfiles& profiles,
                                                    std::string_view id);
 
+/// Whether each text that a profile can't be without is there.
+bool hasRequiredTexts(const core::ProviderProfile& profile);
+
 /// Why this can't be applied, as the status says it; the first of several reasons. `url` and `model` come
 /// canonical and trimmed.
 std::optional<std::string> reasonNotToApply(std::string_view url, std::string_view key,

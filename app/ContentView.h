@@ -28,10 +28,11 @@ class ContentView {
 
  public:
   relay::LauncherState& launcherState;
-  Field<std::string> upstreamURL{observers, ""};
-  /// What was typed. An empty one stands for the stored key.
-  Field<std::string> apiKey{observers, ""};
-  Field<std::string> model{observers, "gpt-5.6-terra"};
+  // The rows of the form, a Field<std::string> each: upstreamURL, apiKey, model.
+#define PROFILE_SETTING(member, presence, initial, field, saved, label, placeholder) \
+  Field<std::string> field = {observers, initial};
+#define FORM_SECRET(field, label, placeholder) Field<std::string> field = {observers, ""};
+#include "core/ProfileFields.def"
   Field<bool> restartChatGPT{observers, true};
   Field<std::string> status{observers, "Relay is stopped"};
   /// While a relay action works in the background.
@@ -92,6 +93,7 @@ class ContentView {
 
   Poster poster() const;
   std::optional<core::ProviderProfile> selectedProfile() const;
+  core::ProviderProfile profileFromForm(const core::UUID& id) const;
   std::string resolvedKeyOrNone() const;
   void selectionChanged(const std::string& id);
   void saveForm();

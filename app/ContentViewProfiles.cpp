@@ -4,6 +4,7 @@
 
 #include "app/ContentRules.h"
 #include "app/ContentView.h"
+#include "app/FormRows.h"
 #include "core/LauncherError.h"
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
@@ -21,8 +22,9 @@ void ContentView::loadProfile(const std::string& id) {
   const auto profile = profileWithID(profiles, id);
   if (!profile) return;
   profileName = profile->name;
-  upstreamURL = profile->url;
-  model = profile->model;
+  for (const FormRow& row : formRows) {
+    if (row.member != nullptr) this->*row.field = (*profile).*row.member;
+  }
   apiKey = "";
   status = "Loaded " + profile->name + ". The key is stored securely.";
 }
@@ -49,25 +51,32 @@ void ContentView::saveProfile() {
   if (selectedProfileID.get() != selectedBefore) loadProfile(selectedProfileID);
 }
 
+/// The key file's name follows from the id, whatever it was before.
+core::ProviderProfile ContentView::profileFromForm(const core::UUID& id) const {
+  core::ProviderProfile profile(id, core::trimmed(profileName.get()), "", "",
+                                "provider-key-" + id.text() + ".token");
+  for (const FormRow& row : formRows) {
+    if (row.member != nullptr) profile.*row.member = row.saved((this->*row.field).get());
+  }
+  return profile;
+}
+
 void ContentView::saveForm() {
-  const std::string name = core::trimmed(profileName.get());
-  const std::string url = core::canonicalURL(upstreamURL.get());
-  const std::string trimmedModel = core::trimmed(model.get());
-  if (name.empty() || url.empty() || trimmedModel.empty()) {
+  const auto edited = selectedProfile();
+  const core::ProviderProfile profile = profileFromForm(edited ? edited->id() : core::UUID::random());
+  if (!hasRequiredTexts(profile)) {
     status = "Error: profile name, URL and model are required";
     return;
   }
-  const auto edited = selectedProfile();
   const std::string key = resolvedKey(edited);
   if (key.empty()) {
     status = "Error: enter the API key once before saving";
     return;
   }
-  const core::UUID id = edited ? edited->id() : core::UUID::random();
-  store({id, name, url, trimmedModel, "provider-key-" + id.text() + ".token"}, key);
-  selectedProfileID = id.text();
+  store(profile, key);
+  selectedProfileID = profile.id().text();
   apiKey = "";
-  status = "Saved profile " + name;
+  status = "Saved profile " + profile.name;
 }
 
 void ContentView::store(const core::ProviderProfile& profile, const std::string& key) {

@@ -1,6 +1,7 @@
 #include "core/ProfileStore.h"
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
@@ -16,11 +17,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json encoded(const ProviderProfile& profile) {
-  return {{"id", profile.id().text()},
-          {"name", profile.name},
-          {"url", profile.url},
-          {"model", profile.model},
-          {"keyFile", profile.keyFile}};
+  Json object;
+  object["id"] = profile.id().text();
+  for (const ProfileMember& member : profileMembers) object[std::string(member.key)] = profile.*member.text;
+  return object;
 }
 
 /// A slash can stand only inside a string there, where the file's format writes it escaped.
@@ -35,7 +35,8 @@ std::string withEscapedSlashes(const std::string& json) {
 }
 
 bool isText(const ProviderProfile& profile) {
-  return isUTF8(profile.name) && isUTF8(profile.url) && isUTF8(profile.model) && isUTF8(profile.keyFile);
+  return std::all_of(std::begin(profileMembers), std::end(profileMembers),
+                     [&profile](const ProfileMember& member) { return isUTF8(profile.*member.text); });
 }
 
 std::string encoded(const ProviderProfiles& profiles) {
@@ -44,28 +45,33 @@ std::string encoded(const ProviderProfiles& profiles) {
   return withEscapedSlashes(list.dump());
 }
 
-std::optional<ProviderProfile> decodedProfile(const Json& object) {
-  const auto member = [&object](const char* key) -> const std::string* {
-    const auto found = object.find(key);
-    return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
-  };
-  if (!object.is_object()) return std::nullopt;
-  const auto* idText = member("id");
-  const auto id = idText == nullptr ? std::nullopt : UUID::parse(*idText);
-  const auto* name = member("name");
-  const auto* url = member("url");
-  const auto* model = member("model");
-  const auto* keyFile = member("keyFile");
-  if (!id || name == nullptr || url == nullptr || model == nullptr || keyFile == nullptr) return std::nullopt;
-  return ProviderProfile(*id, *name, *url, *model, *keyFile);
+const std::string* stringMember(const Json& object, std::string_view key) {
+  const auto found = object.find(std::string(key));
+  return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
-ProviderProfiles decodedProfiles(const std::string& bytes) {
+std::optional<ProviderProfile> decodedProfile(const Json& object, ProfileMembers members) {
+  if (!object.is_object()) return std::nullopt;
+  const auto* idText = stringMember(object, "id");
+  const auto id = idText == nullptr ? std::nullopt : UUID::parse(*idText);
+  if (!id) return std::nullopt;
+  ProviderProfile profile(*id, "", "", "", "");
+  for (const ProfileMember& member : members) {
+    const bool mayBeMissing =
+        member.presence == Presence::optional && !object.contains(std::string(member.key));
+    const auto* text = stringMember(object, member.key);
+    if (text == nullptr && !mayBeMissing) return std::nullopt;
+    profile.*member.text = text == nullptr ? member.initial : *text;
+  }
+  return profile;
+}
+
+ProviderProfiles decodedProfiles(const std::string& bytes, ProfileMembers members) {
   const Json list = Json::parse(bytes, nullptr, /*allow_exceptions=*/false);
   if (!list.is_array()) return {};
   ProviderProfiles profiles;
   for (const Json& object : list) {
-    auto profile = decodedProfile(object);
+    auto profile = decodedProfile(object, members);
     if (!profile) return {};
     profiles.push_back(*std::move(profile));
   }
@@ -74,14 +80,14 @@ ProviderProfiles decodedProfiles(const std::string& bytes) {
 
 }  // namespace
 
-ProviderProfiles loadProfiles(const Locations& locations) {
+ProviderProfiles loadProfiles(const Locations& locations, ProfileMembers members) {
   std::string bytes;
   try {
     bytes = readBytes(locations.profilesFile);
   } catch (const std::system_error&) {
     return {};
   }
-  ProviderProfiles profiles = decodedProfiles(bytes);
+  ProviderProfiles profiles = decodedProfiles(bytes, members);
   sortByName(profiles);
   return profiles;
 }

@@ -2,6 +2,7 @@
 // The file that holds the provider profiles, without their keys.
 
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,10 +13,13 @@
 namespace ferrin::core {
 
 using ProviderProfiles = std::vector<ProviderProfile>;
+using ProfileMembers = std::span<const ProfileMember>;
 
 /// The saved profiles, sorted by name. Empty when the file can't be read, or when anything in it is not a
-/// profile: there is no partial result. Never throws for the file's sake.
-ProviderProfiles loadProfiles(const Locations& locations);
+/// profile: there is no partial result. A member that earlier versions did not write may be missing, and gets
+/// its initial text. Never throws because of the file. `members` are those of this version; tests pass
+/// others.
+ProviderProfiles loadProfiles(const Locations& locations, ProfileMembers members = profileMembers);
 
 /// Replaces the profiles file, readable and writable by its owner alone, making the secrets folder when it is
 /// missing. Throws std::system_error; up to the replacement the old file stays intact. A text that is not

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/UUID.h"
@@ -11,6 +12,7 @@ namespace ferrin::core {
 
 class ProviderProfile {
  public:
+  /// Texts that came with later versions start as ProfileFields.def says.
   ProviderProfile(UUID identity, std::string displayName, std::string baseURL, std::string modelName,
                   std::string keyFileName)
       : fixedID(identity),
@@ -28,13 +30,27 @@ class ProviderProfile {
   UUID fixedID;
 
  public:
-  /// Shown in the picker; profiles are sorted by it.
-  std::string name;
-  /// As canonicalURL returns it.
-  std::string url;
-  std::string model;
-  /// Name of the file in the secrets folder that holds the provider's key.
-  std::string keyFile;
+  // A std::string each: name, url, model, keyFile.
+#define PROFILE_MEMBER(member, presence, initial) std::string member = initial;
+#include "core/ProfileFields.def"
+};
+
+enum class Presence { required, optional };
+
+/// A text of a profile, as the profiles file holds it.
+struct ProfileMember {
+  std::string_view key;
+  std::string ProviderProfile::*text;
+  Presence presence;
+  /// What a profile gets whose file lacks an optional member.
+  std::string_view initial;
+};
+
+/// All texts of a profile, in the order of the file.
+inline constexpr ProfileMember profileMembers[] = {
+#define PROFILE_MEMBER(member, presence, initial) \
+  {#member, &ProviderProfile::member, Presence::presence, initial},
+#include "core/ProfileFields.def"
 };
 
 }  // namespace ferrin::core

@@ -57,15 +57,14 @@ void MainWindow::bindProfile() {
 }
 
 void MainWindow::bindSettings() {
-  connect(controls.upstreamURL, &QLineEdit::textChanged, this,
-          [this](const QString& text) { view.upstreamURL = text.toStdString(); });
-  connect(controls.apiKey, &QLineEdit::textChanged, this,
-          [this](const QString& text) { view.apiKey = text.toStdString(); });
-  connect(controls.model, &QLineEdit::textChanged, this,
-          [this](const QString& text) { view.model = text.toStdString(); });
+  for (std::size_t row = 0; row < controls.inputs.size(); ++row) {
+    auto& field = view.*app::formRows[row].field;
+    connect(controls.inputs[row], &QLineEdit::textChanged, this,
+            [&field](const QString& text) { field = text.toStdString(); });
+    applyOnReturn(controls.inputs[row]);
+  }
   connect(controls.restartChatGPT, &QCheckBox::toggled, this,
           [this](bool isOn) { view.restartChatGPT = isOn; });
-  for (QLineEdit* field : {controls.upstreamURL, controls.apiKey, controls.model}) applyOnReturn(field);
 }
 
 /// Return in a settings field applies the settings; it never stops a relay that runs.
@@ -109,9 +108,9 @@ void MainWindow::render() {
 void MainWindow::renderForm() {
   controls.picker->show(app::pickerEntries(view.profiles), view.selectedProfileID);
   showText(controls.profileName, view.profileName);
-  showText(controls.upstreamURL, view.upstreamURL);
-  showText(controls.apiKey, view.apiKey);
-  showText(controls.model, view.model);
+  for (std::size_t row = 0; row < controls.inputs.size(); ++row) {
+    showText(controls.inputs[row], view.*app::formRows[row].field);
+  }
   controls.restartChatGPT->setChecked(view.restartChatGPT);
 }
 

@@ -5,7 +5,10 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <array>
+#include <iterator>
 
+#include "app/FormRows.h"
 #include "app/qt/look/Shapes.h"
 #include "app/qt/window/ProfilePicker.h"
 #include "app/qt/window/StatusLabel.h"
@@ -14,14 +17,16 @@ namespace ferrin::qt {
 
 inline constexpr int mainWindowWidth = 520;
 
+/// One for each of app::formRows, in their order.
+using FormInputs = std::array<QLineEdit*, std::size(app::formRows)>;
+FormInputs makeFormInputs();
+
 /// The controls of one window, which owns them. In the order of the keyboard.
 struct MainWindowControls {
   ProfilePicker* picker = new ProfilePicker;
   QLineEdit* profileName = new QLineEdit;
   QPushButton* saveProfile = new QPushButton("Save profile");
-  QLineEdit* upstreamURL = new QLineEdit;
-  QLineEdit* apiKey = new QLineEdit;
-  QLineEdit* model = new QLineEdit;
+  FormInputs inputs = makeFormInputs();
   QCheckBox* restartChatGPT = new QCheckBox("Restart ChatGPT after applying");
   QPlainTextEdit* prompt = new QPlainTextEdit;
   QPushButton* send = new QPushButton;

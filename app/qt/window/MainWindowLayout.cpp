@@ -6,8 +6,11 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <limits>
+#include <vector>
 
+#include "app/qt/look/Text.h"
 #include "app/qt/window/MainWindowControls.h"
 
 namespace ferrin::qt {
@@ -78,22 +81,22 @@ void keepSecret(QLineEdit* field) {
                              Qt::ImhNoAutoUppercase);
 }
 
-void addSetting(QGridLayout* grid, const QString& name, QLineEdit* field, const QString& placeholder) {
+void addRow(QGridLayout* grid, const app::FormRow& row, QLineEdit* input) {
   const int line = grid->rowCount();
-  field->setPlaceholderText(placeholder);
-  field->setMaxLength(std::numeric_limits<int>::max());
-  grid->addWidget(labelFor(field, name), line, 0);
-  grid->addWidget(field, line, 1);
+  input->setPlaceholderText(fromUTF8(row.placeholder));
+  input->setMaxLength(std::numeric_limits<int>::max());
+  if (row.isSecret) keepSecret(input);
+  grid->addWidget(labelFor(input, fromUTF8(row.label)), line, 0);
+  grid->addWidget(input, line, 1);
 }
 
 QLayout* settingsGrid(const MainWindowControls& controls) {
   auto* grid = new QGridLayout;
   grid->setHorizontalSpacing(16);
   grid->setVerticalSpacing(14);
-  addSetting(grid, "Provider URL", controls.upstreamURL, "https://api.example.com/v1");
-  addSetting(grid, "API key", controls.apiKey, "Enter API key once");
-  addSetting(grid, "Model", controls.model, "模型名称");
-  keepSecret(controls.apiKey);
+  for (std::size_t row = 0; row < controls.inputs.size(); ++row) {
+    addRow(grid, app::formRows[row], controls.inputs[row]);
+  }
   return grid;
 }
 
@@ -140,17 +143,25 @@ QLayout* statusRow(const MainWindowControls& controls) {
 
 /// Layouts nested in each other leave the order to the accident of creation.
 void setKeyboardOrder(const MainWindowControls& controls) {
-  QWidget* const order[] = {controls.picker,         controls.profileName, controls.saveProfile,
-                            controls.upstreamURL,    controls.apiKey,      controls.model,
-                            controls.restartChatGPT, controls.prompt,      controls.send,
-                            controls.response,       controls.relay};
-  for (std::size_t next = 1; next < std::size(order); ++next) {
+  std::vector<QWidget*> order{controls.picker, controls.profileName, controls.saveProfile};
+  order.insert(order.end(), controls.inputs.begin(), controls.inputs.end());
+  for (QWidget* below : std::initializer_list<QWidget*>{controls.restartChatGPT, controls.prompt,
+                                                        controls.send, controls.response, controls.relay}) {
+    order.push_back(below);
+  }
+  for (std::size_t next = 1; next < order.size(); ++next) {
     order[next - 1]->setFocusPolicy(Qt::StrongFocus);
     QWidget::setTabOrder(order[next - 1], order[next]);
   }
 }
 
 }  // namespace
+
+FormInputs makeFormInputs() {
+  FormInputs inputs{};
+  std::generate(inputs.begin(), inputs.end(), [] { return new QLineEdit; });
+  return inputs;
+}
 
 MainWindowControls layOutMainWindow(QWidget& window) {
   const MainWindowControls controls;
