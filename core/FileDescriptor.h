@@ -1,5 +1,5 @@
 #pragma once
-// An owned file descriptor, and the exception of a system call that failed.
+// A file descriptor with an owner, and the exception for a failed system call.
 
 #include <unistd.h>
 
@@ -10,7 +10,8 @@
 
 namespace ferrin::core {
 
-/// Closes its descriptor when it goes. Negative means none.
+/// Closes its descriptor in the destructor; a negative one means none. An error of close(2) is dropped: where
+/// it matters, release() the descriptor and close it yourself.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int opened = -1) noexcept : descriptor(opened) {}
@@ -25,7 +26,9 @@ class FileDescriptor {
 
   bool valid() const noexcept { return descriptor >= 0; }
   int get() const noexcept { return descriptor; }
+  /// Gives up ownership; this object holds none afterwards.
   int release() noexcept { return std::exchange(descriptor, -1); }
+  /// Closes the current descriptor and owns `opened` instead.
   void reset(int opened = -1) noexcept {
     if (descriptor >= 0) close(descriptor);
     descriptor = opened;
@@ -35,7 +38,7 @@ class FileDescriptor {
   int descriptor;
 };
 
-/// Throws std::system_error for the current errno: "PATH: reason".
+/// Throws std::system_error for the current errno, with `url` in its text: "PATH: reason".
 [[noreturn]] inline void throwErrno(const std::filesystem::path& url) {
   throw std::system_error(errno, std::generic_category(), url.string());
 }

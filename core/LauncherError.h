@@ -1,5 +1,5 @@
 #pragma once
-// The program's own error value, and the one line in which any failure is shown to a person.
+// The program's own exception, and the text that a user sees for any exception.
 
 #include <cstdint>
 #include <exception>
@@ -9,10 +9,12 @@
 
 namespace ferrin::core {
 
-/// The domain of every error that the program raises itself.
+/// The domain of every error that the program itself throws.
 inline constexpr std::string_view launcherErrorDomain = "ProviderLauncher";
 
-/// A failure that the program itself finds. The description is what the person sees, as it stands.
+/// A failure that the program itself detects. The user sees `what()` unchanged; `code` is for callers and
+/// tests. A failed step of a service manager has the manager's exit status as its code and its output as
+/// text.
 class LauncherError : public std::runtime_error {
  public:
   LauncherError(std::int64_t errorCode, const std::string& description)
@@ -22,9 +24,9 @@ class LauncherError : public std::runtime_error {
   const std::int64_t code;
 };
 
-/// One line for a person: the thing that failed and the system's reason, without the wording that the
-/// standard library's own exceptions wrap around them. A LauncherError's description comes back unchanged,
-/// line feeds included.
+/// The text to show for `error`: what failed and the system's reason, such as "config.toml: Permission
+/// denied", without the wording that std::filesystem::filesystem_error adds. Any other exception's `what()`
+/// comes back unchanged, line feeds included.
 std::string localizedDescription(const std::exception& error);
 
 }  // namespace ferrin::core

@@ -22,7 +22,7 @@ icu::StringPiece piece(std::string_view text) {
 
 }  // namespace
 
-/// Null only where ICU's data is damaged; bytes decide then.
+/// Null when ICU's data is missing or damaged.
 struct NameOrder::Collator {
   std::unique_ptr<icu::Collator> icu;
 };

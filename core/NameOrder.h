@@ -1,5 +1,5 @@
 #pragma once
-// The order in which names are listed to a person.
+// The order of names in a list that a user reads.
 
 #include <memory>
 #include <string>
@@ -7,13 +7,12 @@
 
 namespace ferrin::core {
 
-/// The user's locale as the system has it, such as "sv_SE" or "zh_CN"; empty where none is set, which stands
-/// for the order that suits every language.
+/// The user's locale, such as "sv_SE" or "zh_CN". Empty where none is set: NameOrder then uses ICU's root
+/// locale, whose order is a compromise for all languages.
 std::string userLocale();
 
-/// Orders names as a file browser does: by the locale's alphabet, runs of digits by their value, and with
-/// upper and lower case or accents deciding only between names that are otherwise the same. Usable from the
-/// thread that made it.
+/// Orders names as a file browser does: by the locale's alphabet, digits by their value, and case and accents
+/// only between names that are otherwise the same. Not thread-safe. Without ICU's data, compares bytes.
 class NameOrder {
  public:
   explicit NameOrder(const std::string& locale = userLocale());
@@ -21,7 +20,8 @@ class NameOrder {
   NameOrder& operator=(const NameOrder&) = delete;
   ~NameOrder();
 
-  /// Whether `first` stands before `second`. Bytes that are not UTF-8 count as replacement characters.
+  /// True when `first` comes before `second`: a strict weak ordering. Bytes that are not UTF-8 count as
+  /// replacement characters.
   bool operator()(std::string_view first, std::string_view second) const;
 
  private:

@@ -1,5 +1,5 @@
 #pragma once
-// Telling whoever wants to know that something has changed. All on one thread.
+// Callbacks for a change. Not thread-safe: register, notify and unsubscribe on one thread.
 
 #include <functional>
 #include <memory>
@@ -8,7 +8,8 @@
 
 namespace ferrin::core {
 
-/// Ends its observation when it goes; it may outlive what is observed. An empty one observes nothing.
+/// Keeps an observer registered; the destructor removes it. May outlive the Observers that it came from. A
+/// default-constructed one is empty.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
@@ -28,14 +29,16 @@ class Observers {
  public:
   using Observer = std::function<void(Arguments...)>;
 
+  /// `observer` is called until the result is destroyed.
   Subscription add(Observer observer) {
     auto owned = std::make_shared<Observer>(std::move(observer));
     observers.push_back(owned);
     return Subscription(std::move(owned));
   }
 
-  /// Tells the observers in the order in which they came. One may end subscriptions, its own included, add
-  /// others, which are told from the next time on, and even let this object go.
+  /// Calls the observers in the order of their registration. An observer may add others, which are called
+  /// from the next time on, end any subscription, its own included, call notify again, and destroy this
+  /// object. An exception of an observer is passed on, and the rest are not called.
   void notify(Arguments... arguments) {
     std::erase_if(observers, [](const auto& observer) { return observer.expired(); });
     for (const auto& observer : std::vector(observers)) {

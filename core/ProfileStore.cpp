@@ -23,7 +23,7 @@ Json encoded(const ProviderProfile& profile) {
   return object;
 }
 
-/// A slash can stand only inside a string there, where the file's format writes it escaped.
+/// The file's format escapes slashes. In JSON they occur in strings only.
 std::string withEscapedSlashes(const std::string& json) {
   std::string result;
   result.reserve(json.size());

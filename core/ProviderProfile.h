@@ -10,6 +10,8 @@
 
 namespace ferrin::core {
 
+/// A value: copies are independent. Two profiles are equal, and hash the same, when the id and all texts are
+/// equal.
 class ProviderProfile {
  public:
   /// Texts that came with later versions start as ProfileFields.def says.
@@ -21,7 +23,7 @@ class ProviderProfile {
         model(std::move(modelName)),
         keyFile(std::move(keyFileName)) {}
 
-  /// Chosen when the profile is first saved, and its identity ever after.
+  /// Chosen when the profile is first saved; never changes.
   const UUID& id() const { return fixedID; }
 
   bool operator==(const ProviderProfile&) const = default;

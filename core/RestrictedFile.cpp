@@ -14,12 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A writer needs milliseconds; a temporary this old belongs to one that was killed.
+/// A write takes milliseconds: the process that made a temporary this old was killed.
 constexpr std::chrono::minutes abandonedAfter{10};
 
 std::string temporaryPrefix(const fs::path& url) { return "." + url.filename().string() + ".new-"; }
 
-/// Best effort: what can't be looked at or removed now is left for the next write.
+/// Best effort: the next write tries again what fails here.
 void removeAbandonedTemporaries(const fs::path& url) {
   std::error_code ignored;
   const std::string prefix = temporaryPrefix(url);
@@ -33,7 +33,7 @@ void removeAbandonedTemporaries(const fs::path& url) {
   }
 }
 
-/// The new content beside its target; gone with this object unless it has taken the target's place.
+/// The new content in a file beside its target; the destructor removes it unless it has replaced the target.
 class Temporary {
  public:
   explicit Temporary(const fs::path& url)
@@ -72,8 +72,7 @@ class Temporary {
   bool replaced = false;
 };
 
-/// Makes the rename last through a power cut. A file system that can't do it has replaced the file all the
-/// same.
+/// Makes the rename survive a power cut. Best effort: the file is replaced even where this fails.
 void syncFolder(const fs::path& folder) {
   const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (descriptor.valid()) fsync(descriptor.get());

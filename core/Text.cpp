@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::int32_t illFormed = -1;
 
-/// The code point that starts at `offset`, which is moved behind it; `illFormed` for broken UTF-8.
+/// Decodes the code point at `offset` and advances `offset` past it; `illFormed` for broken UTF-8.
 std::int32_t nextCodePoint(std::string_view text, std::size_t& offset) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   std::int32_t codePoint = illFormed;
@@ -20,13 +20,14 @@ std::int32_t nextCodePoint(std::string_view text, std::size_t& offset) {
   return codePoint < 0 ? illFormed : codePoint;
 }
 
-/// The first and last+1 offsets of something that is not white space; equal for blank text.
-struct Extent {
+/// Byte offsets, the end exclusive.
+struct Range {
   std::size_t begin = 0;
   std::size_t end = 0;
 };
 
-Extent inkExtent(std::string_view text) {
+/// What is left without the white space at both ends; empty for blank text.
+Range trimmedRange(std::string_view text) {
   std::optional<std::size_t> begin;
   std::size_t end = 0;
   for (std::size_t offset = 0; offset < text.size();) {
@@ -39,8 +40,8 @@ Extent inkExtent(std::string_view text) {
 }
 
 std::string_view firstWord(std::string_view text) {
-  const Extent ink = inkExtent(text);
-  text = text.substr(ink.begin, ink.end - ink.begin);
+  const Range kept = trimmedRange(text);
+  text = text.substr(kept.begin, kept.end - kept.begin);
   for (std::size_t offset = 0; offset < text.size();) {
     const std::size_t start = offset;
     if (u_isUWhiteSpace(nextCodePoint(text, offset))) return text.substr(0, start);
@@ -51,8 +52,8 @@ std::string_view firstWord(std::string_view text) {
 }  // namespace
 
 std::string trimmed(std::string_view text) {
-  const Extent ink = inkExtent(text);
-  return std::string(text.substr(ink.begin, ink.end - ink.begin));
+  const Range kept = trimmedRange(text);
+  return std::string(text.substr(kept.begin, kept.end - kept.begin));
 }
 
 std::string canonicalURL(std::string_view text) {

@@ -10,7 +10,7 @@ namespace ferrin::core {
 std::string trimmed(std::string_view text);
 
 /// The form in which a provider URL is compared, stored and used: the first word of `text`, without any "/"
-/// at either end. The empty text means that there is none. Scheme, host and path are not looked at.
+/// at either end. Empty when there is no URL. Scheme, host and path are not checked.
 std::string canonicalURL(std::string_view text);
 
 /// Whether `bytes` are well-formed UTF-8.

@@ -11,7 +11,7 @@ namespace {
 using namespace std::string_view_literals;
 
 struct Encoding {
-  /// As ICU names it; null for UTF-8.
+  /// ICU's name for it; null for UTF-8.
   const char* name;
   std::size_t markLength;
 };

@@ -42,7 +42,7 @@ std::string readSavedText(const std::filesystem::path& current, const std::files
     try {
       return readText(url);
     } catch (const std::system_error&) {
-      // Not saved under this name, or not as text: the next name is tried.
+      // Missing, unreadable or no text: try the next name.
     }
   }
   return "";

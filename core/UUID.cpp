@@ -31,7 +31,7 @@ UUID UUID::random() {
   return result;
 }
 
-// Boost's own reader takes braces and a form without hyphens as well.
+// Boost's own parser also accepts braces and a form without hyphens.
 std::optional<UUID> UUID::parse(std::string_view text) {
   if (text.size() != canonicalLength) return std::nullopt;
   UUID result;

@@ -12,10 +12,10 @@
 namespace ferrin::core {
 
 struct UUID {
-  /// A new one, from the system's random numbers. Throws std::runtime_error when there are none to be had.
+  /// A random one (RFC 4122, version 4) from the system's generator. Throws std::runtime_error when that
+  /// fails.
   static UUID random();
-  /// Takes the canonical form alone, 36 characters with hyphens, in either case of letters; nothing for any
-  /// other text.
+  /// Accepts the canonical form only: 36 characters with hyphens, upper or lower case.
   static std::optional<UUID> parse(std::string_view text);
 
   /// The canonical form, in upper case.

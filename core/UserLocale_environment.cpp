@@ -1,4 +1,4 @@
-// The locale where the environment holds it.
+// The locale, from the environment.
 
 #include <cstdlib>
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace ferrin::core {
 
-// "C" and "POSIX" ask for the order of bytes, which is meant for programs and not for a list of names.
+// "C" and "POSIX" mean the order of bytes, which no user expects of a list of names.
 std::string userLocale() {
   for (const char* variable : {"LC_ALL", "LC_COLLATE", "LANG"}) {
     const char* value = std::getenv(variable);

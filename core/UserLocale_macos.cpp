@@ -1,4 +1,4 @@
-// The locale where it is a setting of the desktop: a program started from there has none in its environment.
+// The locale, from the desktop's settings: a program that the desktop starts has none in its environment.
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* setsidProgram = "/usr/bin/setsid";
 
-/// How a program is started: its streams, and signals as a fresh process has them.
+/// The attributes that a program is started with: its streams, and signals at their defaults.
 class Start {
  public:
   Start() {
@@ -92,7 +92,7 @@ std::int32_t waitFor(pid_t child, const std::string& program) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// The output is taken while the program runs: a program that fills the pipe is not left waiting for us.
+/// Reads the output while the program runs: it would block once the pipe is full.
 CommandResult runToEnd(const std::string& program, const std::vector<std::string>& arguments) {
   Pipe pipe = openPipe();
   Start start;
@@ -104,7 +104,7 @@ CommandResult runToEnd(const std::string& program, const std::vector<std::string
   return {waitFor(child, program), std::move(output)};
 }
 
-CommandResult handOver(const std::string& program, const std::vector<std::string>& arguments) {
+CommandResult forkDetached(const std::string& program, const std::vector<std::string>& arguments) {
   std::vector<std::string> all{"--fork", program};
   all.insert(all.end(), arguments.begin(), arguments.end());
   Start start;
@@ -124,7 +124,7 @@ CommandResult run(const std::string& program, const std::vector<std::string>& ar
 
 CommandResult runDetached(const std::string& program, const std::vector<std::string>& arguments) {
   try {
-    return handOver(program, arguments);
+    return forkDetached(program, arguments);
   } catch (const std::exception& failure) {
     return {-1, core::localizedDescription(failure)};
   }

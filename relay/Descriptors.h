@@ -1,5 +1,5 @@
 #pragma once
-// What descriptors a started program gets, where the systems differ.
+// Which descriptors a started program inherits. The systems differ in how that is said.
 
 #include <spawn.h>
 
@@ -15,8 +15,8 @@ struct Pipe {
 /// Both ends are close-on-exec. Throws std::system_error.
 Pipe openPipe();
 
-/// Lets a program keep its first three descriptors only, whatever this process was itself started with.
-/// Called after all other actions have been added.
+/// Makes a started program inherit its first three descriptors only, including none that this process was
+/// started with. To be called after all other actions have been added.
 void keepOnlyStandardStreams(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes);
 
 }  // namespace ferrin::relay

@@ -14,10 +14,12 @@ namespace ferrin::relay {
 /// hold.
 std::string propertyList(const ServiceDefinition& definition);
 
-/// Definitions are ~/Library/LaunchAgents/LABEL.plist. The log's folder is launchd's affair and is not made,
-/// and the relay program is not told: these property lists have six keys, and an environment is none of them.
+/// Defines a service in ~/Library/LaunchAgents/LABEL.plist (launchd.plist(5)). The definition has six keys,
+/// none of them for an environment, so the service does not get `relayProgram`. The log's folder is not made
+/// here: launchd makes it.
 class LaunchdManager : public ServiceManager {
  public:
+  /// Tests pass a stand-in for launchctl.
   explicit LaunchdManager(std::filesystem::path homeDirectory,
                           std::string launchctlProgram = "/bin/launchctl");
 

@@ -18,7 +18,7 @@ void LauncherState::setRunning(bool nowRunning) {
   try {
     core::writeRestricted(locations.runningMarker, nowRunning ? "running" : "stopped");
   } catch (const std::system_error&) {
-    // The marker only serves the next start; what the user sees now is right without it.
+    // The marker matters at the next start only.
   }
 }
 

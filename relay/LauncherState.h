@@ -1,5 +1,5 @@
 #pragma once
-// The one answer to "does the relay run?" that the window and the menu bar share.
+// Whether the relay runs, as the window and the menu bar show it.
 
 #include <functional>
 
@@ -9,24 +9,26 @@
 
 namespace ferrin::relay {
 
-/// Every call, and every call-back, is on one thread: the user interface's.
+/// One object, shared by all views. Every call and every callback is on the main thread. `locations` and
+/// `services` outlive it.
 class LauncherState {
  public:
   using Subscription = core::Subscription;
 
-  /// Asks detectRunningState at once, which blocks.
+  /// Calls detectRunningState, which blocks.
   LauncherState(const core::Locations& locations, ServiceManager& services);
 
   bool isRunning() const { return running; }
 
-  /// Asks detectRunningState again.
+  /// Calls detectRunningState again; blocks, too.
   void refresh();
 
-  /// Records the outcome of an action, in the running marker too. A marker that can't be written changes
-  /// nothing: the state is the new one all the same.
+  /// Sets the state after an action, notifies the observers, and then writes the running marker. A failed
+  /// write is ignored: the state is right, only the next start may show the older one.
   void setRunning(bool nowRunning);
 
-  /// `observer` is told of each change after it has taken effect.
+  /// Calls `observer` after each change of the state, not for the present one. See core::Observers for what
+  /// it may do.
   Subscription subscribe(std::function<void(bool isRunning)> observer);
 
  private:

@@ -19,7 +19,7 @@ std::optional<std::string> reasonNotAccessible(const fs::path& program) {
   return std::generic_category().message(errno);
 }
 
-/// What the first line names behind "#!"; empty for a native program.
+/// The program that a "#!" line names; empty for a native program.
 fs::path interpreterOf(const fs::path& program) {
   std::ifstream file(program, std::ios::binary);
   std::string mark(2, '\0');

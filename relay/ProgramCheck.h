@@ -1,5 +1,6 @@
 #pragma once
-// Why a program would not start, found out before it is tried: service managers answer with a number at best.
+// Why a program can't be started. Asked before a service manager starts it, whose own failure gives no
+// reason.
 
 #include <filesystem>
 #include <optional>
@@ -7,8 +8,8 @@
 
 namespace ferrin::relay {
 
-/// Nothing when `program` can be executed, as can the interpreter that its first line may name; else one line
-/// that names the file at fault and the reason.
+/// No value when `program` can be executed, and the interpreter, too, that a "#!" line names; else one line
+/// with the file at fault and the reason. Never throws.
 std::optional<std::string> reasonNotExecutable(const std::filesystem::path& program);
 
 }  // namespace ferrin::relay

@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The script on its way to its place; gone with this object.
+/// A copy of the script beside its target; the destructor removes it.
 class StagedScript {
  public:
   StagedScript(const fs::path& resource, const fs::path& target) : staged(target.string() + ".installing") {
@@ -25,20 +25,19 @@ class StagedScript {
     fs::remove(staged, ignored);
   }
 
-  /// A link, unlike a renaming, never replaces what appeared there meanwhile.
-  void takePlaceOf(const fs::path& target) const { fs::create_hard_link(staged, target); }
+  /// Unlike rename(2), link(2) never replaces a file that has appeared meanwhile.
+  void install(const fs::path& target) const { fs::create_hard_link(staged, target); }
 
  private:
   const fs::path staged;
 };
 
-/// As an installed script is never refreshed, a half-written one would stay for good: it appears whole or not
-/// at all.
+/// The script appears whole or not at all: a half-written one would never be replaced.
 void installScript(const fs::path& resource, const fs::path& target) {
   if (fs::exists(target)) return;
   if (!fs::exists(resource)) throw core::LauncherError(2, "找不到内置代理");
   core::makeFolders(target.parent_path());
-  StagedScript(resource, target).takePlaceOf(target);
+  StagedScript(resource, target).install(target);
 }
 
 std::string upstreamURL(const fs::path& file) {
@@ -47,7 +46,7 @@ std::string upstreamURL(const fs::path& file) {
   return url;
 }
 
-void demand(const CommandResult& result) {
+void throwUnlessSucceeded(const CommandResult& result) {
   if (result.status != 0) throw core::LauncherError(result.status, result.output);
 }
 
@@ -73,9 +72,9 @@ void installAndStartService(const core::Locations& locations, ServiceManager& se
   const std::string upstream = upstreamURL(locations.upstreamURLFile);
   services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL,
                    relayProgram(proxyResource)});
-  services.bootout(core::serviceLabel);  // fails, harmlessly, where the relay is not loaded
-  demand(services.bootstrap(core::serviceLabel));
-  demand(services.kickstart(core::serviceLabel));
+  services.bootout(core::serviceLabel);  // fails where the relay is not loaded, which does not matter
+  throwUnlessSucceeded(services.bootstrap(core::serviceLabel));
+  throwUnlessSucceeded(services.kickstart(core::serviceLabel));
 }
 
 void stopServices(ServiceManager& services) {

@@ -1,5 +1,5 @@
 #pragma once
-// Installing, starting and stopping the relay as a service of this user.
+// Installing, starting and stopping the relay (the program of proxy/) as a service of this user.
 
 #include <filesystem>
 #include <string>
@@ -11,21 +11,22 @@
 
 namespace ferrin::relay {
 
-/// The relay's program and arguments. The key is not among them, only the file that holds it.
+/// The relay's program and arguments. They name the file with the key, never the key.
 std::vector<std::string> relayCommandLine(const core::Locations& locations, std::string_view upstream);
 
-/// Installs the relay script unless something lies in its place already (an installed script is never touched
-/// again), defines the service for the URL now in `upstreamURLFile`, and starts it, or starts it afresh.
-/// `proxyResource` is the script that came with the application; the relay program that came with both is
-/// what the definition tells the installed script, which may be older.
+/// Installs the relay script unless a file is in its place already (an installed script is never changed),
+/// defines the service for the URL in `upstreamURLFile`, and starts or restarts it. `proxyResource` is the
+/// script that comes with the application; the definition tells the installed script, which may be older,
+/// where the relay program of this application is.
 ///
-/// The first step that fails ends it, and nothing done before is undone. Throws LauncherError (2 without a
-/// script, 3 without an upstream URL, else the manager's status and output) and the platform's file errors.
-/// Whether the relay then listens is not looked at.
+/// Stops at the first step that fails; earlier steps are not undone. Throws LauncherError (2 without a
+/// script, 3 without an upstream URL, else the manager's status and output) and the file system's errors.
+/// Does not wait until the relay listens. Blocks while the manager works; one call at a time, on any thread.
 void installAndStartService(const core::Locations& locations, ServiceManager& services,
                             const std::filesystem::path& proxyResource);
 
-/// Stops the relay under both of its labels, whatever the manager answers. Files stay as they are.
+/// Stops the relay under both of its labels and ignores what the manager answers. Changes no file. Never
+/// throws; blocks.
 void stopServices(ServiceManager& services);
 
 }  // namespace ferrin::relay

@@ -1,5 +1,5 @@
 #pragma once
-// Whether the relay is taken to be running.
+// Whether the relay counts as running.
 
 #include <string_view>
 
@@ -8,12 +8,13 @@
 
 namespace ferrin::relay {
 
-/// The first source that knows decides: the running marker, which records what the user last asked for; the
-/// service manager, for both labels; the agent's configuration, where it names the relay. A source that can't
-/// be read knows nothing; never fails. Blocks while the manager is asked.
+/// The first source that gives an answer decides: the running marker, with the outcome of the user's last
+/// action; the service manager, where the relay runs under one of its labels; the agent's configuration, by
+/// namesLocalRelay. A source that can't be read gives none; without any answer the relay is stopped. Never
+/// throws. Blocks while the manager is asked.
 bool detectRunningState(const core::Locations& locations, ServiceManager& services);
 
-/// Whether a line of the agent's configuration sends it to a relay on this machine.
+/// Whether a line of the agent's configuration sets a relay on this machine as its base URL.
 bool namesLocalRelay(std::string_view configuration);
 
 }  // namespace ferrin::relay

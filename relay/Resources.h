@@ -1,19 +1,20 @@
 #pragma once
-// Files that come with the application, found relative to the running program, installed or in a build tree.
+// The files that come with the application, relative to the running program, in an install and in a build
+// tree.
 
 #include <filesystem>
 
 namespace ferrin::relay {
 
-/// The running program's own file. Throws std::system_error.
+/// The running program's own file, symbolic links resolved. Throws std::system_error.
 std::filesystem::path executablePath();
 
-/// The relay script that comes with the program at `executable`: in the bundle's Resources, else in share/ of
-/// its prefix. Empty when neither has one.
+/// The relay script that belongs to the program at `executable`: from the bundle's Resources, else from
+/// share/ of its prefix. Empty when there is none.
 std::filesystem::path proxyResource(const std::filesystem::path& executable);
 
-/// The relay program that comes with the script at `resource`: in the bundle's Helpers, else in libexec/ of
-/// its prefix. Empty when neither has one.
+/// The relay program that belongs to the script at `resource`: from the bundle's Helpers, else from libexec/
+/// of its prefix. Empty when there is none.
 std::filesystem::path relayProgram(const std::filesystem::path& resource);
 
 }  // namespace ferrin::relay

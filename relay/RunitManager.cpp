@@ -16,13 +16,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// How long a service may take to end before it is killed. The relay needs 4 s at most.
+/// A service that has not ended after this is killed. The relay needs 4 s at most.
 constexpr std::chrono::seconds endDeadline{7};
-/// How long a killed service may take to be started again, or runsv to begin; runsv needs a second at most.
+/// For runsv to start, or to start a service again; it needs a second at most.
 constexpr std::chrono::seconds startDeadline{5};
 constexpr std::chrono::milliseconds pollInterval{10};
 
-bool holdsWithin(std::chrono::seconds timeout, const std::function<bool()>& condition) {
+bool becomesTrueWithin(std::chrono::seconds timeout, const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
@@ -31,7 +31,7 @@ bool holdsWithin(std::chrono::seconds timeout, const std::function<bool()>& cond
   return true;
 }
 
-/// One word for sh, whatever it holds.
+/// One word for sh, which expands nothing in it.
 std::string quotedForShell(std::string_view word) {
   std::string result = "'";
   for (const char character : word) {
@@ -41,8 +41,8 @@ std::string quotedForShell(std::string_view word) {
   return result + "'";
 }
 
-/// One word of a desktop entry's Exec line: quoted there, then escaped once more as every string of the
-/// format.
+/// One word of a desktop entry's Exec key: quoted, and then escaped as every string of that format (Desktop
+/// Entry Specification, "The Exec key").
 std::string quotedForDesktopEntry(std::string_view word) {
   std::string result = "\"";
   for (const char character : word) {
@@ -154,7 +154,7 @@ CommandResult RunitManager::bootstrap(std::string_view label) {
   return started.status == 0 ? awaitSupervisor(label) : started;
 }
 
-/// sv's own "restart" can be back before the old process is gone, and looks only every half second.
+/// Not `sv restart`: that can return before the old process has ended, and looks only every 420 ms.
 CommandResult RunitManager::kickstart(std::string_view label) {
   const std::string pidBefore = pidIn(serviceFolder(label));
   for (const char* order : {"up", "term"}) {
@@ -173,13 +173,13 @@ bool RunitManager::isRunning(std::string_view label) {
 CommandResult RunitManager::awaitSupervisor(std::string_view label) const {
   CommandResult status;
   const bool supervised =
-      holdsWithin(startDeadline, [&] { return isSupervised(status = sv({"status"}, label)); });
+      becomesTrueWithin(startDeadline, [&] { return isSupervised(status = sv({"status"}, label)); });
   return supervised ? CommandResult{} : CommandResult{1, status.output};
 }
 
 bool RunitManager::hasOtherPid(std::string_view label, const std::string& pidBefore,
                                std::chrono::seconds timeout) const {
-  return holdsWithin(timeout, [&] {
+  return becomesTrueWithin(timeout, [&] {
     const std::string pid = pidIn(serviceFolder(label));
     return !pid.empty() && pid != pidBefore;
   });

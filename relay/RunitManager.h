@@ -1,5 +1,5 @@
 #pragma once
-// runit's supervisor, run by the user: for Linux systems without a systemd user manager.
+// runit's supervisor runsv(8), run by the user without privileges.
 
 #include <chrono>
 #include <filesystem>
@@ -12,18 +12,19 @@
 
 namespace ferrin::relay {
 
-/// The script that runsv starts and, when it ends, starts again. Throws std::invalid_argument for a NUL
+/// The script that runsv runs, and runs again whenever it ends. Throws std::invalid_argument for a NUL
 /// character.
 std::string runScript(const ServiceDefinition& definition);
 
-/// The desktop entry that supervises the service folder again at the next login.
+/// The desktop entry that starts runsv at the next login.
 std::string autostartEntry(const std::filesystem::path& runsv, const std::filesystem::path& serviceFolder);
 
-/// Definitions are ~/.local/share/ferrin-relay/sv/LABEL/run and ~/.config/autostart/LABEL.desktop. The
-/// supervisor is detached: it lives on without the application, and ends with bootout.
+/// Defines a service in ~/.local/share/ferrin-relay/sv/LABEL/run, and its start at login in
+/// ~/.config/autostart/LABEL.desktop. bootstrap starts a runsv that is detached from this process and runs
+/// until bootout.
 class RunitManager : public ServiceManager {
  public:
-  /// `programFolder` holds runsv and sv.
+  /// `programFolder` has runsv and sv.
   explicit RunitManager(std::filesystem::path homeDirectory,
                         std::filesystem::path programFolder = "/usr/bin");
 

@@ -1,5 +1,6 @@
 #pragma once
-// What the application asks of the system's per-user service manager, whichever it is.
+// A service manager of the user's, whichever the system has: the seam between the application and launchd,
+// systemd and others.
 
 #include <filesystem>
 #include <memory>
@@ -12,20 +13,21 @@
 
 namespace ferrin::relay {
 
-/// The facts that every manager's definition holds. All of them also start the service at login, restart it
-/// whenever it exits, and append both of its streams to the one log file.
+/// What every manager's definition holds. Every manager also starts the service at login, restarts it
+/// whenever it exits, and appends both of its streams to the log file.
 struct ServiceDefinition {
   std::string label;
   /// The program, an absolute path, and its arguments.
   std::vector<std::string> commandLine;
   std::filesystem::path logFile;
-  /// Told to the service as $FERRIN_RELAY_PROGRAM, by managers whose definition has a place for that; empty
-  /// when there is nothing to tell.
+  /// Passed to the service as $FERRIN_RELAY_PROGRAM by managers whose definition can hold an environment;
+  /// empty for none.
   std::filesystem::path relayProgram = {};
 };
 
-/// Every call blocks until the manager has answered. Safe from any thread, as long as a label is defined and
-/// started by one thread at a time.
+/// Every call blocks until the manager has answered, and runs external programs for that. Only `define`
+/// throws: the others return the exit status and the output of the program that failed. Safe from any thread,
+/// as long as one thread at a time works on a label.
 class ServiceManager {
  public:
   virtual ~ServiceManager() = default;
@@ -35,17 +37,18 @@ class ServiceManager {
   /// std::invalid_argument where the manager's format can't hold a value.
   virtual void define(const ServiceDefinition& definition) = 0;
 
-  /// Stops the service and forgets it until the next login or bootstrap. The definition stays. Fails,
-  /// harmlessly, where there is no such service.
+  /// Stops the service and unloads it until the next login or bootstrap. The definition stays. Where there is
+  /// no such service, fails and changes nothing.
   virtual CommandResult bootout(std::string_view label) = 0;
 
-  /// Takes up the definition that this object has last written, for `label`, and starts it. The output of a
-  /// failure is for a person.
+  /// Loads the definition of `label`, which this object has written last, and starts the service. The output
+  /// of a failure is shown to the user.
   virtual CommandResult bootstrap(std::string_view label) = 0;
 
-  /// Ends the running instance, if any, and starts it again; returns once the old one is gone.
+  /// Ends the running process, if any, and starts another; returns after the old one has ended.
   virtual CommandResult kickstart(std::string_view label) = 0;
 
+  /// False, too, when the manager gives no answer.
   virtual bool isRunning(std::string_view label) = 0;
 };
 

@@ -37,7 +37,7 @@ std::string escaped(char character) {
   return code.data();
 }
 
-/// One word of a command line, whatever it holds.
+/// One word of a command line, in which systemd expands nothing (systemd.service(5), "Command lines").
 std::string quotedWord(std::string_view word) {
   std::string result = "\"";
   for (const char character : word) {
@@ -47,7 +47,7 @@ std::string quotedWord(std::string_view word) {
   return result + '"';
 }
 
-/// A path that stands alone behind "=": it is not unquoted, and ends with its line.
+/// A path that is a whole value: systemd takes quotes in it literally, and it ends with its line.
 std::string plainPath(const std::filesystem::path& path) {
   std::string result;
   for (const char character : path.string()) {
@@ -59,8 +59,8 @@ std::string plainPath(const std::filesystem::path& path) {
   return result;
 }
 
-/// The colon keeps "$" from being taken for a variable. systemd takes any argument, but not any program: it
-/// refuses the unit at start, without a reason, so the reason is given here.
+/// The colon turns off the expansion of "$". systemd accepts every argument but not every program path: it
+/// would refuse the unit at start without a reason.
 std::string execStart(const std::vector<std::string>& commandLine) {
   const std::string& program = commandLine.front();
   if (program.find_first_of("\"'\\\x7f") != std::string::npos) {
@@ -129,7 +129,7 @@ ManagerOrReason SystemdManager::find(const UserSession& session) {
   return {std::make_unique<SystemdManager>(session.home, session.runtimeFolder), ""};
 }
 
-/// This process may have been started outside a session, from cron say, where the variable is not set.
+/// The variable is not set where this process was started outside a session, by cron say.
 CommandResult SystemdManager::systemctl(std::vector<std::string> arguments) const {
   std::vector<std::string> all{"XDG_RUNTIME_DIR=" + runtime.string(), program, "--user", "--quiet"};
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));

@@ -14,9 +14,9 @@ namespace ferrin::relay {
 /// The service's unit file. Throws std::invalid_argument for a value that a unit can't hold.
 std::string systemdUnit(const ServiceDefinition& definition);
 
-/// Definitions are ~/.config/systemd/user/LABEL.service; the log's folder is made with them, as a service
-/// whose log can't be opened is not started. A bootout leaves the unit enabled: the next login starts it
-/// again.
+/// Defines a service in ~/.config/systemd/user/LABEL.service (systemd.service(5)), and makes the log's
+/// folder: without it the service would not start. bootout leaves the unit enabled, so that the next login
+/// starts it again.
 class SystemdManager : public ServiceManager {
  public:
   /// `runtimeFolder` is the user's XDG_RUNTIME_DIR, where the manager listens.
