@@ -1,5 +1,5 @@
 #pragma once
-// The ChatGPT desktop application, restarted so that it reads the changed configuration.
+// Restarting the ChatGPT desktop application, so that it reads the changed configuration.
 
 #include <chrono>
 #include <functional>
@@ -8,10 +8,10 @@
 
 namespace ferrin::agentconfig {
 
-/// Runs a program by absolute path to its end. What it answers is nobody's business here.
+/// Runs a program, named by its absolute path, and waits for its end. Its result is ignored.
 using CommandRunner =
     std::function<void(const std::string& program, const std::vector<std::string>& arguments)>;
-/// Blocks the caller for as long as it is told.
+/// Blocks the calling thread for that long.
 using Pause = std::function<void(std::chrono::milliseconds)>;
 
 struct Command {
@@ -19,19 +19,19 @@ struct Command {
   std::vector<std::string> arguments;
 };
 
-/// How an application is ended, helpers included, and started again.
+/// What ends an application, its helpers included, and what starts it.
 struct ApplicationCommands {
   Command end;
   Command start;
 };
 
 ApplicationCommands chatGPTCommandsOnMacOS();
-/// Ends the application, waits one second, starts it. With no commands, only the second passes.
+/// Ends the application, waits one second, and starts it. With a null `application`, only waits.
 void restart(const ApplicationCommands* application, const CommandRunner& run, const Pause& pause);
 
 void sleepThread(std::chrono::milliseconds duration);
-/// Restarts ChatGPT where the system has it, else waits one second; blocks the caller. Nothing is reported, a
-/// ChatGPT that is not installed included. Throws only what `run` and `pause` throw.
+/// Restarts ChatGPT on systems that it exists for, and only waits a second on others. Reports nothing, not
+/// even that ChatGPT is not installed. Throws what `run` and `pause` throw. Blocks the calling thread.
 void restartChatGPTApplication(const CommandRunner& run, const Pause& pause = sleepThread);
 
 }  // namespace ferrin::agentconfig

@@ -1,5 +1,5 @@
-// For systems without a ChatGPT application. A pkill that may be there is left alone: it would end whatever
-// mentions the application's path on its command line.
+// For systems without a ChatGPT application. pkill is not called: it would end any process with the
+// application's path on its command line.
 
 #include "agentconfig/ChatGPTApplication.h"
 

@@ -7,13 +7,13 @@
 namespace ferrin::agentconfig {
 namespace {
 
-// The white space is possessive: what it has taken is never given back, since no equals sign is among it and
-// any rest of a line will do. An expression that may give it back spends its time on long runs.
+// The white space is matched possessively: backtracking into it can't find another match, and would take
+// quadratic time on long runs.
 std::string assignmentTo(std::string_view key) { return "(?m)^\\Q" + std::string(key) + "\\E\\s*+=\\s*+.*"; }
 
 }  // namespace
 
-// The line without its end serves as the replacement, where `\"` is a quote, and as the first line, where it
+// One text serves as the replacement, in which `\"` stands for a quote, and as the added line, in which it
 // stays as it is.
 std::string replaceLine(std::string_view text, std::string_view key, std::string_view value) {
   const std::string line = std::string(key) + " = \\\"" + std::string(value) + "\\\"";

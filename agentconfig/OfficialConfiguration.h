@@ -1,5 +1,5 @@
 #pragma once
-// The agent tool's configuration, taken back to the official provider.
+// Restoring the agent tool's configuration to the official provider.
 
 #include <filesystem>
 #include <string>
@@ -9,18 +9,18 @@
 
 namespace ferrin::agentconfig {
 
-/// `text` with the official provider chosen, without the base URL's override and without the lines of the
-/// custom provider's table. The table's header counts when a line feed follows it directly; the next line
-/// that begins with `[`, be it a table below this one, is kept. Throws PatternError.
+/// `text` with the official provider chosen, and without the base URL's override and the custom provider's
+/// table. The table's header matches only when a line feed follows it directly. The table ends before the
+/// next line that begins with `[`, also where that is a table below it. Throws PatternError.
 std::string officialConfiguration(std::string_view text);
 
-/// Where restoring keeps the configuration as it was.
+/// The file that keeps the configuration as it was before the last restore.
 std::filesystem::path configurationBackup(const core::Locations& locations);
 
-/// Writes the backup, replacing an earlier one, then the official configuration; each is 0600 and ends with
-/// one more line feed than was read. Throws LauncherError 7 where there is no configuration,
-/// std::system_error or PatternError; the configuration is then as it was, and with a failure before the
-/// backup is written, the earlier backup too.
+/// Writes the backup, replacing an earlier one, and then the official configuration; each is 0600 and ends
+/// with one more line feed than was read. Throws LauncherError 7 without a configuration, std::system_error
+/// or PatternError. After any failure the configuration is unchanged; the earlier backup is, too, unless the
+/// new one had been written. Blocks; safe from any thread.
 void restoreOfficialConfiguration(const core::Locations& locations);
 
 }  // namespace ferrin::agentconfig

@@ -67,7 +67,7 @@ std::optional<std::string> Pattern::replacingMatches(std::string_view text,
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::RegexMatcher> match(compiled->icu->matcher(input, status));
   check(status);
-  match->setStackLimit(0, status);  // a long text is no reason to fail
+  match->setStackLimit(0, status);  // unlimited: a long text must not fail
 
   icu::UnicodeString result;
   std::int32_t copied = 0;

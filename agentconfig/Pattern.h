@@ -14,6 +14,7 @@ struct PatternError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A compiled expression.
 class Pattern {
  public:
   /// Throws PatternError.
@@ -22,10 +23,10 @@ class Pattern {
   Pattern& operator=(const Pattern&) = delete;
   ~Pattern();
 
-  /// `text`, which is UTF-8, with every match replaced; nothing when there is no match. In `replacement` a
+  /// `text`, which is UTF-8, with every match replaced; no value when there is no match. In `replacement` a
   /// backslash makes the next character literal, and `$` with one digit stands for that group: `$0` for the
-  /// whole match, none for a group that the expression hasn't got. Any other `$` is itself. Throws
-  /// PatternError.
+  /// whole match, the empty text for a group that the expression lacks. Any other `$` is literal. Throws
+  /// PatternError. Safe from several threads at once.
   std::optional<std::string> replacingMatches(std::string_view text, std::string_view replacement) const;
 
  private:

@@ -1,28 +1,29 @@
 #pragma once
-// What the views ask of the application around them, whichever toolkit it is made with.
+// What the views need from the application around them: the seam to the toolkit.
 
 #include <string>
 #include <string_view>
 
 namespace ferrin::app {
 
-/// Identifies the window that holds the ContentView.
+/// The identifier of the window with the ContentView.
 inline constexpr std::string_view mainWindow = "main";
 
-/// Every call is on the main thread.
+/// Every call is on the main thread and throws nothing.
 class ApplicationShell {
  public:
   virtual ~ApplicationShell() = default;
 
-  /// Brings the application to the front, taking the focus from others.
+  /// Brings the application to the front and gives it the focus.
   virtual void activate() = 0;
-  /// Opens the window, or brings forward the one that is open.
+  /// Opens the window, or brings it to the front when it is open. Ignores unknown identifiers.
   virtual void openWindow(std::string_view identifier) = 0;
   /// Hides all windows of the application.
   virtual void hide() = 0;
-  /// Shows a failure and returns once the user has dismissed it.
+  /// Shows a failure and returns when the user has dismissed it. The event loop runs meanwhile: any other
+  /// call may arrive before this one returns.
   virtual void showAlert(const std::string& description) = 0;
-  /// Ends the application. The relay runs on.
+  /// Ends the event loop. The relay keeps running.
   virtual void terminate() = 0;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// What the window and the menu work with.
+// What the window and the menu are given to work with.
 
 #include <filesystem>
 #include <functional>
@@ -13,18 +13,18 @@
 
 namespace ferrin::app {
 
-/// Everything referred to outlives the views. `dispatcher` goes next, before what the work that it runs uses:
-/// `locations` and `services`. `httpClient` goes before `dispatcher`, to which its answers are handed on.
+/// All of it outlives the views. After them `httpClient` is destroyed, whose answers go to `dispatcher`; then
+/// `dispatcher`, whose work uses `locations` and `services`; then the rest.
 struct Collaborators {
   const core::Locations& locations;
   relay::ServiceManager& services;
-  /// The relay script that came with the application.
+  /// The relay script that comes with the application; see relay/Resources.h.
   std::filesystem::path proxyResource;
   relay::LauncherState& launcherState;
   Dispatcher& dispatcher;
   providertest::HttpClient& httpClient;
   ApplicationShell& application;
-  /// Ends ChatGPT and starts it again; blocks, and throws nothing.
+  /// Restarts the ChatGPT application; blocks, throws nothing.
   std::function<void()> restartChatGPTApplication;
 };
 

@@ -20,8 +20,7 @@ namespace {
 
 constexpr std::string_view referenceConfigurationFlag = "--apply-reference-config";
 
-/// In one call where the system lets it, so that lines of several processes don't mix. What can't be written
-/// is lost.
+/// In one write(2) if possible, so that the lines of several processes don't mix. Errors are ignored.
 void writeLine(int descriptor, const std::string& text) {
   const std::string line = text + '\n';
   for (std::string_view rest = line; !rest.empty();) {

@@ -1,5 +1,5 @@
 #pragma once
-// The application without an interface: the saved upstream is applied again, and the outcome told in one
+// The application without an interface: it applies the saved upstream again and prints the outcome in one
 // line.
 
 #include <filesystem>
@@ -10,17 +10,17 @@
 
 namespace ferrin::app {
 
-/// Whether one of the process's arguments asks for this mode. All others are ignored.
+/// Whether one of the arguments is the flag of this mode. All others are ignored.
 bool isReferenceConfigurationRequested(std::span<const char* const> arguments);
 
-/// Installs and starts the relay for the saved URL and key, taken from their legacy names where they have no
-/// current ones; both are rewritten under the current names first. Throws LauncherError 6 when either is
-/// missing (nothing is written then), and what writeRestricted and installAndStartService throw.
+/// Installs and starts the relay for the saved URL and key, which are read with a fallback to their legacy
+/// names and first written back under the current ones. Throws LauncherError 6 when either is missing, before
+/// anything is written, and what writeRestricted and installAndStartService throw.
 void applyReferenceConfiguration(const core::Locations& locations, relay::ServiceManager& services,
                                  const std::filesystem::path& proxyResource);
 
-/// The whole mode, for this process's user: applies, writes its one line to standard output or standard
-/// error, and returns the exit status. Never throws.
+/// The whole mode, for this process's user: applies, writes one line to standard output or, after a failure,
+/// to standard error, and returns the exit status, 0 or 1.
 int runReferenceConfiguration() noexcept;
 
 }  // namespace ferrin::app

@@ -1,5 +1,5 @@
 #pragma once
-// What the main window shows and accepts, as rules on values.
+// What the main window shows and accepts: pure functions.
 
 #include <optional>
 #include <string>
@@ -12,7 +12,7 @@ namespace ferrin::app {
 
 enum class StatusColour { secondary, red };
 
-/// Red for what begins with "失败", and for nothing else: "Error: " is not red.
+/// Red for texts that begin with "失败" only; "Error: " is not red.
 StatusColour statusColour(std::string_view status);
 
 enum class RelayAction { apply, stop };
@@ -33,13 +33,13 @@ struct RelayButton {
 
 RelayButton relayButton(bool isRunning, bool isWorking);
 
-/// Enabled for a prompt with something visible in it.
+/// Enabled unless the prompt is blank or a test is under way.
 Button sendButton(bool isSending, std::string_view prompt);
 
-/// Any text shows the panel, one of blanks too.
+/// True for every text that is not empty, blanks included.
 bool showsResponse(std::string_view response);
 
-/// An entry of the profile picker; `id` is what choosing it selects.
+/// An entry of the profile picker; `id` becomes selectedProfileID when it is chosen.
 struct PickerEntry {
   std::string name;
   std::string id;
@@ -47,19 +47,18 @@ struct PickerEntry {
   bool operator==(const PickerEntry&) const = default;
 };
 
-/// "Current profile", which stands for no saved one and selects the empty text, then the profiles in their
-/// order.
+/// "Current profile", with the empty text as its id, and then the profiles in their order.
 std::vector<PickerEntry> pickerEntries(const core::ProviderProfiles& profiles);
 
-/// The profile with that canonical id text, compared as it is written.
+/// The first profile with that canonical id text; the comparison is case-sensitive.
 std::optional<core::ProviderProfile> profileWithID(const core::ProviderProfiles& profiles,
                                                    std::string_view id);
 
-/// Whether each text that a profile can't be without is there.
+/// Whether every required text of the profile is filled in.
 bool hasRequiredTexts(const core::ProviderProfile& profile);
 
-/// Why this can't be applied, as the status says it; the first of several reasons. `url` and `model` come
-/// canonical and trimmed.
+/// The status text for a form that can't be applied; the first reason of several, no value for a valid form.
+/// `url` is canonical and `model` trimmed.
 std::optional<std::string> reasonNotToApply(std::string_view url, std::string_view key,
                                             std::string_view model);
 

@@ -32,7 +32,7 @@ std::optional<core::ProviderProfile> ContentView::selectedProfile() const {
   return profileWithID(profiles, selectedProfileID.get());
 }
 
-/// Saving changes the selection before it has set its last status, and what loading says comes after that.
+/// saveForm changes the selection before it sets its last status; loading has to come after that.
 void ContentView::selectionChanged(const std::string& id) {
   if (!isSaving) loadProfile(id);
 }

@@ -1,6 +1,6 @@
 #pragma once
-// The main window without a toolkit: its state and its actions. How it looks is the toolkit's; what it shows
-// follows from the fields by ContentRules.h.
+// The main window without a toolkit: its state and its actions. ContentRules.h says what it shows for a
+// state; app/qt/window/ draws it.
 
 #include <functional>
 #include <memory>
@@ -14,8 +14,11 @@
 
 namespace ferrin::app {
 
-/// Lives on the main thread. No action throws; each says in `status` or `response` how it went. Results of
-/// background work that arrive after the view has gone are dropped.
+/// Used and destroyed on the main thread. No action throws: each reports in `status` or `response`. Slow work
+/// of `apply` and `restoreOfficial` runs on the dispatcher's background queue with copies of what it needs,
+/// and its result arrives on the main queue; `sendToProvider` works likewise with the client's thread. The
+/// view may be destroyed meanwhile: the work goes on, and its result is discarded. Nothing keeps two actions
+/// from overlapping but the buttons, which `isWorking` and `isSending` disable.
 class ContentView {
  public:
   explicit ContentView(const Collaborators& collaborators);
@@ -35,60 +38,62 @@ class ContentView {
 #include "core/ProfileFields.def"
   Field<bool> restartChatGPT{observers, true};
   Field<std::string> status{observers, "Relay is stopped"};
-  /// While a relay action works in the background.
+  /// True while apply or restoreOfficial works in the background.
   Field<bool> isWorking{observers, false};
   Field<std::string> prompt{observers, ""};
   Field<std::string> response{observers, ""};
-  /// While a provider test is on its way.
+  /// True while a provider test is under way.
   Field<bool> isSending{observers, false};
   /// Sorted by name.
   Field<core::ProviderProfiles> profiles{observers, {}};
-  /// A profile's canonical id text; any other text stands for a new profile. A change, whoever makes it, is
-  /// followed by loadProfile, once, and when the action that made it has ended.
+  /// A profile's canonical id text; any other text means a new profile. Each change calls loadProfile once:
+  /// at once, or at the end of saveProfile when that made the change.
   Field<std::string> selectedProfileID{observers, "",
                                        [this](const std::string& id) { selectionChanged(id); }};
   Field<std::string> profileName{observers, "默认"};
 
-  /// `observer` is told after each change of a field or of the launcher's state, in the middle of an action
-  /// too.
+  /// Calls `observer` after each change of a field or of the launcher's state, also in the middle of an
+  /// action. It may change fields; see core::Observers.
   core::Subscription subscribe(std::function<void()> observer);
 
-  /// Called each time the window appears: asks for the relay's state, then loads what is saved.
+  /// To be called each time the window appears: refreshes the relay's state, then calls
+  /// loadSavedConfiguration.
   void appear();
 
-  /// Takes the profiles and the relay's current URL from disk. The rest of the form is left alone.
+  /// Reads the profiles and the relay's current URL from disk. Keeps the rest of the form.
   void loadSavedConfiguration();
 
   /// Fills the form from the profile with that id text; for any other text does nothing.
   void loadProfile(const std::string& id);
 
-  /// Saves the form as the selected profile, or as a new one, which is then selected. The key goes to a file
-  /// of its own, first; a failure later on leaves it there.
+  /// Saves the form as the selected profile, or as a new one, which it then selects. Writes the key to its
+  /// own file first, which stays when a later step fails; so does the changed list in memory.
   void saveProfile();
 
-  /// The key to use: the typed one, else the profile's, else, for no profile or one whose key file is blank,
-  /// the relay's current one. May be empty. Throws std::system_error when the profile's key file can't be
-  /// read.
+  /// The key to use, trimmed: the typed one; else the profile's; else, without a profile or with a blank key
+  /// file, the relay's current one. May be empty. Throws std::system_error when the profile's key file can't
+  /// be read.
   std::string resolvedKey(const std::optional<core::ProviderProfile>& profile) const;
 
   /// Checks the form, then stores URL and key and starts the relay in the background.
   void apply();
 
-  /// Takes the agent's configuration back to the official provider and then stops the relay, in the
-  /// background.
+  /// Restores the agent's configuration and then stops the relay, in the background. The relay keeps running
+  /// when the restore fails.
   void restoreOfficial();
 
-  /// Stops the relay; blocks until the service manager has answered.
+  /// Stops the relay; blocks while the service manager works.
   void stop();
 
-  /// Sends the prompt to the provider without the relay; the answer ends up in `response`.
+  /// Sends the prompt directly to the provider; `response` shows the answer.
   void sendToProvider();
 
  private:
-  /// Lets steps that are submitted to the main queue find out whether the view is still there.
+  /// Expires with the view: steps on the main queue hold a weak pointer to it.
   using Self = std::shared_ptr<ContentView*>;
   using Step = std::function<void(ContentView& view)>;
-  /// Submits a step to the main queue; callable from any thread, and after the view has gone.
+  /// Submits a step to the main queue. Callable from any thread, also after the view is destroyed: the step
+  /// is discarded then.
   using Poster = std::function<void(Step)>;
 
   Poster poster() const;

@@ -1,4 +1,4 @@
-// The action of the main window that tries a provider without the relay.
+// The action of the main window that tests a provider directly.
 
 #include <utility>
 

@@ -13,7 +13,7 @@
 
 namespace ferrin::app {
 
-// A key that can't be looked up counts as one that was never entered.
+// A key file that can't be read counts as no key.
 std::string ContentView::resolvedKeyOrNone() const {
   try {
     return resolvedKey(selectedProfile());

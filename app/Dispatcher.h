@@ -1,5 +1,5 @@
 #pragma once
-// Where work runs: the main thread, which owns everything that is shown, and beside it.
+// Running work on the main thread, which owns everything that is shown, or in the background.
 
 #include <functional>
 
@@ -11,11 +11,11 @@ class Dispatcher {
 
   virtual ~Dispatcher() = default;
 
-  /// Runs `work` off the main thread, soon; it throws nothing. From any thread.
+  /// Queues `work` for a background thread. Safe from any thread. `work` must not throw.
   virtual void inBackground(Work work) = 0;
 
-  /// Runs `work` on the main thread, after what was submitted before and never from within this call. From
-  /// any thread.
+  /// Queues `work` for the main thread, after all that was queued before; never runs it within this call.
+  /// Safe from any thread. `work` must not throw.
   virtual void onMain(Work work) = 0;
 };
 

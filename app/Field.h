@@ -1,5 +1,5 @@
 #pragma once
-// One piece of a view's state.
+// One value of a view's state that notifies when it changes.
 
 #include <functional>
 #include <utility>
@@ -8,8 +8,9 @@
 
 namespace ferrin::app {
 
-/// Assigning a different value tells the view's observers, then calls `whenChanged` with it. Assigning the
-/// value that it holds does nothing.
+/// Assigning a different value notifies the view's observers and then calls `whenChanged` with the value.
+/// Assigning an equal value does nothing. Observers and `whenChanged` may assign again. The Observers outlive
+/// the field. Not copyable: reading gives the value.
 template <typename Value>
 class Field {
  public:

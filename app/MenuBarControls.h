@@ -1,5 +1,5 @@
 #pragma once
-// The menu bar item without a toolkit: its icon, its menu and what the menu does.
+// The menu bar item without a toolkit: its icon, its menu and the actions of the menu.
 
 #include <functional>
 #include <string_view>
@@ -12,7 +12,7 @@ namespace ferrin::app {
 
 inline constexpr std::string_view menuBarTitle = "Ferrin Relay";
 
-/// Names the symbol to show: filled while the relay runs, else an outline.
+/// The name of the symbol to show: filled while the relay runs, else an outline.
 std::string_view menuBarSymbol(bool isRunning);
 
 enum class MenuAction { none, openWindow, stopRelay, restoreOpenAI, quit };
@@ -30,24 +30,25 @@ struct MenuItem {
 /// Top to bottom.
 std::vector<MenuItem> menuItems(bool isRunning);
 
-/// Lives on the main thread, which every action blocks until it is done.
+/// Used on the main thread, which every action blocks until it has ended. No action throws.
 class MenuBarControls {
  public:
   explicit MenuBarControls(const Collaborators& collaborators);
 
   std::string_view symbol() const;
   std::vector<MenuItem> items() const;
-  /// `observer` is told when symbol and items have changed.
+  /// Calls `observer` after symbol and items have changed.
   core::Subscription subscribe(std::function<void()> observer);
 
+  /// Performs the action of a chosen item.
   void choose(MenuAction action);
 
   void openWindow();
   void stopRelay();
-  /// Restores the agent's configuration, and only then stops the relay; a failure is shown in an alert, and
-  /// nothing else is done.
+  /// Restores the agent's configuration, then stops the relay and restarts ChatGPT. When the restore fails,
+  /// shows an alert and does nothing else.
   void restoreOpenAI();
-  /// Leaves the relay running.
+  /// Quits the application. The relay keeps running.
   void quit();
 
  private:

@@ -7,7 +7,7 @@
 namespace ferrin::app {
 
 void setUpProcess() {
-  std::signal(SIGCHLD, SIG_DFL);  // a parent that ignores it has us ignore it too
+  std::signal(SIGCHLD, SIG_DFL);  // "ignored" is inherited, and loses exit statuses
   constexpr rlimit none{.rlim_cur = 0, .rlim_max = 0};
   setrlimit(RLIMIT_CORE, &none);
 }

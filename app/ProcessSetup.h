@@ -1,10 +1,10 @@
 #pragma once
-// What the process is, whichever way it was started.
+// Settings of the process, the same however it was started.
 
 namespace ferrin::app {
 
-/// Before anything else: the exit status of programs that we run can be had, and no key ends up in a core
-/// dump.
+/// To be called first in main(). Resets SIGCHLD, so that exit statuses of child processes can be read, and
+/// turns core dumps off, which could hold a key.
 void setUpProcess();
 
 }  // namespace ferrin::app

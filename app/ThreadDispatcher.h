@@ -1,5 +1,5 @@
 #pragma once
-// The dispatcher of the running application: one worker thread, and a main queue that its event loop empties.
+// The dispatcher of the running application: one worker thread, and a main queue that the event loop runs.
 
 #include <condition_variable>
 #include <deque>
@@ -12,20 +12,19 @@ namespace ferrin::app {
 
 class ThreadDispatcher : public Dispatcher {
  public:
-  /// `wakeMain` is called, on any thread, when the main queue is no longer empty; it has the event loop call
-  /// runMainQueue soon.
+  /// `wakeMain` is called on any thread when the main queue has become non-empty. It makes the event loop
+  /// call runMainQueue soon, and must not call it itself.
   explicit ThreadDispatcher(std::function<void()> wakeMain);
   ThreadDispatcher(const ThreadDispatcher&) = delete;
   ThreadDispatcher& operator=(const ThreadDispatcher&) = delete;
-  /// Waits for the background work that is under way. What has not begun is dropped, as is all that still
-  /// waits for the main thread.
+  /// Waits for the background work that runs. Discards work that has not started, and the main queue.
   ~ThreadDispatcher() override;
 
   void inBackground(Work work) override;
   void onMain(Work work) override;
 
-  /// Runs what has been waiting for the main thread, and is called there. What is submitted meanwhile is left
-  /// for the next time.
+  /// To be called on the main thread: runs the work that is queued for it. Work that is queued meanwhile
+  /// waits for the next call.
   void runMainQueue();
 
  private:

@@ -1,4 +1,4 @@
-// The application built without its window: the command-line mode, and nothing else.
+// The application built without its window: the command-line mode only.
 
 #include <iostream>
 

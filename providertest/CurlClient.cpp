@@ -27,7 +27,7 @@ void setUpLibrary() {
 
 }  // namespace
 
-/// The thread, and all that only it touches but for the requests that come in.
+/// The thread and its data. Other threads only add requests.
 class CurlClient::Worker {
  public:
   explicit Worker(std::string certificates) : trustedCertificates(std::move(certificates)) {
@@ -65,13 +65,13 @@ class CurlClient::Worker {
       curl_multi_poll(multi.get(), nullptr, 0, millisecondsToNextDeadline(), nullptr);
     }
     for (const auto& transfer : running) {
-      curl_easy_setopt(transfer->handle(), CURLOPT_QUICK_EXIT, 1L);  // no waiting for a name look-up
+      curl_easy_setopt(transfer->handle(), CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up
       curl_multi_remove_handle(multi.get(), transfer->handle());
     }
     running.clear();
   }
 
-  /// False when it is time to stop.
+  /// False when the thread is to end.
   bool startIncoming() {
     Transfers arrived;
     {
@@ -111,6 +111,7 @@ class CurlClient::Worker {
     }
   }
 
+  /// Removes the transfer from libcurl and from `running`.
   std::unique_ptr<CurlTransfer> take(CURL* easy) {
     const auto found = std::find_if(running.begin(), running.end(),
                                     [easy](const auto& transfer) { return transfer->handle() == easy; });

@@ -52,7 +52,8 @@ void CurlTransfer::setRequest() {
 }
 
 void CurlTransfer::setHeaders() {
-  curl_slist* lines = curl_slist_append(nullptr, "Expect:");  // no waiting for a leave to send a long body
+  curl_slist* lines =
+      curl_slist_append(nullptr, "Expect:");  // don't wait for "100 Continue" before a long body
   for (const HttpHeader& header : request.headers) {
     lines = curl_slist_append(lines, (header.name + ": " + header.value).c_str());
   }

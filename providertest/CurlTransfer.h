@@ -1,5 +1,5 @@
 #pragma once
-// One request on its way through libcurl.
+// One request in libcurl, from its start to its completion.
 
 #include <array>
 #include <chrono>
@@ -12,8 +12,8 @@
 
 namespace ferrin::providertest {
 
-/// Stays where it was made, as libcurl holds its address, and on one thread. Whoever performs the request
-/// calls finish or fail, once.
+/// Never moves: libcurl keeps its address. All calls but the constructor are on one thread. Whoever performs
+/// the request calls `finish` or `fail`, exactly one of them and once.
 class CurlTransfer {
  public:
   CurlTransfer(HttpRequest sent, HttpClient::Completion whenDone);
@@ -21,17 +21,18 @@ class CurlTransfer {
   CurlTransfer& operator=(const CurlTransfer&) = delete;
   ~CurlTransfer();
 
-  /// Makes the handle. The time until the deadline begins.
+  /// Makes libcurl's handle and starts the deadline.
   void prepare(const std::string& trustedCertificates);
 
-  /// libcurl's easy handle; null before prepare, and where there was no memory for one.
+  /// libcurl's easy handle; null before `prepare`, and when there was no memory for one.
   void* handle() const { return easy.get(); }
   const HttpRequest& sentRequest() const { return request; }
-  /// When the request is to be given up, unless something happens before.
+  /// The request times out then, unless bytes are sent or received before.
   std::chrono::steady_clock::time_point deadline() const { return lastActivity + request.timeout; }
 
-  /// `outcome` is libcurl's code.
+  /// Calls the completion: with the answer, or with the reason when `outcome`, a CURLcode, is an error.
   void finish(int outcome);
+  /// Calls the completion with an error.
   void fail(std::string why);
 
  private:
@@ -46,8 +47,9 @@ class CurlTransfer {
   void setHeaders();
   void setRules(const std::string& trustedCertificates);
   void setCallbacks();
-  /// False without the memory for it.
+  /// Appends to the body; false when there is no memory.
   bool take(const char* bytes, std::size_t count);
+  /// Moves the deadline when the counts of bytes have changed.
   void note(std::int64_t received, std::int64_t sent);
 
   HttpRequest request;

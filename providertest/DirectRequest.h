@@ -1,5 +1,5 @@
 #pragma once
-// The request that tries a provider without the relay.
+// The request of the direct provider test, which bypasses the relay.
 
 #include <optional>
 #include <string>
@@ -8,7 +8,8 @@
 
 namespace ferrin::providertest {
 
-/// One prompt for one model, asked for in one piece. Nothing when model or prompt is not UTF-8.
+/// Sends one prompt to one model and asks for an answer that is not streamed. No value when model or prompt
+/// is not UTF-8.
 std::optional<HttpRequest> directRequest(const std::string& address, const std::string& key,
                                          const std::string& model, const std::string& prompt);
 

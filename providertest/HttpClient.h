@@ -1,5 +1,5 @@
 #pragma once
-// The one thing that the application asks of the web: a POST request and its answer.
+// A POST request and its answer: all of HTTP that the application uses.
 
 #include <chrono>
 #include <functional>
@@ -21,16 +21,16 @@ struct HttpRequest {
   std::string url;
   std::vector<HttpHeader> headers;
   std::string body;
-  /// How long nothing at all may happen, connecting included, before the request is given up. A slow answer
-  /// that keeps coming is waited for.
+  /// The longest time without a byte in either direction, connecting included. A slow answer that keeps
+  /// coming does not time out.
   std::chrono::milliseconds timeout = std::chrono::seconds(60);
 };
 
-/// How a request ended: with an answer, or with an error and nothing else.
+/// The end of a request: an error alone, or an answer.
 struct HttpResult {
-  /// Why there is no answer, for a person to read.
+  /// Why there is no answer, as the user sees it; without key and header values.
   std::optional<std::string> error;
-  /// The answer's status; nothing when it didn't come by HTTP.
+  /// The answer's status code; no value when it has none.
   std::optional<int> status;
   std::string body;
 };
@@ -41,8 +41,9 @@ class HttpClient {
 
   virtual ~HttpClient() = default;
 
-  /// Returns at once. `completion` is called once, on a thread of the client's own, unless the client goes
-  /// before: then its destructor waits for a completion that is under way, and calls no other.
+  /// Returns at once; safe from any thread. Calls `completion` once, on the client's own thread. It must not
+  /// throw or block, and may call `send`, but not destroy the client. Destroying the client waits for a
+  /// completion that runs, and the others are never called.
   virtual void send(HttpRequest request, Completion completion) = 0;
 };
 

@@ -9,7 +9,7 @@
 namespace ferrin::providertest {
 namespace {
 
-/// libcurl would take a URL without a scheme for http, and send the key in the clear.
+/// libcurl would read a URL without a scheme as http, and send the key unencrypted.
 bool isWebURL(std::string_view url) {
   const auto components = parseURL(url);
   if (!components || !components->host || components->host->empty()) return false;
@@ -19,7 +19,7 @@ bool isWebURL(std::string_view url) {
   return scheme == "http" || scheme == "https";
 }
 
-/// A line break would begin another header.
+/// A line break would start another header (RFC 9112, section 11.1).
 bool fitsInHeader(std::string_view value) {
   return std::none_of(value.begin(), value.end(),
                       [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; });

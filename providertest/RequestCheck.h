@@ -1,5 +1,5 @@
 #pragma once
-// Which requests are not even tried.
+// Requests that are refused before anything is sent.
 
 #include <optional>
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace ferrin::providertest {
 
-/// For a person to read, without the URL, which may hold a password, or a header's value; nothing for a
-/// request that can be sent. Only http and https are spoken, and only to a host that is named.
+/// Why the request is refused, as the user sees it; no value for one that can be sent. Names no URL, which
+/// may hold a password, and no header's value. A request needs http or https, a host, and header values
+/// without control characters.
 std::optional<std::string> reasonToRefuse(const HttpRequest& request);
 
 }  // namespace ferrin::providertest

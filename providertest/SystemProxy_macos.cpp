@@ -1,5 +1,5 @@
-// The proxies of the network settings. A proxy chosen by a script is not used: the request then goes
-// straight.
+// The proxies of the network settings. An automatic configuration script is not run: requests then use no
+// proxy.
 
 #include <CFNetwork/CFNetwork.h>
 #include <CoreFoundation/CoreFoundation.h>

@@ -5,7 +5,7 @@
 
 namespace ferrin::providertest {
 
-// Boost 1.81 lets a path begin right behind the port, as in "http://host:8x".
+// Boost 1.81 accepts a path directly after the port, as in "http://host:8x".
 std::optional<URLComponents> parseURL(std::string_view text) {
   const auto parsed = boost::urls::parse_uri_reference({text.data(), text.size()});
   if (!parsed) return std::nullopt;

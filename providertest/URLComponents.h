@@ -1,5 +1,5 @@
 #pragma once
-// What the application looks at in a URL.
+// The parts of a URL that the application checks.
 
 #include <optional>
 #include <string>
@@ -10,12 +10,12 @@ namespace ferrin::providertest {
 struct URLComponents {
   /// As written; empty for a relative reference.
   std::string scheme;
-  /// Nothing where the text has no "//" to introduce one; that may introduce an empty one.
+  /// No value without a "//"; may be empty with one.
   std::optional<std::string> host;
 };
 
-/// Takes URLs and relative references by RFC 3986, so nothing for a character outside ASCII or a port that is
-/// no number.
+/// Parses a URL or a relative reference (RFC 3986). No value for anything else, such as a character outside
+/// ASCII or a port that is not a number.
 std::optional<URLComponents> parseURL(std::string_view text);
 
 }  // namespace ferrin::providertest
