@@ -106,7 +106,7 @@ void MainWindow::render() {
 }
 
 void MainWindow::renderForm() {
-  controls.picker->show(app::pickerEntries(view.profiles), view.selectedProfileID);
+  controls.picker->showEntries(app::pickerEntries(view.profiles), view.selectedProfileID);
   showText(controls.profileName, view.profileName);
   for (std::size_t row = 0; row < controls.inputs.size(); ++row) {
     showText(controls.inputs[row], view.*app::formRows[row].field);
@@ -123,7 +123,7 @@ void MainWindow::renderProviderTest() {
 }
 
 void MainWindow::renderRelay() {
-  controls.status->show(fromUTF8(view.status.get()), app::statusColour(view.status.get()));
+  controls.status->showStatus(fromUTF8(view.status.get()), app::statusColour(view.status.get()));
   showButton(controls.relay, app::relayButton(view.launcherState.isRunning(), view.isWorking).button);
 }
 

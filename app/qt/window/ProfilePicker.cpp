@@ -13,7 +13,7 @@ ProfilePicker::ProfilePicker(QWidget* parent) : QComboBox(parent) {
   setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
 }
 
-void ProfilePicker::show(const std::vector<app::PickerEntry>& entries, const std::string& selectedID) {
+void ProfilePicker::showEntries(const std::vector<app::PickerEntry>& entries, const std::string& selectedID) {
   const QSignalBlocker silently(this);
   if (entries != shown) replaceEntries(entries);
   setCurrentIndex(findData(fromUTF8(selectedID)));

@@ -15,7 +15,7 @@ class ProfilePicker : public QComboBox {
   explicit ProfilePicker(QWidget* parent = nullptr);
 
   /// Shows these, with the one that has `selectedID` chosen. Emits nothing.
-  void show(const std::vector<app::PickerEntry>& entries, const std::string& selectedID);
+  void showEntries(const std::vector<app::PickerEntry>& entries, const std::string& selectedID);
 
   std::string selectedID() const;
 

@@ -18,7 +18,7 @@ StatusLabel::StatusLabel(QWidget* parent) : QLabel(parent) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
-void StatusLabel::show(const QString& text, app::StatusColour newColour) {
+void StatusLabel::showStatus(const QString& text, app::StatusColour newColour) {
   if (text == this->text() && newColour == colour) return;
   colour = newColour;
   setText(text);

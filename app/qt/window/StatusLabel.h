@@ -13,7 +13,7 @@ class StatusLabel : public QLabel {
  public:
   explicit StatusLabel(QWidget* parent = nullptr);
 
-  void show(const QString& text, app::StatusColour colour);
+  void showStatus(const QString& text, app::StatusColour colour);
 
   struct Fitted {
     QStringList lines;

@@ -103,10 +103,10 @@ TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {
 TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   StatusLabel label;
   label.resize(300, 40);
-  label.show("first\nsecond", app::StatusColour::secondary);
+  label.showStatus("first\nsecond", app::StatusColour::secondary);
   EXPECT_FALSE(label.fitted().isCut);
   for (const QString& text : {QString(400, 'x'), QString("first\nsecond\nthird")}) {
-    label.show(text, app::StatusColour::secondary);
+    label.showStatus(text, app::StatusColour::secondary);
     const QStringList lines = label.fitted().lines;
     EXPECT_TRUE(lines.size() == 2 && lines.last().endsWith("…")) << text.toStdString();
     EXPECT_LE(label.fontMetrics().horizontalAdvance(lines.last()), 300) << text.toStdString();
