@@ -1,19 +1,23 @@
 #pragma once
-// What the toolkit has no call for: the whole application coming to the front, or going out of sight.
+// Bringing the whole application to the front, and hiding it: Qt has no call for either.
 
 #include <functional>
 #include <string>
 
 namespace ferrin::qt {
 
+/// Shows a hidden application again and gives it the focus. On desktops that know windows only, does nothing:
+/// raise the window.
 void activateApplication();
+/// Hides all windows of the application; does nothing on those desktops.
 void hideApplication();
 
-/// The right to the front that this process was launched with; may be empty.
+/// The token that lets a window of this process take the focus (XDG_ACTIVATION_TOKEN of the xdg-activation
+/// protocol). Empty where the launcher passed none.
 std::string activationToken();
 
-/// Calls `comeForward` with the right that another process was launched with: where people work in a window,
-/// some desktops let no other one to the front without.
+/// Calls `comeForward` at once, while `token`, which another process was launched with, is this process's
+/// own. Without a token some desktops keep the focus where it is.
 void withActivationToken(const std::string& token, const std::function<void()>& comeForward);
 
 }  // namespace ferrin::qt

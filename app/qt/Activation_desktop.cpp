@@ -1,4 +1,4 @@
-// Desktops that know windows but no applications: raising and hiding the window is all there is.
+// Desktops that know windows and no applications.
 
 #include <QByteArray>
 
@@ -7,7 +7,7 @@
 namespace ferrin::qt {
 namespace {
 
-/// Where launchers put the right, and where the toolkit looks for it when a window asks for the front.
+/// Launchers set it; Qt reads it when a window asks for the focus.
 constexpr const char* variable = "XDG_ACTIVATION_TOKEN";
 
 }  // namespace

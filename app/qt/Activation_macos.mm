@@ -6,7 +6,7 @@ namespace ferrin::qt {
 
 void activateApplication() {
   [NSApp unhide:nil];
-  // Systems that have the first call no longer heed the second.
+  // macOS 14 has the first call, and deprecates the second.
   if ([NSApp respondsToSelector:@selector(activate)]) {
     [NSApp performSelector:@selector(activate)];
   } else {

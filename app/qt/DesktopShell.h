@@ -1,5 +1,5 @@
 #pragma once
-// The application as the desktop sees it: its front, its window, its alerts and its end.
+// The application as the desktop sees it: focus, window, alerts, quitting.
 
 #include <functional>
 
@@ -8,12 +8,14 @@
 
 namespace ferrin::qt {
 
-/// Does nothing about a window before it has one.
+/// Used on the main thread. Without a window, the calls that need one do nothing.
 class DesktopShell : public app::ApplicationShell {
  public:
-  /// `hasTrayItem` says whether there is a way back to a hidden window.
+  /// `hasTrayItem` tells whether the user can see a tray item, the way back to a hidden window. Without one,
+  /// hide() minimises the window.
   explicit DesktopShell(std::function<bool()> hasTrayItem);
 
+  /// `main` exists until the last of the calls below.
   void setWindow(MainWindow* main) { window = main; }
 
   void activate() override;
@@ -22,7 +24,7 @@ class DesktopShell : public app::ApplicationShell {
   void showAlert(const std::string& description) override;
   void terminate() override;
 
-  /// Whether an alert waits to be dismissed.
+  /// True while showAlert waits for the user.
   bool isShowingAlert() const { return alertIsShown; }
 
  private:

@@ -18,7 +18,8 @@ std::string triedDisplays() {
   return tried.empty() ? "neither WAYLAND_DISPLAY nor DISPLAY is set" : tried;
 }
 
-/// While the display is being opened: what the toolkit would print on its way to abort() comes to one line.
+/// A message handler for opening the display: Qt reports the failure as a fatal message, and would then
+/// abort.
 void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
   if (type != QtFatalMsg) return;
   writeError("ferrin-relay: no display can be used (" + triedDisplays() + ")");

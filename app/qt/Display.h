@@ -7,8 +7,8 @@
 
 namespace ferrin::qt {
 
-/// Where there is no display, says so in one line on standard error and ends the process with status 1:
-/// the toolkit itself would abort. `count` and `arguments` outlive the result.
+/// Makes the QApplication. Without a display, writes one line to standard error and ends the process with
+/// status 1, where Qt would abort. `count` and `arguments` outlive the result.
 std::unique_ptr<QApplication> openDisplay(int& count, char** arguments);
 
 /// Writes one line to standard error.

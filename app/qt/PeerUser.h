@@ -1,5 +1,5 @@
 #pragma once
-// Whose process is at the other end.
+// The user at the other end of a local socket.
 
 #include <sys/types.h>
 
@@ -7,7 +7,7 @@
 
 namespace ferrin::qt {
 
-/// The user of a local socket's peer; nothing when the system doesn't say.
+/// The effective user of a connected socket's peer; no value when the system doesn't tell.
 std::optional<uid_t> peerUser(int socket);
 
 }  // namespace ferrin::qt

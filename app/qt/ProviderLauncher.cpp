@@ -16,7 +16,7 @@
 namespace ferrin::qt {
 namespace {
 
-/// Has the event loop empty the main queue.
+/// Makes the event loop run the main queue.
 void wake(app::ThreadDispatcher& dispatcher) {
   QMetaObject::invokeMethod(
       qApp, [&dispatcher] { dispatcher.runMainQueue(); }, Qt::QueuedConnection);
@@ -30,19 +30,21 @@ void restartChatGPT() {
 }
 
 void describeApplication() {
-  QApplication::setApplicationName(fromUTF8(app::menuBarTitle));  // the tray item's title too
+  QApplication::setApplicationName(fromUTF8(app::menuBarTitle));  // also the tray item's title
   QApplication::setDesktopFileName("com.ferrin.Relay");
   QApplication::setWindowIcon(QIcon(":/icons/com.ferrin.Relay.svg"));
   QApplication::setQuitOnLastWindowClosed(false);
 }
 
-/// A place that can't be had is no reason not to start.
-struct Place {
-  bool isTaken;
+/// What was found about other launches of this user.
+struct LaunchCheck {
+  /// The application runs already, and has come to the front.
+  bool runsAlready;
   std::optional<SingleInstance> instance;
 };
 
-Place placeOf(const core::Locations& locations) {
+/// A failure is only reported: the application starts all the same.
+LaunchCheck checkOtherLaunches(const core::Locations& locations) {
   try {
     auto instance = SingleInstance::take(instanceFolder(locations.home), activationToken());
     return {!instance, std::move(instance)};
@@ -55,12 +57,12 @@ Place placeOf(const core::Locations& locations) {
 
 int runWithWindow(int& count, char** arguments) {
   const core::Locations locations(core::homeDirectoryForCurrentUser());
-  Place place = placeOf(locations);
-  if (place.isTaken) return 0;
+  LaunchCheck launch = checkOtherLaunches(locations);
+  if (launch.runsAlready) return 0;
   const auto application = openDisplay(count, arguments);
   describeApplication();
   setUpLook(*application);
-  const ProviderLauncherApp launcher(locations, std::move(place.instance));
+  const ProviderLauncherApp launcher(locations, std::move(launch.instance));
   return QApplication::exec();
 }
 
@@ -103,14 +105,14 @@ void ProviderLauncherApp::showTrayItem() {
   trayItem->show(menuBarControls.symbol(), menuBarControls.items());
 }
 
-/// What an alert waits for can't be done a second time meanwhile.
+/// While an alert is shown, its event loop runs the menu: no second relay action then.
 void ProviderLauncherApp::chosen(app::MenuAction action) {
   const bool isRelayAction = action == app::MenuAction::stopRelay || action == app::MenuAction::restoreOpenAI;
   if (isRelayAction && shell.isShowingAlert()) return;
   menuBarControls.choose(action);
 }
 
-/// Without a tray, the window is the application.
+/// Without a tray item there is no way back to a closed window.
 void ProviderLauncherApp::windowClosed() {
   if (!trayItem->isPresent()) shell.terminate();
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The application with its window: everything is made here, and handed to those who need it.
+// The application with its window. All objects are made here and passed to each other by reference.
 
 #include <QSocketNotifier>
 #include <memory>
@@ -19,14 +19,15 @@
 
 namespace ferrin::qt {
 
-/// One for the life of the process. Needs a QApplication.
+/// One for the life of the process, on the main thread. Needs a QApplication that outlives it.
 class ProviderLauncherApp {
  public:
-  /// `locations` are the user's; `instance` is the place that later launches find, where there is one.
+  /// Shows the window and the tray item. Later launches find `instance`, if there is one. `locations`
+  /// outlives this object.
   ProviderLauncherApp(const core::Locations& locations, std::optional<SingleInstance> instance);
 
-  /// The whole process: the command-line mode where the arguments ask for it, before anything of the toolkit
-  /// is touched, else the application until it is quit. Returns the exit status.
+  /// The whole process: the command-line mode when an argument asks for it, before anything of Qt is used,
+  /// else the application until it is quit. Returns the exit status; throws nothing.
   static int main(int count, char** arguments);
 
  private:
@@ -37,7 +38,7 @@ class ProviderLauncherApp {
   void listenForLaunches();
   void comeForward(const std::string& token);
 
-  // Ended from the last to the first: nobody outlives what it works with.
+  // Destroyed from the last to the first, so that each outlives those that use it.
   const std::unique_ptr<relay::ServiceManager> services;
   const std::unique_ptr<DesktopColours> colours;
   relay::LauncherState launcherState;

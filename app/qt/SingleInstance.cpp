@@ -26,10 +26,10 @@ using namespace std::chrono_literals;
 using core::FileDescriptor;
 using Clock = std::chrono::steady_clock;
 
-/// The other process may be in the middle of an action that blocks it.
-constexpr auto patience = 15s;
-constexpr auto betweenAttempts = 20ms;
-constexpr timeval patienceForMessage{.tv_sec = 1, .tv_usec = 0};
+/// For an answer: the other process may be in an action that blocks its main thread.
+constexpr auto answerTimeout = 15s;
+constexpr auto retryInterval = 20ms;
+constexpr timeval messageTimeout{.tv_sec = 1, .tv_usec = 0};
 constexpr std::size_t maxMessageBytes = 4096;
 
 [[noreturn]] void fail(int error, const std::filesystem::path& file) {
@@ -72,7 +72,7 @@ FileDescriptor lockFile(const std::filesystem::path& file) {
   return FileDescriptor();
 }
 
-/// Whoever holds the lock may remove a socket that was left behind.
+/// To be called with the lock held: removes the socket of a process that has ended.
 FileDescriptor listenAt(const std::filesystem::path& file) {
   const sockaddr_un address = addressOf(file);
   FileDescriptor descriptor = localSocket();
@@ -85,8 +85,7 @@ FileDescriptor listenAt(const std::filesystem::path& file) {
   return descriptor;
 }
 
-/// Whether the process that listens there is told `message` and says that it has come forward, before
-/// `deadline`.
+/// Sends `message` to the process that listens there; true when it confirms before `deadline`.
 bool ask(const std::filesystem::path& file, const std::string& message, Clock::time_point deadline) {
   const sockaddr_un address = addressOf(file);
   const FileDescriptor descriptor = localSocket();
@@ -102,9 +101,10 @@ bool ask(const std::filesystem::path& file, const std::string& message, Clock::t
          read(descriptor.get(), &byte, 1) == 1;
 }
 
-/// Up to its end, as far as it comes in time: nobody is to hold up the main thread.
+/// The message up to its end, or what has arrived of it in time: a stalled peer must not block the main
+/// thread.
 std::string messageFrom(int socket) {
-  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patienceForMessage, sizeof patienceForMessage);
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &messageTimeout, sizeof messageTimeout);
   std::string message(maxMessageBytes, '\0');
   const ssize_t length = recv(socket, message.data(), message.size(), MSG_WAITALL);
   message.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
@@ -116,14 +116,14 @@ std::string messageFrom(int socket) {
 std::optional<SingleInstance> SingleInstance::take(const std::filesystem::path& folder,
                                                    const std::string& message) {
   makePrivateFolder(folder);
-  const auto deadline = Clock::now() + patience;
-  // The holder of the lock may not listen yet, or be about to end: so both are tried in turn.
+  const auto deadline = Clock::now() + answerTimeout;
+  // The holder may not listen yet, or may be about to end: try both in turn.
   for (;;) {
     FileDescriptor lock = lockFile(folder / "lock");
     if (lock.valid()) return SingleInstance(std::move(lock), listenAt(folder / "socket"));
     if (ask(folder / "socket", message, deadline)) return std::nullopt;
     if (Clock::now() > deadline) fail(ETIMEDOUT, folder / "socket");
-    std::this_thread::sleep_for(betweenAttempts);
+    std::this_thread::sleep_for(retryInterval);
   }
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// One running application per user.
+// Keeping one running application per user.
 
 #include <filesystem>
 #include <functional>
@@ -10,19 +10,20 @@
 
 namespace ferrin::qt {
 
-/// The place of the one application. It is free again as soon as its process has ended, however that came.
+/// Makes its holder the one application: a lock on a file, and a socket that later launches connect to. The
+/// system releases both when the process ends, also after a crash.
 class SingleInstance {
  public:
-  /// Takes the place in `folder`, which is made for its owner alone. Where another process has it, that one
-  /// is told `message` and asked to come forward, and nothing is returned once it has. Throws
-  /// std::system_error when the folder is not safe to use or the other process does not answer.
+  /// Takes the lock in `folder`, which is made with mode 0700. When another process holds it, sends `message`
+  /// to that process and returns no value after it has come to the front. Blocks for up to 15 s. Throws
+  /// std::system_error when others can use the folder, or when the other process does not answer.
   static std::optional<SingleInstance> take(const std::filesystem::path& folder, const std::string& message);
 
-  /// Readable when somebody waits to be answered.
+  /// Readable when a later launch waits for answer().
   int descriptor() const { return listener.get(); }
 
-  /// Calls `comeForward` for a later launch that waits, with its message; processes of other users are turned
-  /// away.
+  /// Accepts one waiting launch, calls `comeForward` with its message, and confirms. Processes of other users
+  /// are disconnected without a call. Blocks for up to a second while the message arrives.
   void answer(const std::function<void(const std::string& message)>& comeForward) const;
 
  private:
@@ -32,7 +33,7 @@ class SingleInstance {
   core::FileDescriptor listener;
 };
 
-/// Where this user's sessions meet.
+/// The folder for `take`, the same for all sessions of this user: in XDG_RUNTIME_DIR, else in ~/.cache.
 std::filesystem::path instanceFolder(const std::filesystem::path& home);
 
 }  // namespace ferrin::qt

@@ -1,5 +1,5 @@
 #pragma once
-// Whether the desktop is light or dark, and when that changes.
+// Whether the desktop prefers light or dark colours.
 
 #include <functional>
 #include <memory>
@@ -8,15 +8,16 @@
 
 namespace ferrin::qt {
 
+/// Destroying it ends the calls of `changed`.
 class DesktopColours {
  public:
   virtual ~DesktopColours() = default;
 
-  /// What the desktop prefers. May wait for it a moment, the first time.
+  /// The present preference. The first call may wait up to 0.2 s for it, without user input.
   virtual ColourScheme scheme() = 0;
 };
 
-/// `changed` is called on the main thread when the desktop prefers something else than before.
+/// Calls `changed` on the main thread after each change of the preference. Needs a QApplication.
 std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(ColourScheme)> changed);
 
 }  // namespace ferrin::qt

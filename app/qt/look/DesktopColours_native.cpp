@@ -1,4 +1,4 @@
-// The toolkit follows the system's colours by itself.
+// Where Qt itself follows the system's colours.
 
 #include "app/qt/look/DesktopColours.h"
 

@@ -20,9 +20,9 @@ constexpr const char* path = "/org/freedesktop/portal/desktop";
 constexpr const char* settings = "org.freedesktop.portal.Settings";
 const QString appearance = "org.freedesktop.appearance";
 const QString colourScheme = "color-scheme";
-constexpr auto patience = 200ms;
+constexpr auto answerTimeout = 200ms;
 
-/// The portal packs its answer in variants, one more in some versions than in others.
+/// The answer is a variant in one or two more variants, depending on the version of the portal.
 QVariant unpacked(QVariant value) {
   while (value.canConvert<QDBusVariant>()) value = value.value<QDBusVariant>().variant();
   return value;
@@ -53,7 +53,7 @@ ColourScheme PortalColours::scheme() {
   if (question && !question->isFinished()) {
     QEventLoop loop;
     connect(question, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
-    QTimer::singleShot(patience, &loop, &QEventLoop::quit);
+    QTimer::singleShot(answerTimeout, &loop, &QEventLoop::quit);
     loop.exec(QEventLoop::ExcludeUserInputEvents);
   }
   return known.value_or(withoutPortal);

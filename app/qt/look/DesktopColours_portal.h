@@ -1,5 +1,5 @@
 #pragma once
-// The preference as free desktops tell it: a setting of the desktop portal.
+// The preference on free desktops: a setting of the desktop portal (org.freedesktop.portal.Settings).
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -11,7 +11,7 @@
 
 namespace ferrin::qt {
 
-/// Where there is no portal, or none that answers in time, the palette that the toolkit starts with decides.
+/// Without a portal, or without an answer in time, Qt's first palette decides.
 class PortalColours : public QObject, public DesktopColours {
   Q_OBJECT
 

@@ -1,5 +1,5 @@
 #pragma once
-// How the application looks, as far as the system's own controls don't say so already.
+// The style of the application, on systems whose own controls don't set it.
 
 #include <QApplication>
 
@@ -7,10 +7,10 @@ namespace ferrin::qt {
 
 enum class ColourScheme { light, dark };
 
-/// Before the first window.
+/// To be called once, before the first window.
 void setUpLook(QApplication& application);
 
-/// From now on, in windows that are open too.
+/// Also changes windows that are open.
 void setColourScheme(QApplication& application, ColourScheme scheme);
 
 }  // namespace ferrin::qt

@@ -1,4 +1,4 @@
-// Where the system has no controls of its own: the toolkit's plainest style, with our colours and shapes.
+// For systems without controls of their own: Qt's plainest style with our colours, shapes and style sheet.
 
 #include <QEvent>
 #include <QFile>
@@ -88,8 +88,8 @@ QString styleSheetOf(const Colours& colours, const QPalette& palette) {
   return sheet;
 }
 
-/// Widgets under a style sheet keep the font that they have when the system's changes, until they are dressed
-/// again.
+/// Widgets under a style sheet don't follow a change of the system's font; setting the sheet again makes
+/// them.
 class FontFollower : public QObject {
  public:
   using QObject::QObject;

@@ -1,4 +1,4 @@
-// The controls of the system, which follow its colours by themselves.
+// For systems with controls of their own: nothing to set.
 
 #include "app/qt/look/Look.h"
 

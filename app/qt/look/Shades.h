@@ -1,5 +1,5 @@
 #pragma once
-// Colours that the palette has no role for, derived from it so that they follow light and dark.
+// Colours without a role in the palette. They are derived from it, so that they follow light and dark.
 
 #include <QColor>
 #include <QPalette>
@@ -11,13 +11,13 @@ QColor blended(const QColor& top, const QColor& bottom, double opacity);
 
 bool isDark(const QPalette& palette);
 
-/// Dimmed text that is still easy to read.
+/// Dimmed text, still with enough contrast to read.
 QColor secondaryText(const QPalette& palette);
-/// Text that says that something went wrong.
+/// Text of a failure.
 QColor redText(const QPalette& palette);
 /// The faintest foreground: outlines and dividers.
 QColor quaternaryStroke(const QPalette& palette);
-/// The same, to fill an area with.
+/// The faintest fill of an area.
 QColor quaternaryFill(const QPalette& palette);
 
 }  // namespace ferrin::qt

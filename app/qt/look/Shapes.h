@@ -14,12 +14,12 @@ class Divider : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 };
 
-/// A rounded rectangle behind one widget: outlined, with a ring while that widget has the focus, or filled.
+/// A rounded rectangle around one widget: filled, or outlined with a ring while the widget has the focus.
 class Panel : public QWidget {
  public:
   enum class Kind { outlined, filled };
 
-  /// Takes `content` over and keeps `padding` around it.
+  /// Becomes the parent of `content`, with `padding` pixels on each side.
   Panel(Kind kind, QWidget* content, int padding);
 
  protected:

@@ -1,5 +1,5 @@
 #pragma once
-// Between the application's texts, all UTF-8, and the toolkit's.
+// Conversion of the application's texts, all UTF-8, for Qt.
 
 #include <QString>
 #include <string_view>
@@ -10,8 +10,8 @@ inline QString fromUTF8(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// `text` for a tooltip that is as wide as it is easy to read. A plain text would be one line across the
-/// screen, and so would a word without end.
+/// `text` as rich text for a tooltip that wraps, long words too. Qt shows a plain text in one line, however
+/// long.
 QString wrappedToolTip(const QString& text);
 
 }  // namespace ferrin::qt

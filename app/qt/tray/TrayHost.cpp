@@ -36,8 +36,8 @@ void TrayHost::askWatcher() {
   });
 }
 
-void TrayHost::take(bool isThere) {
-  if (std::exchange(hostIsThere, isThere) != isThere) changed();
+void TrayHost::take(bool isPresent) {
+  if (std::exchange(hostIsPresent, isPresent) != isPresent) changed();
 }
 
 }  // namespace ferrin::qt

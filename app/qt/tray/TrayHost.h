@@ -1,5 +1,5 @@
 #pragma once
-// Whether there is a tray of the newer kind: a host of status notifier items.
+// Whether a tray of the newer kind is present: a host of status notifier items (StatusNotifierItem, D-Bus).
 
 #include <QDBusServiceWatcher>
 #include <QObject>
@@ -7,26 +7,27 @@
 
 namespace ferrin::qt {
 
-/// Knows of none at first: at login the panel often comes last.
+/// Used on the main thread. Reports no host until the first answer over D-Bus; at login the panel often
+/// starts last.
 class TrayHost : public QObject {
   Q_OBJECT
 
  public:
-  /// `changed` is called when the first host has come or the last one has gone.
+  /// Calls `changed` when the first host has appeared, and when the last one has ended.
   explicit TrayHost(std::function<void()> changed);
 
-  bool isThere() const { return hostIsThere; }
+  bool isPresent() const { return hostIsPresent; }
 
  private slots:
-  /// A watcher may be there long before any host is.
+  /// A watcher can run long before any host.
   void askWatcher();
 
  private:
-  void take(bool isThere);
+  void take(bool isPresent);
 
   const std::function<void()> changed;
   QDBusServiceWatcher watcher;
-  bool hostIsThere = false;
+  bool hostIsPresent = false;
 };
 
 }  // namespace ferrin::qt

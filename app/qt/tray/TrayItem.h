@@ -10,22 +10,23 @@
 
 namespace ferrin::qt {
 
-/// Lives on the main thread.
+/// Used on the main thread.
 class TrayItem {
  public:
   using Chosen = std::function<void(app::MenuAction)>;
 
   virtual ~TrayItem() = default;
 
-  /// Shows this from now on, and as soon as there is a place for it. `symbol` is one of menuBarSymbol's.
+  /// Shows this now, or when a tray appears. `symbol` is one of menuBarSymbol's, whose text is static.
   virtual void show(std::string_view symbol, const std::vector<app::MenuItem>& items) = 0;
 
-  /// Whether a person can see it just now.
+  /// Whether the user can see it now.
   virtual bool isPresent() = 0;
 };
 
-/// `chosen` is called for what is chosen from the menu; `lost` when the item can't be seen any more, and for
-/// longer than it takes a panel to start again.
+/// Calls `chosen` for each item that is chosen from the menu, and `lost` when the tray has been away for
+/// longer than a panel takes to restart (4 s). Both on the main thread; `chosen` may run an event loop. Needs
+/// a QApplication.
 std::unique_ptr<TrayItem> makeTrayItem(TrayItem::Chosen chosen, std::function<void()> lost);
 
 }  // namespace ferrin::qt

@@ -1,5 +1,5 @@
-// The tray of free desktops. The toolkit chooses between its two kinds when it is first asked for an item,
-// and keeps to that: so it is not asked before one of them is there.
+// The tray of free desktops. Qt chooses between its two kinds when the first QSystemTrayIcon is made, and
+// never reconsiders: so none is made before a tray is present.
 
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -19,8 +19,8 @@ namespace {
 using namespace std::chrono_literals;
 using Kind = app::MenuItem::Kind;
 
-/// Time for the newer kind of tray to show up before the older one is taken, and for a panel to start again.
-constexpr auto patience = 4s;
+/// For a tray of the newer kind to appear before the older kind is used, and for a panel to restart.
+constexpr auto settlingTime = 4s;
 
 void showAction(QAction& action, const app::MenuItem& item) {
   action.setText(fromUTF8(item.title));
@@ -41,7 +41,7 @@ class DesktopTrayItem : public TrayItem {
     });
     settling.setSingleShot(true);
     QObject::connect(&settling, &QTimer::timeout, &menu, [this] { traysHaveSettled(); });
-    settling.start(patience);
+    settling.start(settlingTime);
   }
 
   void show(std::string_view symbol, const std::vector<app::MenuItem>& items) override {
@@ -51,12 +51,12 @@ class DesktopTrayItem : public TrayItem {
   }
 
   bool isPresent() override {
-    if (x11Tray.isThere()) appear();
-    return icon && (isNotifierItem ? notifierHost.isThere() : x11Tray.isThere());
+    if (x11Tray.isPresent()) appear();
+    return icon && (isNotifierItem ? notifierHost.isPresent() : x11Tray.isPresent());
   }
 
  private:
-  /// Entries change in place, so that a menu which is open changes too.
+  /// Changes the actions in place: a menu that is open shows it.
   void showItems(const std::vector<app::MenuItem>& items) {
     while (menu.actions().size() < static_cast<qsizetype>(items.size())) menu.addAction(QString());
     for (std::size_t place = 0; place < items.size(); ++place) {
@@ -65,8 +65,8 @@ class DesktopTrayItem : public TrayItem {
   }
 
   void trayChanged() {
-    if (notifierHost.isThere()) appear();
-    settling.start(patience);
+    if (notifierHost.isPresent()) appear();
+    settling.start(settlingTime);
   }
 
   void traysHaveSettled() {
@@ -74,8 +74,8 @@ class DesktopTrayItem : public TrayItem {
   }
 
   void appear() {
-    if (icon) return;  // the toolkit itself returns to a tray that went and came back
-    isNotifierItem = notifierHost.isThere();
+    if (icon) return;  // Qt itself shows it again in a tray that restarts
+    isNotifierItem = notifierHost.isPresent();
     icon.emplace(trayIcon(shownSymbol));
     icon->setToolTip(fromUTF8(app::menuBarTitle));
     icon->setContextMenu(&menu);

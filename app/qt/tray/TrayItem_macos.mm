@@ -1,4 +1,4 @@
-// The item in the menu bar of macOS. Reference counts are kept by hand.
+// The item in the menu bar of macOS, compiled without automatic reference counting.
 
 #include "app/qt/tray/TrayItem.h"
 
@@ -11,7 +11,7 @@ using ferrin::app::MenuAction;
 using ferrin::app::MenuItem;
 using ferrin::qt::TrayItem;
 
-/// Hands on what is chosen from the menu. Each entry's tag is its action.
+/// The target of the menu's entries. The tag of an entry is its action.
 @interface FerrinMenuTarget : NSObject {
  @public
   const TrayItem::Chosen* chosen;

@@ -1,13 +1,13 @@
 #pragma once
-// The symbols of the tray item, as pictures.
+// The icons of the tray item.
 
 #include <QIcon>
 #include <string_view>
 
 namespace ferrin::qt {
 
-/// `symbol` is one of menuBarSymbol's. From the icon theme where it has ours, so that panels recolour it;
-/// else drawn so that it can be seen on any panel.
+/// The icon for `symbol`, one of menuBarSymbol's: from the icon theme if ours are installed there, so that
+/// panels recolour it; else drawn with enough contrast for any panel.
 QIcon trayIcon(std::string_view symbol);
 
 }  // namespace ferrin::qt

@@ -44,8 +44,8 @@ X11Tray::X11Tray(std::function<void()> whenChanged)
   look();
 }
 
-/// A tray announces itself to all windows of the screen's root, which the toolkit listens to. It goes with
-/// its window.
+/// A new tray sends MANAGER to the root window, whose events Qt receives. It has ended when its window is
+/// destroyed.
 bool X11Tray::nativeEventFilter(const QByteArray& type, void* message, qintptr*) {
   if (type != "xcb_generic_event_t") return false;
   const auto* event = static_cast<const xcb_generic_event_t*>(message);

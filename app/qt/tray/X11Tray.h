@@ -1,5 +1,5 @@
 #pragma once
-// Whether there is a tray of the older kind: X11's own.
+// Whether a tray of the older kind is present: X11's own (System Tray Protocol, freedesktop.org).
 
 #include <xcb/xcb.h>
 
@@ -8,13 +8,13 @@
 
 namespace ferrin::qt {
 
-/// There is none where there is no X11. Needs a QApplication.
+/// Used on the main thread; needs a QApplication that outlives it. Reports no tray without X11.
 class X11Tray : private QAbstractNativeEventFilter {
  public:
-  /// `changed` is called when a tray has come or gone.
+  /// Calls `changed` when a tray has appeared or ended.
   explicit X11Tray(std::function<void()> changed);
 
-  bool isThere() const { return tray != XCB_NONE; }
+  bool isPresent() const { return tray != XCB_NONE; }
 
  private:
   bool nativeEventFilter(const QByteArray& type, void* event, qintptr* result) override;

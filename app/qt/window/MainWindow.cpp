@@ -13,7 +13,7 @@
 namespace ferrin::qt {
 namespace {
 
-/// A text that is there already is left alone, with its cursor and its undo steps.
+/// Keeps an equal text, with its cursor and undo history.
 void showText(QLineEdit* field, const std::string& text) {
   const QString wanted = fromUTF8(text);
   if (field->text() == wanted) return;
@@ -22,7 +22,7 @@ void showText(QLineEdit* field, const std::string& text) {
   field->setCursorPosition(0);
 }
 
-/// A button that is disabled while it has the focus passes it on, and has it back once it is enabled.
+/// A button that is disabled while it has the focus loses it, and gets it back when it is enabled.
 void showButton(QPushButton* button, const app::Button& wanted) {
   constexpr const char* hadFocus = "hadFocus";
   if (button->text() != fromUTF8(wanted.label)) button->setText(fromUTF8(wanted.label));
@@ -67,7 +67,7 @@ void MainWindow::bindSettings() {
           [this](bool isOn) { view.restartChatGPT = isOn; });
 }
 
-/// Return in a settings field applies the settings; it never stops a relay that runs.
+/// Return in an input applies the settings; it never stops the relay.
 void MainWindow::applyOnReturn(QLineEdit* field) {
   connect(field, &QLineEdit::returnPressed, this, [this] {
     const auto [button, action] = app::relayButton(view.launcherState.isRunning(), view.isWorking);

@@ -1,5 +1,5 @@
 #pragma once
-// The main window: a ContentView as people see it.
+// The main window: shows a ContentView.
 
 #include <QWidget>
 #include <functional>
@@ -10,11 +10,11 @@
 
 namespace ferrin::qt {
 
-/// Shows what the view holds and hands on what people do; it decides nothing by itself. Always as large as
-/// its content.
+/// Renders the fields of the view after each change, and passes the user's input on to its fields and
+/// actions. Decides nothing by itself. Its size follows its content. `view` outlives it.
 class MainWindow : public QWidget {
  public:
-  /// `closed` is called when somebody has closed the window; it is only hidden then.
+  /// Calls `closed` after the user has closed the window, which only hides it.
   MainWindow(app::ContentView& view, std::function<void()> closed);
 
  protected:

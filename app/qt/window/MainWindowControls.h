@@ -1,5 +1,5 @@
 #pragma once
-// What stands in the main window, and where.
+// The controls of the main window and their layout.
 
 #include <QCheckBox>
 #include <QLineEdit>
@@ -21,7 +21,7 @@ inline constexpr int mainWindowWidth = 520;
 using FormInputs = std::array<QLineEdit*, std::size(app::formRows)>;
 FormInputs makeFormInputs();
 
-/// The controls of one window, which owns them. In the order of the keyboard.
+/// The controls of one window, which owns them, in keyboard order.
 struct MainWindowControls {
   ProfilePicker* picker = new ProfilePicker;
   QLineEdit* profileName = new QLineEdit;
@@ -36,7 +36,7 @@ struct MainWindowControls {
   QPushButton* relay = new QPushButton;
 };
 
-/// Makes the controls and lays them out in `window`, top to bottom. They show nothing yet.
+/// Makes the controls and lays them out in `window`, top to bottom, without any content.
 MainWindowControls layOutMainWindow(QWidget& window);
 
 }  // namespace ferrin::qt

@@ -1,4 +1,4 @@
-// Where the controls of the main window stand, and how each of them behaves by itself.
+// The layout of the main window, and the settings of each control.
 
 #include <QApplication>
 #include <QEvent>
@@ -23,7 +23,7 @@ constexpr int profileNameWidth = 130;
 constexpr double headlineSize = 1;
 constexpr double title2Size = 17.0 / 13;
 
-/// A text whose size is in proportion to the system's font, which people may change at any time.
+/// A text whose size is relative to the system's font, which can change at any time.
 class Heading : public QLabel {
  public:
   Heading(const QString& text, double relativeSize) : QLabel(text), size(relativeSize) { adoptSystemFont(); }
@@ -47,7 +47,7 @@ class Heading : public QLabel {
   const double size;
 };
 
-/// A label that names its field, for screen readers too.
+/// A label that also names its field for screen readers.
 QLabel* labelFor(QWidget* field, const QString& text) {
   auto* label = new QLabel(text);
   label->setTextFormat(Qt::PlainText);
@@ -74,7 +74,7 @@ QLayout* profileRow(const MainWindowControls& controls) {
   return layout;
 }
 
-/// The key is never shown, and no input method is to learn it.
+/// Masks the text and keeps input methods from learning it.
 void keepSecret(QLineEdit* field) {
   field->setEchoMode(QLineEdit::Password);
   field->setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText |
@@ -134,14 +134,14 @@ QWidget* responsePanel(const MainWindowControls& controls) {
 }
 
 QLayout* statusRow(const MainWindowControls& controls) {
-  controls.relay->setDefault(true);  // what styles fill with the accent colour
+  controls.relay->setDefault(true);  // styles fill the default button with the accent colour
   auto* layout = row();
   layout->addWidget(controls.status, 1);
   layout->addWidget(controls.relay);
   return layout;
 }
 
-/// Layouts nested in each other leave the order to the accident of creation.
+/// With nested layouts, the default order is the order of creation.
 void setKeyboardOrder(const MainWindowControls& controls) {
   std::vector<QWidget*> order{controls.picker, controls.profileName, controls.saveProfile};
   order.insert(order.end(), controls.inputs.begin(), controls.inputs.end());

@@ -1,5 +1,5 @@
 #pragma once
-// The pop-up button that chooses among the saved profiles.
+// The pop-up button with the saved profiles.
 
 #include <QComboBox>
 #include <string>
@@ -9,14 +9,15 @@
 
 namespace ferrin::qt {
 
-/// As wide as there is room for, however long the names are: what doesn't fit ends in an ellipsis.
+/// As wide as its place in the layout, however long the names are: long ones are elided.
 class ProfilePicker : public QComboBox {
  public:
   explicit ProfilePicker(QWidget* parent = nullptr);
 
-  /// Shows these, with the one that has `selectedID` chosen. Emits nothing.
+  /// Shows these entries, with that of `selectedID` chosen. Emits no signal.
   void showEntries(const std::vector<app::PickerEntry>& entries, const std::string& selectedID);
 
+  /// The id of the chosen entry.
   std::string selectedID() const;
 
  protected:

@@ -48,7 +48,7 @@ StatusLabel::Fitted StatusLabel::fitted() const {
 }
 
 QString StatusLabel::elided(const QString& rest) const {
-  // With lines left over, there is an ellipsis even where this one has room to spare.
+  // The added ellipsis shows that more lines follow, also where this one fits.
   return fontMetrics().elidedText(rest.section(QChar::LineSeparator, 0, 0) + "…", Qt::ElideRight, width());
 }
 

@@ -7,8 +7,8 @@
 
 namespace ferrin::qt {
 
-/// Two lines high, whatever it says. What doesn't fit ends in an ellipsis, with the whole text as tooltip;
-/// screen readers have the whole text too.
+/// Always two lines high. A longer text is elided and shown whole in a tooltip; screen readers get the whole
+/// text.
 class StatusLabel : public QLabel {
  public:
   explicit StatusLabel(QWidget* parent = nullptr);
@@ -19,7 +19,7 @@ class StatusLabel : public QLabel {
     QStringList lines;
     bool isCut;
   };
-  /// What is drawn.
+  /// The lines that are drawn.
   Fitted fitted() const;
 
   QSize sizeHint() const override;
