@@ -1,4 +1,4 @@
-# Sourced by ./run and ./test: finds out what is missing on this machine and installs it.
+# Sourced by ./run and ./test: installs the packages that this machine lacks, and builds.
 # shellcheck shell=bash disable=SC2034
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -26,7 +26,7 @@ fail() {
   exit 1
 }
 
-# as_root COMMAND...: as it is for root, through sudo for anybody else.
+# as_root COMMAND...: runs it with sudo unless this is root.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
@@ -40,7 +40,7 @@ as_root() {
 missing_packages() {
   local package
   for package in "$@"; do
-    # A program that came another way than by its package serves as well.
+    # Node can also be installed without Debian's package.
     case "$package" in
       nodejs) command -v node >/dev/null && continue ;;
       npm) command -v npm >/dev/null && continue ;;
@@ -62,19 +62,19 @@ install_debian_packages() {
     fail "Packages could not be installed; the whole output is in $log"
   fi
   rm -f "$log"
-  # A name that only other packages provide would be asked for again every time.
+  # A virtual package would count as missing every time.
   mapfile -t missing < <(missing_packages "${missing[@]}")
-  [ ${#missing[@]} -eq 0 ] || fail "Not there although installed: ${missing[*]}; tools/bootstrap.sh has to name the package itself"
+  [ ${#missing[@]} -eq 0 ] || fail "apt-get installed other packages for: ${missing[*]}; name the real packages in tools/bootstrap.sh"
 }
 
-# install_packages PACKAGE...: Debian's by name; on macOS what the Brewfile lists.
+# install_packages PACKAGE...: installs Debian's packages; on macOS what the Brewfile lists.
 install_packages() {
   case "$(uname -s)" in
     Darwin)
       command -v brew >/dev/null || fail "Homebrew is missing: install it first, then run this again"
       brew bundle check --file "$root/Brewfile" >/dev/null || brew bundle install --file "$root/Brewfile" ||
         fail "brew could not install what the Brewfile lists"
-      # Homebrew keeps these apart from the system's own.
+      # Homebrew doesn't link these into its prefix.
       CMAKE_PREFIX_PATH=$(brew --prefix curl):$(brew --prefix icu4c):$(brew --prefix openssl@3)
       export CMAKE_PREFIX_PATH
       ;;
@@ -85,7 +85,7 @@ install_packages() {
   esac
 }
 
-# install_node_packages FOLDER: what its lock file lists, unless exactly that is there already.
+# install_node_packages FOLDER: installs what its lock file lists, unless that has been done.
 install_node_packages() {
   local folder=$root/$1 log
   cmp -s "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json" && return
@@ -99,7 +99,7 @@ install_node_packages() {
   rm -f "$log"
 }
 
-# application BUILD_TREE: the program in it.
+# application BUILD_TREE: prints the path of the application in it.
 application() {
   case "$(uname -s)" in
     Darwin) printf '%s\n' "$1/Ferrin Relay.app/Contents/MacOS/Ferrin Relay" ;;
@@ -107,7 +107,7 @@ application() {
   esac
 }
 
-# build PRESET [CMAKE_OPTION...]: configures when needed and builds, showing the compiler's progress.
+# build PRESET [CMAKE_OPTION...]: configures and builds, and shows the compiler's progress.
 build() {
   local preset=$1
   shift

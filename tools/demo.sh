@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# demo.sh BUILD_TREE: the whole job with the programs of a release build, in a home of its own that is gone afterwards.
-# The user's own ~/.ferrin and services are not touched. Needs curl; on Linux libnss-wrapper and runit as well.
+# demo.sh BUILD_TREE: runs the programs of a release build from the saved key to an answer, in a temporary home. The
+# user's own ~/.ferrin and services are not touched. Needs curl; on Linux also libnss-wrapper and runit.
 #
-# On macOS launchd knows one home only, the user's own. There the relay is started by the demo itself, on a free port,
-# and no service is installed.
+# launchd uses the user's own home only. So on macOS the demo starts the relay itself, on a free port, and installs no
+# service.
 set -euo pipefail
 
 tree=$1
@@ -28,7 +28,7 @@ die() {
   exit 1
 }
 
-# eventually COMMAND...: whether it succeeds within ten seconds.
+# eventually COMMAND...: repeats it until it succeeds; fails after ten seconds.
 eventually() {
   local deadline=$((SECONDS + 10))
   until "$@"; do
@@ -87,9 +87,9 @@ check_port() {
   die "port $port is in use by ${holder:-a program of another user}, and the relay needs it; stop that first"
 }
 
-# base_url FILE: the address in the line with which both programs begin.
+# base_url FILE: the address in the first line that both programs print.
 base_url() { sed -n 's/^listening on \([^ ,]*\).*/\1/p' "$1"; }
-says_where() { [ -n "$(base_url "$1")" ]; }
+has_base_url() { [ -n "$(base_url "$1")" ]; }
 
 save_url_and_key() {
   (
@@ -103,12 +103,13 @@ start_provider() {
   "$tree/bin/ferrin-sample-provider" --key-file "$secrets/openai-proxy-upstream.token" --prefix /v1 \
     --echo --delta-bytes 6 --delay-ms 200 --interval-ms 60 >"$home/provider.out" &
   provider_pid=$!
-  eventually says_where "$home/provider.out" || die 'the sample provider did not start'
+  eventually has_base_url "$home/provider.out" || die 'the sample provider did not start'
   base_url "$home/provider.out" >"$secrets/openai-proxy-upstream.url"
   say "$(base_url "$home/provider.out")"
 }
 
-# in_private_home COMMAND...: as a user whose home, by the user database, is the private one, and who has no systemd.
+# in_private_home COMMAND...: runs it as a user whose home in the user database is the temporary one, and who has no
+# systemd.
 in_private_home() {
   printf 'demo:x:%s:%s::%s:/bin/sh\n' "$(id -u)" "$(id -g)" "$home" >"$home/passwd"
   printf 'demo:x:%s:\n' "$(id -g)" >"$home/group"
@@ -128,7 +129,7 @@ start_relay_by_hand() {
     --upstream "$(cat "$secrets/openai-proxy-upstream.url")" \
     --api-key-file "$secrets/openai-proxy-upstream.token" >"$home/relay.out" 2>&1 &
   relay_pid=$!
-  eventually says_where "$home/relay.out" || die "the relay did not start: $(cat "$home/relay.out")"
+  eventually has_base_url "$home/relay.out" || die "the relay did not start: $(cat "$home/relay.out")"
   relay=$(base_url "$home/relay.out")
   relay=${relay%/v1}
 }
@@ -137,7 +138,7 @@ relay_listens() { curl -fsS -o "$home/health" "$relay/healthz" 2>/dev/null; }
 
 relay_log() { tail -n 3 "$home/.ferrin/logs/third-party-proxy.log" 2>/dev/null; }
 
-# Prints each event's text when it comes.
+# Prints the text of each event as it arrives.
 show_deltas() {
   local line delta
   printf '  '

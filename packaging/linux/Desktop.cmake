@@ -1,4 +1,4 @@
-# What a desktop shows of the application, and its page of the manual.
+# The desktop entry, the entry for software centres, and the manual page.
 
 configure_file(linux/ferrin-relay.1.in ferrin-relay.1 @ONLY)
 add_custom_command(OUTPUT ferrin-relay.1.gz

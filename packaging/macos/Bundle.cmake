@@ -1,4 +1,4 @@
-# "Ferrin Relay.app". The build tree has it whole, so that the application runs from there as well.
+# "Ferrin Relay.app", whole in the build tree, so that the application runs from there, too.
 
 configure_file(macos/Info.plist.in Info.plist @ONLY)
 set_target_properties(ferrin-relay PROPERTIES
