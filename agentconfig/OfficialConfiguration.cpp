@@ -35,6 +35,7 @@ void restoreOfficialConfiguration(const core::Locations& locations) {
     throw core::LauncherError(configurationMissing, "未找到 ~/.ferrin/config.toml");
   }
   const std::string text = core::readText(locations.configURL);
+  // The backup first: without it the configuration is not touched.
   core::writeRestricted(configurationBackup(locations), text);
   core::writeRestricted(locations.configURL, officialConfiguration(text));
 }

@@ -49,6 +49,7 @@ void applyReferenceConfiguration(const core::Locations& locations, relay::Servic
   const std::string key =
       core::trimmed(core::readSavedText(locations.upstreamKeyFile, locations.legacyUpstreamKeyFile));
   if (url.empty() || key.empty()) throw core::LauncherError(6, "未找到已保存的第三方 URL 或 API Key");
+  // Canonical and trimmed now, and under the current names.
   core::writeRestricted(locations.upstreamURLFile, url);
   core::writeRestricted(locations.upstreamKeyFile, key);
   relay::installAndStartService(locations, services, proxyResource);

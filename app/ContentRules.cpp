@@ -9,6 +9,7 @@
 namespace ferrin::app {
 namespace {
 
+/// The scheme is compared case-sensitively. An empty host passes: only a missing one fails.
 bool isCompleteWebURL(std::string_view url) {
   const auto components = providertest::parseURL(url);
   return components && components->host && (components->scheme == "https" || components->scheme == "http");

@@ -15,8 +15,10 @@ enum class StatusColour { secondary, red };
 /// Red for texts that begin with "失败" only; "Error: " is not red.
 StatusColour statusColour(std::string_view status);
 
+/// What pressing the relay button does.
 enum class RelayAction { apply, stop };
 
+/// `label` is static.
 struct Button {
   std::string_view label;
   bool enabled;
@@ -31,6 +33,7 @@ struct RelayButton {
   bool operator==(const RelayButton&) const = default;
 };
 
+/// The one button that starts or stops the relay; disabled while an action works.
 RelayButton relayButton(bool isRunning, bool isWorking);
 
 /// Enabled unless the prompt is blank or a test is under way.

@@ -21,6 +21,7 @@ namespace ferrin::app {
 /// from overlapping but the buttons, which `isWorking` and `isSending` disable.
 class ContentView {
  public:
+  /// What `collaborators` refers to outlives the view. Reads no file: appear() does.
   explicit ContentView(const Collaborators& collaborators);
   ContentView(const ContentView&) = delete;
   ContentView& operator=(const ContentView&) = delete;
@@ -37,9 +38,11 @@ class ContentView {
 #define FORM_SECRET(field, label, placeholder) Field<std::string> field = {observers, ""};
 #include "core/ProfileFields.def"
   Field<bool> restartChatGPT{observers, true};
+  /// What the last action reports; ContentRules.h has its colour.
   Field<std::string> status{observers, "Relay is stopped"};
   /// True while apply or restoreOfficial works in the background.
   Field<bool> isWorking{observers, false};
+  /// The direct provider test: what it sends, and the answer or failure of the last one.
   Field<std::string> prompt{observers, ""};
   Field<std::string> response{observers, ""};
   /// True while a provider test is under way.

@@ -48,6 +48,7 @@ void ContentView::saveProfile() {
     status = "Error: " + core::localizedDescription(error);
   }
   isSaving = false;
+  // What selectionChanged has put off.
   if (selectedProfileID.get() != selectedBefore) loadProfile(selectedProfileID);
 }
 
@@ -85,6 +86,7 @@ void ContentView::store(const core::ProviderProfile& profile, const std::string&
   std::erase_if(updated, [&profile](const auto& other) { return other.id() == profile.id(); });
   updated.push_back(profile);
   core::sortByName(updated);
+  // In this order: a failed save keeps the new list in memory, and the next save writes it.
   profiles = std::move(updated);
   core::saveProfiles(profiles, with.locations);
 }

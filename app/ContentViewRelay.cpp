@@ -31,6 +31,7 @@ void ContentView::apply() {
   }
   isWorking = true;
   status = "Saving relay profile and starting the private relay...";
+  // Copies: the user may change the form while the work runs.
   with.dispatcher.inBackground([&locations = with.locations, &services = with.services,
                                 resource = with.proxyResource, url, key, post = poster()] {
     try {
@@ -47,7 +48,7 @@ void ContentView::apply() {
 }
 
 void ContentView::showApplied() {
-  apiKey = "";
+  apiKey = "";  // it is stored now
   isWorking = false;
   launcherState.setRunning(true);
   status = "Running: relay is ready; Ferrin configuration was left unchanged";

@@ -5,6 +5,9 @@
 
 namespace ferrin::app {
 
+/// The main queue runs in the order of submission; the background queue promises no order. Work that is
+/// submitted owns copies of what it uses, or refers to objects that outlive the dispatcher; views do not, so
+/// work reaches them through weak pointers.
 class Dispatcher {
  public:
   using Work = std::function<void()>;

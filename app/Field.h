@@ -11,6 +11,8 @@ namespace ferrin::app {
 /// Assigning a different value notifies the view's observers and then calls `whenChanged` with the value.
 /// Assigning an equal value does nothing. Observers and `whenChanged` may assign again. The Observers outlive
 /// the field. Not copyable: reading gives the value.
+///
+/// Read by get(), or where a `const Value&` is expected; written by assignment: `view.model = "m"`.
 template <typename Value>
 class Field {
  public:

@@ -68,7 +68,7 @@ void MenuBarControls::restoreOpenAI() {
     with.application.showAlert(core::localizedDescription(error));
     return;
   }
-  stopRelay();
+  stopRelay();  // only now: the configuration no longer points at it
   with.restartChatGPTApplication();
 }
 

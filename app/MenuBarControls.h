@@ -15,8 +15,10 @@ inline constexpr std::string_view menuBarTitle = "Ferrin Relay";
 /// The name of the symbol to show: filled while the relay runs, else an outline.
 std::string_view menuBarSymbol(bool isRunning);
 
+/// What choosing an item does.
 enum class MenuAction { none, openWindow, stopRelay, restoreOpenAI, quit };
 
+/// `text` is shown disabled; a separator has neither title nor action. Titles are static.
 struct MenuItem {
   enum class Kind { button, text, separator };
 
@@ -27,12 +29,13 @@ struct MenuItem {
   bool operator==(const MenuItem&) const = default;
 };
 
-/// Top to bottom.
+/// The items of the menu, top to bottom.
 std::vector<MenuItem> menuItems(bool isRunning);
 
 /// Used on the main thread, which every action blocks until it has ended. No action throws.
 class MenuBarControls {
  public:
+  /// What `collaborators` refers to outlives this object.
   explicit MenuBarControls(const Collaborators& collaborators);
 
   std::string_view symbol() const;

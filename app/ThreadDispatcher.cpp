@@ -31,10 +31,11 @@ void ThreadDispatcher::onMain(Work work) {
     wasEmpty = main.empty();
     main.push_back(std::move(work));
   }
-  if (wasEmpty) wake();
+  if (wasEmpty) wake();  // outside the lock: it may run code of the toolkit
 }
 
 void ThreadDispatcher::runMainQueue() {
+  // Taken out first: work that queues more work must not keep the event loop from other events.
   std::deque<Work> waiting;
   {
     const std::lock_guard lock(mutex);

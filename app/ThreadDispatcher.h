@@ -10,6 +10,8 @@
 
 namespace ferrin::app {
 
+/// Made and destroyed on the main thread: after all that submits work, before all that the work uses.
+/// Background work runs in the order of submission, one at a time.
 class ThreadDispatcher : public Dispatcher {
  public:
   /// `wakeMain` is called on any thread when the main queue has become non-empty. It makes the event loop

@@ -13,6 +13,7 @@
 namespace ferrin::core {
 namespace {
 
+/// HOME differs between a desktop session, a service and sudo; the database does not.
 std::filesystem::path homeFromUserDatabase() {
   passwd record{};
   passwd* found = nullptr;

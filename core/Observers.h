@@ -24,6 +24,8 @@ class [[nodiscard]] Subscription {
   std::shared_ptr<void> owned;
 };
 
+/// The observers of one subject, which owns this list. It holds them weakly: a subscription alone keeps an
+/// observer alive, and does nothing once the list is destroyed.
 template <typename... Arguments>
 class Observers {
  public:

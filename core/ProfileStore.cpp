@@ -50,6 +50,7 @@ const std::string* stringMember(const Json& object, std::string_view key) {
   return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
+/// An optional member may be missing; one that is not a string is refused all the same.
 std::optional<ProviderProfile> decodedProfile(const Json& object, ProfileMembers members) {
   if (!object.is_object()) return std::nullopt;
   const auto* idText = stringMember(object, "id");

@@ -56,6 +56,7 @@ class Temporary {
         throwErrno(target);
       }
     }
+    // Without it, a power cut after the rename could leave an empty file.
     if (fsync(file.get()) != 0) throwErrno(target);
     if (close(file.release()) != 0) throwErrno(target);
   }
@@ -85,6 +86,7 @@ void replaceRestricted(const fs::path& url, std::string_view bytes) {
   Temporary temporary(url);
   temporary.write(bytes);
   temporary.takePlaceOfTarget();
+  // The umask may have removed bits of the owner's own.
   if (chmod(url.c_str(), S_IRUSR | S_IWUSR) != 0) throwErrno(url);
   syncFolder(url.parent_path());
 }

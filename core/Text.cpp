@@ -58,6 +58,7 @@ std::string trimmed(std::string_view text) {
 
 std::string canonicalURL(std::string_view text) {
   std::string_view word = firstWord(text);
+  // min: find_…_not_of returns npos for a word of slashes only.
   word.remove_prefix(std::min(word.find_first_not_of('/'), word.size()));
   word.remove_suffix(word.size() - std::min(word.find_last_not_of('/') + 1, word.size()));
   return std::string(word);

@@ -66,6 +66,7 @@ std::optional<std::string> extractText(const JSONObject& object) {
   return joined;
 }
 
+/// A body that is an object without text is shown as it is: it may say what went wrong.
 std::string answerText(const HttpResult& result) {
   if (result.error) return "请求失败：" + *result.error;
   if (result.status && !isSuccess(*result.status)) return "请求失败：HTTP " + std::to_string(*result.status);

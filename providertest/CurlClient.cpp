@@ -20,6 +20,7 @@ struct FreeMulti {
   void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
 };
 
+/// Once per process, as libcurl requires.
 void setUpLibrary() {
   static const CURLcode outcome = curl_global_init(CURL_GLOBAL_DEFAULT);
   if (outcome != CURLE_OK) throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(outcome));
@@ -101,6 +102,7 @@ class CurlClient::Worker {
     }
   }
 
+  /// By hand, because libcurl's own time-outs count the whole request or a transfer rate.
   void giveUpIdle() {
     const auto now = Clock::now();
     for (;;) {

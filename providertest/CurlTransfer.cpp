@@ -66,8 +66,8 @@ void CurlTransfer::setRules(const std::string& trustedCertificates) {
   curl_easy_setopt(easy.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy.get(), CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy.get(), CURLOPT_MAXREDIRS, 20L);
-  curl_easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");
-  curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can decode
+  curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);         // there are several threads
   curl_easy_setopt(easy.get(), CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
   if (!trustedCertificates.empty()) curl_easy_setopt(easy.get(), CURLOPT_CAINFO, trustedCertificates.c_str());
   if (const auto proxy = systemProxy(request.url))
@@ -92,6 +92,7 @@ void CurlTransfer::setCallbacks() {
   curl_easy_setopt(easy.get(), CURLOPT_XFERINFODATA, this);
 }
 
+/// An exception must not pass through libcurl.
 bool CurlTransfer::take(const char* bytes, std::size_t count) {
   try {
     body.append(bytes, count);
@@ -101,6 +102,7 @@ bool CurlTransfer::take(const char* bytes, std::size_t count) {
   }
 }
 
+/// libcurl calls this about once a second, also when nothing has moved.
 void CurlTransfer::note(std::int64_t received, std::int64_t sent) {
   const std::pair now(received, sent);
   if (now == moved) return;

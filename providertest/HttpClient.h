@@ -16,7 +16,7 @@ struct HttpHeader {
   bool operator==(const HttpHeader&) const = default;
 };
 
-/// Always a POST.
+/// Always a POST. Header names are valid tokens; header values are checked (RequestCheck.h).
 struct HttpRequest {
   std::string url;
   std::vector<HttpHeader> headers;
@@ -32,9 +32,13 @@ struct HttpResult {
   std::optional<std::string> error;
   /// The answer's status code; no value when it has none.
   std::optional<int> status;
+  /// Decompressed; any bytes, of any size.
   std::string body;
 };
 
+/// The seam between the application and the network. A request is copied: the caller may change or destroy
+/// what it was made of. There is no way to cancel one: a completion that is not wanted any more ignores its
+/// result.
 class HttpClient {
  public:
   using Completion = std::function<void(HttpResult)>;

@@ -22,7 +22,8 @@ namespace {
 
 constexpr const char* setsidProgram = "/usr/bin/setsid";
 
-/// The attributes that a program is started with: its streams, and signals at their defaults.
+/// The attributes that a program is started with: its streams, and signals at their defaults, as a service
+/// must not inherit what Qt or a parent has blocked or ignored.
 class Start {
  public:
   Start() {
@@ -61,6 +62,7 @@ class Start {
     for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
     pid_t child = 0;
+    // Unlike fork(2), posix_spawn is safe while other threads hold locks, and returns the error of the exec.
     const int failure = posix_spawn(&child, program.c_str(), &actions, &attributes, pointers.data(), environ);
     if (failure != 0) throw std::system_error(failure, std::generic_category(), program);
     return child;
@@ -100,7 +102,7 @@ CommandResult runToEnd(const std::string& program, const std::vector<std::string
   const pid_t child = start.spawn(program, arguments);
   pipe.writingEnd.reset();
   std::string output = readToEnd(pipe.readingEnd);
-  if (!core::isUTF8(output)) output.clear();
+  if (!core::isUTF8(output)) output.clear();  // it ends up in messages
   return {waitFor(child, program), std::move(output)};
 }
 

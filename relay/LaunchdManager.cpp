@@ -20,8 +20,9 @@ std::string domainTarget() { return "gui/" + std::to_string(getuid()); }
 
 std::string serviceTarget(std::string_view label) { return domainTarget() + "/" + std::string(label); }
 
-/// XML 1.0 can't hold other control characters or the two non-characters, escaped or not (section 2.2), and
-/// parsers turn a carriage return into a line feed (section 2.11).
+/// libplist would write such text all the same. XML 1.0 can't hold other control characters or the two
+/// non-characters, escaped or not (section 2.2), and parsers turn a carriage return into a line feed
+/// (section 2.11).
 bool fitsXML(const std::string& text) {
   const auto forbidden = [](unsigned char c) { return c < 0x20 && c != '\t' && c != '\n'; };
   return core::isUTF8(text) && std::none_of(text.begin(), text.end(), forbidden) &&

@@ -14,7 +14,7 @@ LauncherState::LauncherState(const core::Locations& places, ServiceManager& mana
 void LauncherState::refresh() { assign(detectRunningState(locations, services)); }
 
 void LauncherState::setRunning(bool nowRunning) {
-  assign(nowRunning);
+  assign(nowRunning);  // first, as it must not depend on the marker
   try {
     core::writeRestricted(locations.runningMarker, nowRunning ? "running" : "stopped");
   } catch (const std::system_error&) {

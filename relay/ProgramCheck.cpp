@@ -13,6 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::optional<std::string> reasonNotAccessible(const fs::path& program) {
+  // access(2) alone would accept a folder.
   std::error_code ignored;
   if (fs::is_directory(program, ignored)) return "Is a directory";
   if (access(program.c_str(), X_OK) == 0) return std::nullopt;

@@ -70,6 +70,7 @@ void installAndStartService(const core::Locations& locations, ServiceManager& se
                             const fs::path& proxyResource) {
   installScript(proxyResource, locations.proxyURL);
   const std::string upstream = upstreamURL(locations.upstreamURLFile);
+  // Before bootout: a definition that can't be written leaves a running relay alone.
   services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL,
                    relayProgram(proxyResource)});
   services.bootout(core::serviceLabel);  // fails where the relay is not loaded, which does not matter

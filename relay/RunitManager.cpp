@@ -76,6 +76,7 @@ std::string pidIn(const fs::path& serviceFolder) {
   }
 }
 
+/// The other answers, "fail:" and "warning:", mean that no runsv reads its orders.
 bool isSupervised(const CommandResult& status) {
   return status.output.starts_with("run:") || status.output.starts_with("down:") ||
          status.output.starts_with("finish:");
@@ -83,6 +84,7 @@ bool isSupervised(const CommandResult& status) {
 
 }  // namespace
 
+/// Makes the log's folder itself: at login there is no application to do it.
 std::string runScript(const ServiceDefinition& definition) {
   std::string script = "#!/bin/sh\numask 077\n";
   script += "mkdir -p " + quotedForShell(definition.logFile.parent_path().string()) + "\n";
@@ -138,6 +140,7 @@ void RunitManager::define(const ServiceDefinition& definition) {
   const fs::path autostart = home / ".config" / "autostart" / (definition.label + ".desktop");
   core::makeFolders(autostart.parent_path());
   core::replaceRestricted(autostart, autostartEntry(programs / "runsv", folder));
+  // For bootstrap to check: runsv runs whether or not its service can be started.
   definedProgram = definition.commandLine.front();
 }
 
@@ -157,6 +160,7 @@ CommandResult RunitManager::bootstrap(std::string_view label) {
 /// Not `sv restart`: that can return before the old process has ended, and looks only every 420 ms.
 CommandResult RunitManager::kickstart(std::string_view label) {
   const std::string pidBefore = pidIn(serviceFolder(label));
+  // "up" first: after "term" alone, runsv would not restart a service that was set to "down".
   for (const char* order : {"up", "term"}) {
     if (CommandResult sent = sv({order}, label); sent.status != 0) return sent;
   }

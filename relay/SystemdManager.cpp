@@ -82,6 +82,9 @@ std::string environment(const std::filesystem::path& relayProgram) {
 
 }  // namespace
 
+/// systemd would give up after five starts in ten seconds without StartLimitIntervalSec=0. Type=exec makes a
+/// program that can't be executed a failed start. AF_NETLINK is for the relay's look-up of a connection's
+/// user. Further hardening, such as PrivateDevices, makes a user's unit fail with status 218.
 std::string systemdUnit(const ServiceDefinition& definition) {
   const std::string log = plainPath(definition.logFile);
   return "[Unit]\n"

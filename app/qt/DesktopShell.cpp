@@ -17,6 +17,7 @@ void DesktopShell::activate() { activateApplication(); }
 
 void DesktopShell::openWindow(std::string_view identifier) {
   if (!window || identifier != app::mainWindow) return;
+  // show() alone leaves a minimised window minimised.
   window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
   window->show();
   window->raise();
@@ -34,7 +35,7 @@ void DesktopShell::showAlert(const std::string& description) {
   const QScopedValueRollback shown(alertIsShown, true);
   QMessageBox alert(QMessageBox::Warning, fromUTF8(app::menuBarTitle), fromUTF8(description), QMessageBox::Ok,
                     window && window->isVisible() ? window : nullptr);
-  alert.setTextFormat(Qt::PlainText);
+  alert.setTextFormat(Qt::PlainText);  // file names may look like markup
   alert.setIconPixmap(QApplication::windowIcon().pixmap(48));
   activateApplication();
   alert.exec();

@@ -42,6 +42,7 @@ void makePrivateFolder(const std::filesystem::path& folder) {
   struct stat status {};
   if (lstat(folder.c_str(), &status) != 0) core::throwErrno(folder);
   if (!S_ISDIR(status.st_mode)) fail(ENOTDIR, folder);
+  // In a folder that others can change, the socket could be theirs.
   if (status.st_uid != getuid() || (status.st_mode & 077) != 0) fail(EPERM, folder);
 }
 
@@ -81,7 +82,7 @@ FileDescriptor listenAt(const std::filesystem::path& file) {
       listen(descriptor.get(), 16) != 0) {
     core::throwErrno(file);
   }
-  fcntl(descriptor.get(), F_SETFL, O_NONBLOCK);
+  fcntl(descriptor.get(), F_SETFL, O_NONBLOCK);  // accept() must not block when a caller has left
   return descriptor;
 }
 

@@ -12,6 +12,7 @@
 namespace ferrin::qt {
 
 /// Without a portal, or without an answer in time, Qt's first palette decides.
+/// A change of the setting, or a late answer, is passed on when it changes the preference.
 class PortalColours : public QObject, public DesktopColours {
   Q_OBJECT
 

@@ -63,7 +63,7 @@ QPalette paletteOf(const Colours& colours) {
   return palette;
 }
 
-/// The style sheet with its @names replaced.
+/// The style sheet with its @names replaced. A name is replaced before a shorter one that it begins with.
 QString styleSheetOf(const Colours& colours, const QPalette& palette) {
   QFile file(":/look/fusion.qss");
   if (!file.open(QIODevice::ReadOnly)) return {};

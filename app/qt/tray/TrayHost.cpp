@@ -27,7 +27,7 @@ TrayHost::TrayHost(std::function<void()> whenChanged)
 void TrayHost::askWatcher() {
   auto message = QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
   message << service << "IsStatusNotifierHostRegistered";
-  message.setAutoStartService(false);
+  message.setAutoStartService(false);  // a started watcher would have no host
   auto* question = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);
   connect(question, &QDBusPendingCallWatcher::finished, this, [this, question] {
     const QDBusPendingReply<QDBusVariant> reply = *question;

@@ -15,6 +15,7 @@ class TrayItem {
  public:
   using Chosen = std::function<void(app::MenuAction)>;
 
+  /// Removes the item. Not to be destroyed from `chosen`.
   virtual ~TrayItem() = default;
 
   /// Shows this now, or when a tray appears. `symbol` is one of menuBarSymbol's, whose text is static.

@@ -17,7 +17,7 @@ namespace {
 void showText(QLineEdit* field, const std::string& text) {
   const QString wanted = fromUTF8(text);
   if (field->text() == wanted) return;
-  const QSignalBlocker silently(field);
+  const QSignalBlocker silently(field);  // the view has this text already
   field->setText(wanted);
   field->setCursorPosition(0);
 }
@@ -133,12 +133,15 @@ bool MainWindow::event(QEvent* event) {
   return handled;
 }
 
+/// A layout with a size constraint would override the fixed width.
 void MainWindow::fitToContent() {
   layout()->activate();
   setFixedSize(mainWindowWidth, layout()->totalSizeHint().height());
 }
 
 void MainWindow::showEvent(QShowEvent* event) {
+  // A spontaneous event comes from the window system, after a minimised window is restored: no new
+  // appearance.
   if (!event->spontaneous()) {
     view.appear();
     fitToContent();

@@ -18,11 +18,14 @@ class MainWindow : public QWidget {
   MainWindow(app::ContentView& view, std::function<void()> closed);
 
  protected:
+  /// Adapts the size to the content after a change of the layout.
   bool event(QEvent* event) override;
+  /// Calls ContentView::appear, unless the window system only restores the window.
   void showEvent(QShowEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
 
  private:
+  // Each connects some controls to the fields and actions of the view.
   void bindProfile();
   void bindSettings();
   void bindProviderTest();
@@ -30,6 +33,7 @@ class MainWindow : public QWidget {
   void applyOnReturn(QLineEdit* field);
   void pressRelayButton();
 
+  // Each writes fields of the view to controls, and leaves equal ones alone.
   void render();
   void renderForm();
   void renderProviderTest();

@@ -84,7 +84,7 @@ void keepSecret(QLineEdit* field) {
 void addRow(QGridLayout* grid, const app::FormRow& row, QLineEdit* input) {
   const int line = grid->rowCount();
   input->setPlaceholderText(fromUTF8(row.placeholder));
-  input->setMaxLength(std::numeric_limits<int>::max());
+  input->setMaxLength(std::numeric_limits<int>::max());  // Qt silently cuts at 32767
   if (row.isSecret) keepSecret(input);
   grid->addWidget(labelFor(input, fromUTF8(row.label)), line, 0);
   grid->addWidget(input, line, 1);
