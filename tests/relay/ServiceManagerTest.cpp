@@ -152,8 +152,9 @@ TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
                             "0",   "--upstream",     provider.baseURL(), "--timeout",
                             "60",  "--api-key-file", home / "key"};
   start();
+  // It is started twice: by bootstrap, and afresh by kickstart.
   const std::string ask = R"(curl -s --json '{"model": "m", "input": "word by word"}' \
-    "$(grep -o 'http[^,]*' "$0" | head -n 1)/responses" | grep 'word by word')";
+    "$(sed -n 's/.*listening on \([^,]*\),.*/\1/p' "$0" | tail -n 1)/responses" | grep 'word by word')";
   EXPECT_TRUE(tests::eventually([&] {
     return run("/bin/sh", {"-c", ask, definition.logFile}).status == 0;
   })) << tests::contentOf(definition.logFile);
