@@ -1,21 +1,29 @@
 """Nobody but this user's own programs gets through, and the key stays where it belongs."""
 
+import contextlib
+import ctypes
+import multiprocessing
 import os
 import pathlib
 import resource
+import secrets
+import shutil
 import signal
 import socket
 import subprocess
 import unittest
 
-from peers import KEY, Connection, RelayTest
+from peers import KEY, RELEASED, Connection, RelayTest
+
+NOBODY = 65534
+PTRACE_SEIZE = 0x4206  # attaches without a stop
 
 
 class Access(RelayTest):
     @unittest.skipIf(os.geteuid() != 0, "only root can act as another user")
     def test_other_users_are_refused(self):
         url = f"http://127.0.0.1:{self.relay.port}/v1/models"
-        answer = subprocess.run(["curl", "-si", url], user=65534, cwd="/", stdout=subprocess.PIPE).stdout.decode()
+        answer = subprocess.run(["curl", "-si", url], user=NOBODY, cwd="/", stdout=subprocess.PIPE).stdout.decode()
         self.assert_refused(answer, "403 forbidden_user")
         self.assertTrue(self.upstream.silent(0.05))
 
@@ -25,7 +33,6 @@ class Access(RelayTest):
         client = Connection(socket.create_connection(("::1", relay.port)))
         client.send(f"GET /healthz HTTP/1.1\r\nHost: [::1]:{relay.port}\r\n\r\n")
         self.assertTrue(client.message().startswith("HTTP/1.1 200 "))
-
 
 
 class Key(RelayTest):
@@ -62,3 +69,80 @@ class Key(RelayTest):
         self.assertEqual(resource.prlimit(self.relay.process.pid, resource.RLIMIT_CORE)[0], 0)
         self.relay.process.send_signal(signal.SIGABRT)
         self.assertEqual(self.relay.process.wait(), -signal.SIGABRT)
+
+
+def times_in_memory(proc, text):
+    found = 0
+    with open(proc / "mem", "rb", buffering=0) as memory:
+        for line in (proc / "maps").read_text().splitlines():
+            area, rights = line.split()[:2]
+            if rights.startswith("rw"):
+                start, end = (int(address, 16) for address in area.split("-"))
+                memory.seek(start)
+                found += memory.read(end - start).count(text.encode())
+    return found
+
+
+def become_nobody():
+    os.setgroups([])
+    os.setgid(NOBODY)
+    os.setuid(NOBODY)
+
+
+def ways_into(process):
+    ways = {"ptrace"} if ctypes.CDLL(None).ptrace(PTRACE_SEIZE, process, None, None) == 0 else set()
+    for place in "environ", "mem":
+        with contextlib.suppress(PermissionError), open(f"/proc/{process}/{place}", "rb"):
+            ways.add(place)
+    return ways
+
+
+@unittest.skipIf(os.geteuid() != 0, "only root can run the relay as another user and read its memory")
+class Memory(RelayTest):
+    """As it is released, since sanitizers keep what was freed, and run by an ordinary user, whom the system binds."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copy(RELEASED, self.folder / "relay")
+        program = self.folder / "program"
+        program.write_text(f'#!/bin/sh\nchown -R {NOBODY} {self.folder}\nexec setpriv --reuid {NOBODY} --regid {NOBODY} '
+                           f'--clear-groups {self.folder}/relay "$@"\n')
+        program.chmod(0o755)
+        self.relay = self.start(self.upstream.url, program=program)
+
+    def exchange(self, key, size):
+        body = f"{size:x}\r\n{size * 'b'}\r\n0\r\n\r\n"
+        fields = "Transfer-Encoding: chunked", f"X-Long: {size % 60_000 * 'x'}"
+        os.seteuid(NOBODY)
+        self.addCleanup(os.seteuid, 0)
+        client = self.relay.client("POST /v1/a", *fields, more=body)
+        os.seteuid(0)
+        side = self.upstream.accept()
+        self.assertIn(f"\r\nAuthorization: Bearer {key}\r\n", side.until())
+        side.read(len(body))
+        self.complete(client, side)
+
+    def test_holds_the_key_once_and_no_longer_once_it_is_replaced(self):
+        try:
+            times_in_memory(self.relay.proc, KEY)
+        except PermissionError as reason:
+            self.skipTest(str(reason))
+        replaced = []
+        for length in (8, 40, 500, 20, 7500):
+            key = secrets.token_hex(length)
+            self.relay.key_file.write_text(key)
+            for size in (*range(1000, 2100, 25), 59_000, 3_000_000):
+                self.exchange(key, size)
+            # Their ends, as the beginning of memory that was freed is written over.
+            found = [times_in_memory(self.relay.proc, text[-16:]) for text in (key, *replaced)]
+            self.assertEqual(found, [1, *(0 for _ in replaced)])
+            replaced.append(key)
+
+    def test_is_closed_to_other_programs_of_the_user(self):
+        other = subprocess.Popen(["sleep", "60"], user=NOBODY, group=NOBODY, extra_groups=[], cwd="/")
+        self.addCleanup(other.wait)
+        self.addCleanup(other.kill)
+        with multiprocessing.Pool(1, become_nobody) as stranger:
+            if not stranger.apply(ways_into, [other.pid]):
+                self.skipTest("no program can look into another of its user here")
+            self.assertEqual(stranger.apply(ways_into, [self.relay.process.pid]), set())
