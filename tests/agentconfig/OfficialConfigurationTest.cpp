@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <functional>
 #include <nlohmann/json.hpp>
 
+#include "agentconfig/ChatGPTApplication.h"
 #include "agentconfig/ConfigurationLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Thrown.h"
@@ -60,6 +62,12 @@ TEST(RestoreOfficialConfiguration, leavesTheConfigurationAndItsBackupWhenAStepFa
   tests::put(at.configURL, "model_provider = \"custom\"\n");
   fs::permissions(at.ferrinHome, fs::perms(0500));
   expectFailure("~/config.toml.before-restore.bak: Permission denied");
+}
+
+TEST(RestartChatGPTApplication, takesASecondOnEverySystem) {
+  const auto start = std::chrono::steady_clock::now();
+  restartChatGPTApplication([](const auto&, const auto&) {});
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
 }  // namespace

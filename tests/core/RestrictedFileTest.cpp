@@ -29,9 +29,9 @@ TEST(WriteRestricted, makesAnOwnerOnlyFileOrChangesNothingWhicheverStepFails) {
     EXPECT_EQ(filesBelow(folder.path()), files) << place;
   }
   setrlimit(RLIMIT_FSIZE, &none);
-  files["new/folders/token"] = "0600 默认\n";
+  files["new/folders/token"] = "0600 默认\n\n";
   files["file"] = "0600 \n";
-  writeRestricted(folder / "new/folders/token", "默认");
+  writeRestricted(folder / "new/folders/token", "默认\n");
   writeRestricted(folder / "file", "");
   EXPECT_EQ(filesBelow(folder.path()), files);
 }
