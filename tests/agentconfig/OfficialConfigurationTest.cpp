@@ -11,12 +11,9 @@
 #include "agentconfig/ChatGPTApplication.h"
 #include "agentconfig/ConfigurationLine.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/Thrown.h"
 
 namespace ferrin::agentconfig {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// The texts, before and after, lie in edits.json.
 TEST(ConfigurationEdits, changeTheLinesTheyAreMeantForAndNoOtherByte) {
@@ -43,25 +40,6 @@ TEST(ConfigurationEdits, takeTenMebibytesInSeconds) {
     EXPECT_EQ(officialConfiguration(table), "model_provider = \"openai\"\n");
     EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC) << "sanitized; quadratic is minutes";
   }
-}
-
-TEST(RestoreOfficialConfiguration, leavesTheConfigurationAndItsBackupWhenAStepFails) {
-  const tests::AsOrdinaryUser ordinary;
-  const tests::TemporaryFolder home;
-  const core::Locations at(home.path());
-  const auto expectFailure = [&](const std::string& reason) {
-    const auto before = tests::filesBelow(at.ferrinHome);
-    const std::string thrown = tests::thrownBy([&] { restoreOfficialConfiguration(at); });
-    EXPECT_EQ(tests::replaced(thrown, at.ferrinHome.string(), "~"), reason);
-    EXPECT_EQ(tests::filesBelow(at.ferrinHome), before) << reason;
-  };
-  tests::put(configurationBackup(at), "older");
-  expectFailure("ProviderLauncher 7: 未找到 ~/.ferrin/config.toml");
-  tests::put(at.configURL, "a\xFF");
-  expectFailure("~/config.toml: not UTF-8 text: Invalid or incomplete multibyte or wide character");
-  tests::put(at.configURL, "model_provider = \"custom\"\n");
-  fs::permissions(at.ferrinHome, fs::perms(0500));
-  expectFailure("~/config.toml.before-restore.bak: Permission denied");
 }
 
 TEST(RestartChatGPTApplication, takesASecondOnEverySystem) {

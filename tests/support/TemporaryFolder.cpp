@@ -1,7 +1,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
@@ -48,8 +47,7 @@ void putProgram(const fs::path& file, std::string_view content) {
 }
 
 mode_t modeOf(const fs::path& file) {
-  struct stat status {};
-  return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
+  return static_cast<mode_t>(fs::status(file).permissions() & fs::perms::all);
 }
 
 FileTree filesBelow(const fs::path& folder) {
