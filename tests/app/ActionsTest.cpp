@@ -35,23 +35,32 @@ Words wordsOf(const std::string& line) {
   return words;
 }
 
-class Scene : public TestApplication {
+/// One case: the lines below its name.
+class Action : public testing::Test, TestApplication {
  public:
+  explicit Action(std::string lines) : expected(std::move(lines)) {}
+
+  void TestBody() override {
+    std::string happened, line;
+    for (std::istringstream lines(expected); std::getline(lines, line);)
+      if (line.starts_with("given ") || line.starts_with("> ")) happened += performed(line);
+    EXPECT_EQ(happened, expected);
+  }
+
+ private:
   /// Performs one line of a case, "given ..." or "> ...", and returns it with its effects.
   std::string performed(const std::string& line) {
     const bool isGiven = line.starts_with("given ");
     std::string action = line.substr(isGiven ? 6 : 2);
     for (std::size_t id = 0; id < ids.size(); ++id) action = tests::replaced(action, mark(id), ids[id]);
-    forgetWhatHappened();
     const Words words = wordsOf(action);
     const std::string thrown = tests::thrownBy([&] { verbs.at(words[0])(words); });
     if (thrown != "nothing") call("throws", thrown);
     noteChanges();
-    const std::string effects = withMarks(called);
+    const std::string effects = withMarks(std::exchange(called, ""));
     return line + "\n" + (isGiven ? "" : effects);
   }
 
- private:
   static std::string mark(std::size_t id) { return "<" + std::to_string(id + 1) + ">"; }
 
   /// `text` with <1>, <2> for the identities of profiles, and short names for folders.
@@ -94,6 +103,7 @@ class Scene : public TestApplication {
     permissions(place(words[1]), fs::perms(std::stoi(words[2], nullptr, 8)));
   }
 
+  const std::string expected;
   Words ids;
   const std::map<std::string, std::function<void(const Words&)>> verbs{
       {"put", [this](auto& words) { tests::put(place(words[1]), words[2]); }},
@@ -125,21 +135,6 @@ class Scene : public TestApplication {
   };
 };
 
-struct Action : testing::Test {
-  explicit Action(std::string lines) : expected(std::move(lines)) {}
-
-  void TestBody() override {
-    Scene scene;
-    std::string seen, line;
-    for (std::istringstream lines(expected); std::getline(lines, line);)
-      if (line.starts_with("given ") || line.starts_with("> ")) seen += scene.performed(line);
-    EXPECT_EQ(seen, expected);
-  }
-
-  const std::string expected;
-};
-
-/// One test for each case of the file: its lines below its name.
 const bool casesAreRegistered = [] {
   std::map<std::string, std::string> cases;
   std::string name, line;

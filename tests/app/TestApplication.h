@@ -1,6 +1,7 @@
 #pragma once
 // Window and menu on a private home, with everything around them played by the test.
 
+#include <boost/algorithm/string/join.hpp>
 #include <deque>
 #include <map>
 #include <memory>
@@ -27,7 +28,8 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
     tests::put(folder / "application/libexec/ferrin-relay/ferrin-third-party-proxy", "");
     changes = view->subscribe([this] { noteChanges(); });
     recording = true;
-    forgetWhatHappened();
+    noteChanges();
+    called.clear();
   }
 
   void define(const relay::ServiceDefinition& definition) override {
@@ -73,18 +75,11 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
     return results[name];
   }
 
-  void forgetWhatHappened() {
-    seen = look();
-    called.clear();
-  }
-
   void noteChanges() {
-    const auto before = std::exchange(seen, look());
-    for (const auto& [thing, value] : seen) {
-      const auto old = before.find(thing);
-      if (old == before.end() || old->second != value) called += thing + " = " + printable(value) + "\n";
-    }
-    for (const auto& [thing, value] : before) called += seen.contains(thing) ? "" : thing + " is gone\n";
+    auto before = std::exchange(seen, look());
+    for (const auto& [thing, value] : before) seen.try_emplace(thing, "gone");
+    for (const auto& [thing, value] : seen)
+      if (before[thing] != value) called += thing + " = " + tests::replaced(value, "\n", "\\n") + "\n";
   }
 
   /// All that an action can change: files below the home, and the view's state.
@@ -112,11 +107,8 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
 
   static std::string joined(const std::vector<std::string>& texts) {
-    std::string line;
-    for (const auto& text : texts) line += (line.empty() ? "" : "|") + text;
-    return line;
+    return boost::algorithm::join(texts, "|");
   }
-  static std::string printable(const std::string& text) { return tests::replaced(text, "\n", "\\n"); }
 
   void fill(std::string name, std::string url, std::string key, std::string model) {
     view->profileName = name;
