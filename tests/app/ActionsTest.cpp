@@ -9,9 +9,9 @@
 #include <sstream>
 
 #include "app/CommandLineMode.h"
+#include "core/LauncherError.h"
 #include "relay/RelayService.h"
 #include "tests/app/TestApplication.h"
-#include "tests/support/Thrown.h"
 
 namespace ferrin::app {
 namespace {
@@ -54,8 +54,13 @@ class Action : public testing::Test, TestApplication {
     std::string action = line.substr(isGiven ? 6 : 2);
     for (std::size_t id = 0; id < ids.size(); ++id) action = tests::replaced(action, mark(id), ids[id]);
     const Words words = wordsOf(action);
-    const std::string thrown = tests::thrownBy([&] { verbs.at(words[0])(words); });
-    if (thrown != "nothing") call("throws", thrown);
+    try {
+      verbs.at(words[0])(words);
+    } catch (const core::LauncherError& error) {
+      call("throws " + error.domain + " " + std::to_string(error.code), error.what());
+    } catch (const std::exception& error) {
+      call("throws", core::localizedDescription(error));
+    }
     noteChanges();
     const std::string effects = withMarks(std::exchange(called, ""));
     return line + "\n" + (isGiven ? "" : effects);
