@@ -121,11 +121,12 @@ class Memory(RelayTest):
         for length in (8, 40, 500, 20, 7500):
             key = secrets.token_hex(length)
             self.relay.key_file.write_text(key)
-            for size in (*range(1000, 2100, 25), 59_000, 3_000_000):
-                self.exchange(key, size)
-            # Their ends, as the beginning of memory that was freed is written over.
-            found = [times_in_memory(self.relay.proc, text[-16:]) for text in (key, *replaced)]
-            self.assertEqual(found, [1, *(0 for _ in replaced)])
+            for sizes in range(2100, 0, -25), [59_000], [3_000_000]:
+                for size in sizes:
+                    self.exchange(key, size)
+                # Their ends, as the beginning of memory that was freed is written over.
+                found = [times_in_memory(self.relay.proc, text[-16:]) for text in (key, *replaced)]
+                self.assertEqual(found, [1, *(0 for _ in replaced)], sizes)
             replaced.append(key)
 
     def test_is_closed_to_other_programs_of_the_user(self):
