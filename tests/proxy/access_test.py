@@ -17,7 +17,7 @@ import unittest
 from peers import KEY, RELEASED, Connection, RelayTest
 
 NOBODY = 65534
-PTRACE_SEIZE = 0x4206  # attaches without a stop
+PTRACE_SEIZE = 0x4206  # attaches without stopping the process (ptrace(2))
 
 
 class Access(RelayTest):
@@ -103,7 +103,7 @@ class Memory(RelayTest):
     def exchange(self, key, size):
         body = f"{size:x}\r\n{size * 'b'}\r\n0\r\n\r\n"
         fields = "Transfer-Encoding: chunked", f"X-Long: {size % 60_000 * 'x'}"
-        os.seteuid(NOBODY)
+        os.seteuid(NOBODY)  # the relay answers its own user alone
         self.addCleanup(os.seteuid, 0)
         client = self.relay.client("POST /v1/a", *fields, more=body)
         os.seteuid(0)
