@@ -11,6 +11,7 @@ import secrets
 import shutil
 import signal
 import socket
+import ssl
 import subprocess
 import unittest
 
@@ -90,24 +91,35 @@ def ways_into(process):
 @unittest.skipIf(os.geteuid() != 0, "only root can run the relay as another user and read its memory")
 class Memory(RelayTest):
     """As it is released, since sanitizers keep what was freed, and run by an ordinary user, whom the system binds."""
+    scheme, step = "http", -25
 
     def setUp(self):
         super().setUp()
         shutil.copy(RELEASED, self.folder / "relay")
         program = self.folder / "program"
-        own = f"chown -R {NOBODY} {self.folder}"
-        program.write_text(f'#!/bin/sh\n{own}\nexec setpriv --reuid {NOBODY} {self.folder}/relay "$@"\n')
+        program.write_text(f'#!/bin/sh\ncd {self.folder}; chown -R {NOBODY} .; exec setpriv --reuid {NOBODY} ./relay "$@"')
         program.chmod(0o755)
-        self.relay = self.start(self.upstream.url, program=program)
+        self.identity = self.folder / "identity"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost", "-keyout",
+                        self.identity, "-out", self.identity], check=True, stderr=subprocess.DEVNULL)
+        self.relay = self.start(f"{self.scheme}://localhost:{self.upstream.port}", program=program,
+                                environment={"SSL_CERT_FILE": str(self.identity)})
+
+    def accept(self):
+        side = self.upstream.accept()
+        if self.scheme == "https":
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(self.identity)
+            side = Connection(context.wrap_socket(side.socket, server_side=True))
+        return side
 
     def exchange(self, key, size):
         body = f"{size:x}\r\n{size * 'b'}\r\n0\r\n\r\n"
-        fields = "Transfer-Encoding: chunked", f"X-Long: {size % 60_000 * 'x'}"
         os.seteuid(NOBODY)  # the relay answers its own user alone
         self.addCleanup(os.seteuid, 0)
-        client = self.relay.client("POST /v1/a", *fields, more=body)
+        client = self.relay.client("POST /v1/a", "Transfer-Encoding: chunked", f"X-Long: {size % 60_000 * 'x'}", more=body)
         os.seteuid(0)
-        side = self.upstream.accept()
+        side = self.accept()
         self.assertIn(f"\r\nAuthorization: Bearer {key}\r\n", side.until())
         side.read(len(body))
         self.complete(client, side)
@@ -121,7 +133,7 @@ class Memory(RelayTest):
         for length in (8, 40, 500, 20, 7500):
             key = secrets.token_hex(length)
             self.relay.key_file.write_text(key)
-            for sizes in range(2100, 0, -25), [59_000], [3_000_000]:
+            for sizes in range(2100, 0, self.step), [59_000], [3_000_000]:
                 for size in sizes:
                     self.exchange(key, size)
                 # Their ends, as the beginning of memory that was freed is written over.
@@ -137,3 +149,7 @@ class Memory(RelayTest):
             if not stranger.apply(ways_into, [other.pid]):
                 self.skipTest("no program can look into another of its user here")
             self.assertEqual(stranger.apply(ways_into, [self.relay.process.pid]), set())
+
+
+class MemoryWithTls(Memory):
+    scheme, step = "https", -500
