@@ -99,20 +99,16 @@ class Action : public testing::Test, TestApplication {
   }
 
   void answer(const Words& words) {
-    complete({.error = words[1].empty() ? std::nullopt : std::optional(words[1]),
-              .status = words[2].empty() ? std::nullopt : std::optional(std::stoi(words[2])),
-              .body = words[3]});
-  }
-
-  void setMode(const Words& words) {
-    permissions(place(words[1]), fs::perms(std::stoi(words[2], nullptr, 8)));
+    const auto error = words[1].empty() ? std::nullopt : std::optional(words[1]);
+    complete({.error = error, .status = 200, .body = words[2]});
   }
 
   const std::string expected;
   Words ids;
   const std::map<std::string, std::function<void(const Words&)>> verbs{
       {"put", [this](auto& words) { tests::put(place(words[1]), words[2]); }},
-      {"mode", [this](auto& words) { setMode(words); }},
+      {"mode",
+       [this](auto& file) { permissions(place(file[1]), fs::perms(std::stoi(file[2], nullptr, 8))); }},
       {"folder", [this](auto& words) { create_directories(place(words[1])); }},
       {"remove", [this](auto& words) { remove_all(place(words[1])); }},
       {"result",

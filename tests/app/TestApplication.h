@@ -33,7 +33,7 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
 
   void define(const relay::ServiceDefinition& definition) override {
-    call("define " + definition.label + " " + joined(definition.commandLine) + " log " +
+    call("define " + definition.label + " " + boost::algorithm::join(definition.commandLine, "|") + " log " +
          definition.logFile.string() + " program " + definition.relayProgram.string());
   }
   relay::CommandResult bootout(std::string_view label) override { return call("bootout", label); }
@@ -90,7 +90,7 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
     if (!view) return now;
     std::string profiles;
     for (const auto& p : view->profiles.get())
-      profiles += "(" + joined({p.id().text(), p.name, p.url, p.model, p.keyFile}) + ")";
+      profiles += "(" + p.id().text() + "|" + p.name + "|" + p.url + "|" + p.model + "|" + p.keyFile + ")";
     now.insert({{"profileName", view->profileName},
                 {"upstreamURL", view->upstreamURL},
                 {"apiKey", view->apiKey},
@@ -106,10 +106,6 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
     return now;
   }
 
-  static std::string joined(const std::vector<std::string>& texts) {
-    return boost::algorithm::join(texts, "|");
-  }
-
   void fill(std::string name, std::string url, std::string key, std::string model) {
     view->profileName = name;
     view->upstreamURL = url;
@@ -118,7 +114,8 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
   /// What `fill` has filled.
   std::string form() const {
-    return joined({view->profileName, view->upstreamURL, view->apiKey, view->model});
+    return view->profileName.get() + "|" + view->upstreamURL.get() + "|" + view->apiKey.get() + "|" +
+           view->model.get();
   }
 
   /// As the collaborators have it on macOS.
@@ -126,7 +123,9 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
     const auto commands = agentconfig::chatGPTCommandsOnMacOS();
     agentconfig::restart(
         &commands,
-        [this](const auto& program, const auto& arguments) { call("run " + program, joined(arguments)); },
+        [this](const auto& program, const auto& arguments) {
+          call("run " + program, boost::algorithm::join(arguments, "|"));
+        },
         [this](auto pause) { call("pause", std::to_string(pause.count()) + " ms"); });
   }
 

@@ -46,16 +46,14 @@ void putProgram(const fs::path& file, std::string_view content) {
   fs::permissions(file, fs::perms::owner_all);
 }
 
-mode_t modeOf(const fs::path& file) {
-  return static_cast<mode_t>(fs::status(file).permissions() & fs::perms::all);
-}
-
 FileTree filesBelow(const fs::path& folder) {
   FileTree tree;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
     tree[entry.path().lexically_relative(folder)] =
-        (boost::format("%04o %s") % modeOf(entry) % contentOf(entry)).str();
+        (boost::format("%04o %s") % static_cast<unsigned>(entry.status().permissions() & fs::perms::all) %
+         contentOf(entry))
+            .str();
   }
   return tree;
 }

@@ -29,8 +29,6 @@ std::string contentOf(const std::filesystem::path& file);
 void put(const std::filesystem::path& file, std::string_view content);
 /// The same, and lets its owner execute it.
 void putProgram(const std::filesystem::path& file, std::string_view content);
-/// The nine permission bits.
-mode_t modeOf(const std::filesystem::path& file);
 
 /// Path below `folder` to mode and content, such as "0600 running\n", of all that is a plain file.
 using FileTree = std::map<std::string, std::string>;
