@@ -13,7 +13,8 @@ constexpr std::size_t maxPathBytes = 512;
 constexpr std::size_t enoughBytes = 4096;  // to be worth a write
 
 std::string_view nameOf(Ending ending) {
-  constexpr std::array<std::string_view, 5> names{"complete", "truncated", "client-gone", "refused", "stopped"};
+  constexpr std::array<std::string_view, 5> names{"complete", "truncated", "client-gone", "refused",
+                                                  "stopped"};
   return names.at(static_cast<std::size_t>(ending));
 }
 

@@ -13,7 +13,8 @@ struct Client {
   /// Throws std::system_error when the loop can't watch the socket.
   Client(EventLoop& loop, FileDescriptor connected);
 
-  /// Whether its program has closed the connection, also when bytes that it sent before are still unread here.
+  /// Whether its program has closed the connection, also when bytes that it sent before are still unread
+  /// here.
   bool hasGone() const noexcept;
 
   const std::optional<ConnectionEnds> ends;  ///< none of a connection that was gone at once

@@ -98,8 +98,7 @@ Task<AfterResponse> ClientConnection::respond() {
   if (!exchange) co_return co_await send(own);
   AfterResponse after = AfterResponse::reset;
   try {
-    const CancellationSlot::Scope cancellable(currentExchange,
-                                              [&exchange] { exchange->stop(); });
+    const CancellationSlot::Scope cancellable(currentExchange, [&exchange] { exchange->stop(); });
     after = co_await exchange->run();
   } catch (const std::exception&) {
     // The line tells the exchange's own failure; there was no memory to tell the client.

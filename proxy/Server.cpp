@@ -85,8 +85,8 @@ void Server::accepted(FileDescriptor socket) noexcept {
   }
 }
 
-/// Why a new connection is not to be served. Decided when it is accepted and not with its first request, so that
-/// another user's connections take no places.
+/// Why a new connection is not to be served. Decided when it is accepted and not with its first request, so
+/// that another user's connections take no places.
 std::optional<RelayError> Server::refusalOf(PeerOwner owner) const noexcept {
   if (owner == PeerOwner::otherUser) return RelayError::forbiddenUser;
   if (owner == PeerOwner::unknown || services.connections >= maxConnections)
@@ -129,8 +129,8 @@ Detached Server::run(FileDescriptor socket, std::optional<RelayError> refused) {
   stopLoopIfDone();
 }
 
-/// SIGQUIT lets requests that are under way end first. The others are what service managers and terminals send,
-/// which wait for the end.
+/// SIGQUIT lets requests that are under way end first. The others are what service managers and terminals
+/// send, which wait for the end.
 void Server::signalled(int number) noexcept {
   if (!services.stopping) stopAccepting();
   for (auto entry = connections.begin(); entry != connections.end();) {

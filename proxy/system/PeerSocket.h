@@ -26,8 +26,8 @@ PeerOwner ownerOfPeer(const ConnectionEnds& ends) noexcept;
 /// Opens what asking takes, so that a later shortage of descriptors does not matter.
 void preparePeerQueries() noexcept;
 
-/// Whether no process holds the peer's socket any more, even though its end of stream has not arrived yet. False
-/// where the system doesn't tell.
+/// Whether no process holds the peer's socket any more, even though its end of stream has not arrived yet.
+/// False where the system doesn't tell.
 bool isAbandoned(const ConnectionEnds& ends) noexcept;
 
 }  // namespace ferrin::proxy

@@ -70,7 +70,8 @@ std::string_view takeAddress(std::string_view& authority) {
   const std::string_view address = takeUntil(authority, "]");
   boost::system::error_code invalid;
   boost::asio::ip::make_address_v6(std::string(address), invalid);
-  if (!closed || invalid || (!authority.empty() && authority.front() != ':')) refuse("the IPv6 address is not valid");
+  if (!closed || invalid || (!authority.empty() && authority.front() != ':'))
+    refuse("the IPv6 address is not valid");
   return address;
 }
 

@@ -2,8 +2,8 @@
 // Looking up any name finds the addresses in the file that FERRIN_ADDRESSES names, one a line, at
 // that moment, and never ends while that file is empty, as where the name server can't be reached; the time
 // of day is back by the seconds in the file FERRIN_CLOCK; all other time passes FERRIN_SPEED times as fast. A
-// line such as "socket 3" in the file FERRIN_FAILING makes the third call from now fail, as in a shortage, and is
-// emptied then.
+// line such as "socket 3" in the file FERRIN_FAILING makes the third call from now fail, as in a shortage,
+// and is emptied then.
 
 #include <dlfcn.h>
 #include <fcntl.h>
