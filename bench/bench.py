@@ -1,57 +1,84 @@
 #!/usr/bin/env python3
 """Measures the relay beside other proxies on the same cores, and writes docs/benchmarks.md with a chart.
 
-The proxy under test has core 0 to itself, the load and the provider share core 1; for latencies everything is on
-core 0, as a wake-up between cores costs more than the proxies differ by. Every round measures all proxies one after
-the other; figures are medians over the rounds. Processor time is the kernel's own count in nanoseconds
-(/proc/PID/schedstat).
+report.py says how the figures are taken, goals.py what they are to reach.
 """
 
 import argparse
+import functools
 import pathlib
 import shutil
+import signal
 import sys
 import tempfile
 
-from footprint import measure_idle, measure_pauses, measure_sizes, measure_start, measure_tls
+import chart
+import fairness
+import footprint
+import speed
+from load import Certificate
 from proxies import ROOT
-from report import draw, report
+from report import notes, report
 from results import Results
-from speed import measure_latency, measure_requests, measure_streams
 
 
-def main():
+def arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--seconds", type=int, default=2, help="of load per proxy and measure")
-    parser.add_argument("--only", help="a part of the name of the measurement to make, printed and not written")
-    given = parser.parse_args()
-    results = Results()
+    parser.add_argument("--only", help="a part of the name of the measurements to make; the report is printed, not written")
+    parser.add_argument("--out", type=pathlib.Path, default=ROOT / "docs", help="folder of the report and its chart")
+    return parser.parse_args()
+
+
+def measurements(results, folder, certificate, seconds):
+    """By name: those of every round, which take the round's number, and those that are made once."""
+    def bound(measure, *more):
+        return functools.partial(measure, results, folder, *more)
+
+    every_round = {"requests": bound(speed.measure_requests, certificate, seconds),
+                   "saturation": bound(speed.measure_saturation, seconds),
+                   "latency": bound(speed.measure_latency, 4000),
+                   "events": bound(speed.measure_events, certificate, seconds),
+                   "delays": bound(speed.measure_delays, (seconds + 1) // 2),
+                   "start": bound(footprint.measure_start),
+                   "first": bound(footprint.measure_first_request, certificate)}
+    once = {"pauses": bound(footprint.measure_pauses, certificate), "sizes": bound(footprint.measure_sizes),
+            "idle": bound(footprint.measure_idle, 30)}
+    return every_round, once
+
+
+def measure(given, folder):
+    results, certificate = Results(), Certificate(folder)
+    every_round, once = measurements(results, folder, certificate, given.seconds)
+
+    def chosen(all_of_them):
+        return [run for name, run in all_of_them.items() if not given.only or given.only in name]
+
+    rows = fairness.check_setup(folder, certificate) if not given.only or given.only in "fairness" else []
+    for number in range(given.rounds):
+        print(f"Round {number + 1} of {given.rounds}", flush=True)
+        for run in chosen(every_round):
+            run(number)
+    for run in chosen(once):
+        run()
+    return results, rows
+
+
+def main():
+    given = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended from outside"))  # so that what was started ends as well
     folder = pathlib.Path(tempfile.mkdtemp(prefix="ferrin-bench-"))
-    every_round = {"requests": lambda: measure_requests(results, folder, given.seconds),
-                   "latency": lambda: measure_latency(results, folder, 4000),
-                   "streams": lambda: measure_streams(results, folder, (given.seconds + 1) // 2),
-                   "start": lambda: measure_start(results, folder),
-                   "tls": lambda: measure_tls(results, folder)}
-    once = {"pauses": lambda: measure_pauses(results, folder), "sizes": lambda: measure_sizes(results, folder),
-            "idle": lambda: measure_idle(results, folder, 30)}
     try:
-        for number in range(1, given.rounds + 1):
-            print(f"Round {number} of {given.rounds}", flush=True)
-            for name, measurement in every_round.items():
-                if not given.only or given.only in name:
-                    measurement()
-        for name, measurement in once.items():
-            if not given.only or given.only in name:
-                measurement()
+        results, rows = measure(given, folder)
+        text = report(results, given.rounds, rows)
         if not given.only:
-            text, ratios = report(results, given.rounds)
-            (ROOT / "docs" / "benchmarks.md").write_text(text)
-            draw(ratios, folder, ROOT / "docs" / "benchmarks.svg")
-            print(text)
+            (given.out / "benchmarks.md").write_text(text + notes())
+            (given.out / "benchmarks.svg").write_text(chart.draw(results))
+        print(text)
+        return 0
     finally:
         shutil.rmtree(folder, ignore_errors=True)
-    return 0
 
 
 if __name__ == "__main__":

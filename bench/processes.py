@@ -7,6 +7,11 @@ import socket
 import time
 
 
+def pinned(core, ahead=False):
+    """What a command on `core` begins with; `ahead` of what else runs there, where that is allowed."""
+    return [*(["nice", "-n", "-20"] if ahead else []), "taskset", "-c", core]
+
+
 def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))

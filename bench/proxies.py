@@ -6,7 +6,7 @@ import signal
 import subprocess
 import time
 
-from processes import free_port, wait_until_listening
+from processes import free_port, pinned, wait_until_listening
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "release"
@@ -17,10 +17,10 @@ PROXY_CORE, LOAD_CORE = "0", "1"
 
 
 class Provider:
-    """Where a proxy forwards to: its port, and how it is to be verified if it speaks TLS."""
+    """Where a proxy forwards to: its port, and if it speaks TLS, what it is verified by."""
 
-    def __init__(self, port, roots=None):
-        self.port, self.roots = port, roots
+    def __init__(self, roots=None):
+        self.port, self.roots = free_port(), roots
 
     @property
     def url(self):
@@ -31,6 +31,8 @@ class Proxy:
     """One proxy as a process. Used in `with`; `port` is where it listens, `started` how long that took."""
 
     name = ""
+    settles = 0.15  # seconds until it has done what it does behind its start
+    ahead = False
 
     def __init__(self, folder, provider, core=PROXY_CORE):
         self.folder, self.provider, self.core = folder, provider, core
@@ -44,16 +46,16 @@ class Proxy:
         path.write_text(text)
         return path
 
+    def environment(self):
+        roots = self.provider.roots
+        return {"SSL_CERT_FILE": str(roots), "NODE_EXTRA_CA_CERTS": str(roots)} if roots else {}
+
     def __enter__(self):
         output = open(self.folder / f"{self.name}.log", "ab")
-        environment = dict(os.environ)
-        if self.provider.roots:
-            environment["SSL_CERT_FILE"] = str(self.provider.roots)
-            environment["NODE_EXTRA_CA_CERTS"] = str(self.provider.roots)
-        self.process = subprocess.Popen(["taskset", "-c", self.core, *map(str, self.command())], stdout=output,
-                                        stderr=output, stdin=subprocess.DEVNULL, env=environment)
+        self.process = subprocess.Popen([*pinned(self.core, self.ahead), *map(str, self.command())], stdout=output,
+                                        stderr=output, stdin=subprocess.DEVNULL, env=os.environ | self.environment())
         self.started = wait_until_listening(self.port, self.process)
-        time.sleep(0.15)
+        time.sleep(self.settles)
         return self
 
     def __exit__(self, *failure):
@@ -71,11 +73,13 @@ class Proxy:
 
 class Relay(Proxy):
     name = "relay"
+    program = RELAY
 
     def command(self):
         key = self.folder / "key"
-        key.write_text(KEY + "\n")
-        return [RELAY, "--host", "127.0.0.1", "--port", self.port, "--upstream", self.provider.url + "/v1",
+        if not key.exists():  # as another relay may be reading it
+            key.write_text(KEY + "\n")
+        return [self.program, "--host", "127.0.0.1", "--port", self.port, "--upstream", self.provider.url + "/v1",
                 "--api-key-file", key, "--timeout", "600"]
 
 
@@ -98,6 +102,19 @@ class Haproxy(Proxy):
         return ["haproxy", "-db", "-f", configuration]
 
 
+class Caddy(Proxy):
+    name = "caddy"
+
+    def command(self):
+        tls = f"tls_server_name localhost\n\t\t\ttls_trusted_ca_certs {self.provider.roots}" if self.provider.roots else ""
+        scheme = "https" if self.provider.roots else "http"
+        configuration = self.fill_in("Caddyfile", URL=f"{scheme}://127.0.0.1:{self.provider.port}", TLS=tls)
+        return ["caddy", "run", "--adapter", "caddyfile", "--config", configuration]
+
+    def environment(self):
+        return {"GOMAXPROCS": "1", "XDG_DATA_HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder)}
+
+
 class Node(Proxy):
     name = "node"
 
@@ -106,13 +123,20 @@ class Node(Proxy):
 
 
 class Forwarder(Proxy):
-    """No proxy at all: bytes from one socket to the other, by the fewest system calls. The limit for all of them."""
+    """No proxy at all: bytes from one socket to the other, by the fewest calls to the system and to the TLS library. The
+    limit for all of them."""
 
     name = "forwarder"
 
     def command(self):
-        return [LOAD, "forward", self.port, self.provider.port]
+        return [LOAD, "forward", self.port, self.provider.port, *filter(None, [self.provider.roots])]
 
 
-PROXIES = [Relay, Nginx, Haproxy, Node]
+PROXIES = [Relay, Nginx, Haproxy, Caddy, Node]
 WITH_LIMIT = [*PROXIES, Forwarder]
+
+
+def taking_turns(kinds, turn):
+    """The same proxies, beginning with another one each round."""
+    turn %= len(kinds)
+    return kinds[turn:] + kinds[:turn]

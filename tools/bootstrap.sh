@@ -10,7 +10,7 @@ build_packages=(
 )
 package_packages=(dpkg-dev file)
 demo_packages=(curl iproute2 libnss-wrapper runit)
-bench_packages=(gnuplot-nox haproxy nginx nodejs npm procps python3 util-linux wrk)
+bench_packages=(caddy haproxy iproute2 nginx nodejs npm openssl procps python3 runit systemd util-linux wrk)
 fuzz_packages=(clang-14 libclang-rt-14-dev)
 test_packages=(
   "${fuzz_packages[@]}" chromium-headless-shell clang-format clang-tidy curl dbus haproxy libgmock-dev libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux

@@ -4,10 +4,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <strings.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
@@ -56,29 +54,6 @@ int connectTo(std::uint16_t port) {
   if (connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) fail("connect");
   fcntl(made, F_SETFL, O_NONBLOCK);
   return made;
-}
-
-std::optional<std::string_view> field(std::string_view head, std::string_view name) {
-  for (std::size_t line = head.find("\r\n"); line != std::string_view::npos;
-       line = head.find("\r\n", line + 2)) {
-    const std::string_view rest = head.substr(line + 2);
-    if (rest.size() <= name.size() || rest[name.size()] != ':') continue;
-    if (strncasecmp(rest.data(), name.data(), name.size()) != 0) continue;
-    const std::size_t begin = rest.find_first_not_of(' ', name.size() + 1);
-    return rest.substr(begin, rest.find("\r\n") - begin);
-  }
-  return std::nullopt;
-}
-
-bool Input::fill(int socket) {
-  std::array<char, 65536> block{};
-  for (;;) {
-    const ssize_t count = recv(socket, block.data(), block.size(), 0);
-    if (count < 0) return errno == EAGAIN;
-    if (count == 0) return false;
-    buffer.append(block.data(), static_cast<std::size_t>(count));
-    if (static_cast<std::size_t>(count) < block.size()) return true;
-  }
 }
 
 void Input::consume(std::size_t count) {

@@ -2,7 +2,6 @@
 // The little HTTP that the load tool speaks, over sockets that never block.
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,14 +15,10 @@ int listenOn(std::uint16_t port);
 /// A connected socket to 127.0.0.1. Throws std::system_error.
 int connectTo(std::uint16_t port);
 
-/// The value of the field `name` (in any case) in `head`.
-std::optional<std::string_view> field(std::string_view head, std::string_view name);
-
 /// What one end has received and not used yet.
 class Input {
  public:
-  /// Reads what is there. False at the end of the stream or when it is broken.
-  bool fill(int socket);
+  void append(std::string_view received) { buffer.append(received); }
   std::string_view bytes() const { return std::string_view(buffer).substr(used); }
   void consume(std::size_t count);
 
