@@ -14,6 +14,7 @@ import tempfile
 
 import chart
 import fairness
+import felt
 import footprint
 import speed
 from load import Certificate
@@ -42,7 +43,8 @@ def measurements(results, folder, certificate, seconds):
                    "events": bound(speed.measure_events, certificate, seconds),
                    "delays": bound(speed.measure_delays, (seconds + 1) // 2),
                    "start": bound(footprint.measure_start),
-                   "first": bound(footprint.measure_first_request, certificate)}
+                   "first": bound(footprint.measure_first_request, certificate),
+                   "felt": bound(felt.measure_felt)}
     once = {"pauses": bound(footprint.measure_pauses, certificate), "sizes": bound(footprint.measure_sizes),
             "idle": bound(footprint.measure_idle, 30)}
     return every_round, once

@@ -67,7 +67,10 @@ def leaders(results, goal, peers):
 
 def summary(results, peers):
     """On how many rows the relay is ahead of every peer, as one line."""
-    measured = [goal for goal in GOALS if results.of(goal.measure, "relay") and any(results.of(goal.measure, peer) for peer in peers)]
+    measured = [goal for goal in GOALS
+                if results.of(goal.measure, "relay") and any(results.of(goal.measure, peer) for peer in peers)]
+    if not measured:
+        return ""
     ahead, always, behind = 0, 0, []
     for goal in measured:
         better, every_round = leaders(results, goal, peers)

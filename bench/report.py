@@ -78,11 +78,11 @@ def goal_table(results):
 def felt_table(results):
     rows = [(measure, manager, spread(values, 0), f"≤ {wanted}", reached(values, wanted))
             for measure, wanted in FELT.items() for manager, values in results.values.get(f"{measure}, ms", {}).items()]
-    missing = [f"Not measured: {reason}." for reason in results.missing]
+    missing = [f"Not measured with {manager}: {reason}." for manager, reason in results.missing.items()]
     if not rows and not missing:
         return []
-    return ["## What users feel", "", *(table(("ms, the port probed every 5 ms", "service manager", "median", "to reach", "reached"),
-                                              rows) if rows else []), *missing, *([""] if missing else [])]
+    heads = ("ms, the port probed every 5 ms", "service manager", "median", "to reach", "reached")
+    return ["## What users feel", "", *(table(heads, rows) if rows else []), *missing, *([""] if missing else [])]
 
 
 def all_figures(results):
@@ -104,8 +104,9 @@ def report(results, rounds, setup):
              f"{rounds} rounds in which the proxies took turns.", "", HOW, "", *goal_table(results),
              summary(results, PEERS), "", *felt_table(results), *all_figures(results)]
     if setup:
-        lines += ["## Alike over TLS", "", "As the provider counts it, and by the answers to certificates that must be refused. "
-                  "caddy has no setting to resume sessions; as connections are kept, the rows above don't depend on it.", "",
+        lines += ["## Alike over TLS", "", "As the provider counts it, and by the answers to certificates that must be "
+                  "refused. caddy has no setting to resume sessions; as connections are kept, the rows above don't depend "
+                  "on it.", "",
                   *table(("proxy", *fairness.COLUMNS), setup)]
     return "\n".join(lines)
 

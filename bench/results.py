@@ -9,7 +9,7 @@ class Results:
     def __init__(self):
         self.values = {}
         self.behind = {}
-        self.missing = []
+        self.missing = {}  # reasons
 
     def add(self, measure, proxy, value):
         self.values.setdefault(measure, {}).setdefault(proxy, []).append(value)

@@ -1,8 +1,8 @@
 #!/bin/bash
 # as-fresh-user.sh --with FILE PROGRAM: runs PROGRAM as a user of its own, with a private HOME, XDG_RUNTIME_DIR and
 # control group, all of it gone afterwards with every process started there; systemd --user can be started in it. A copy
-# of FILE lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason, where this machine
-# doesn't let us; 124 after 90 s, so that it is this script that ends it, and cleans up.
+# of FILE, or of a folder, lies beside the program that runs. The exit status is PROGRAM's; 77, with the reason, where
+# this machine doesn't let us; 124 after 90 s, so that it is this script that ends it, and cleans up.
 set -euo pipefail
 
 skip() {
@@ -29,7 +29,7 @@ for parent in /sys/fs/cgroup/systemd /sys/fs/cgroup/unified /sys/fs/cgroup; do
 done
 chmod 755 "$folder"
 mkdir -m 700 "$folder/home" "$folder/runtime"
-cp "$2" "$folder/"
+cp -r "$2" "$folder/"
 cp "$3" "$folder/program" # the build tree may be closed to other users
 chown -R "$uid:$uid" "${groups[@]}" "$folder/home" "$folder/runtime"
 
