@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Measures the relay beside other proxies on the same cores, and writes docs/benchmarks.md with a chart.
 
-report.py says how the figures are taken, goals.py what they are to reach.
+report.py says how the figures are taken, goals.py what they are to reach. With --quick two builds of the relay are compared
+instead, see quick.py.
 """
 
 import argparse
@@ -16,6 +17,7 @@ import chart
 import fairness
 import felt
 import footprint
+import quick
 import speed
 from load import Certificate
 from proxies import ROOT
@@ -29,6 +31,8 @@ def arguments():
     parser.add_argument("--seconds", type=int, default=2, help="of load per proxy and measure")
     parser.add_argument("--only", help="a part of the name of the measurements to make; the report is printed, not written")
     parser.add_argument("--out", type=pathlib.Path, default=ROOT / "docs", help="folder of the report and its chart")
+    parser.add_argument("--quick", action="store_true", help="compare two builds of the relay instead, in two minutes")
+    parser.add_argument("--against", metavar="REVISION", default="HEAD", help="the build to compare with")
     return parser.parse_args()
 
 
@@ -72,6 +76,8 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended from outside"))  # so that what was started ends as well
     folder = pathlib.Path(tempfile.mkdtemp(prefix="ferrin-bench-"))
     try:
+        if given.quick:
+            return quick.compare(folder, given.against)
         results, rows = measure(given, folder)
         text = report(results, given.rounds, rows)
         if not given.only:

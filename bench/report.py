@@ -9,7 +9,7 @@ import statistics
 import subprocess
 
 import fairness
-from goals import FELT, GOALS, IDLE, reached, summary
+from goals import FELT, GOALS, IDLE, counted, reached, summary
 from proxies import PROXIES, ROOT
 
 PEERS = [kind.name for kind in PROXIES if kind.name != "relay"]
@@ -101,7 +101,7 @@ def all_figures(results):
 
 def report(results, rounds, setup):
     lines = ["# Benchmarks", "", f"Made by `./bench/run` on {datetime.date.today().isoformat()}: {machine()}.",
-             f"{rounds} rounds in which the proxies took turns.", "", HOW, "", *goal_table(results),
+             f"{counted(rounds, 'round')} in which the proxies took turns.", "", HOW, "", *goal_table(results),
              summary(results, PEERS), "", *felt_table(results), *all_figures(results)]
     if setup:
         lines += ["## Alike over TLS", "", "As the provider counts it, and by the answers to certificates that must be "
