@@ -110,7 +110,7 @@ Task<AfterResponse> ClientConnection::respond() {
 /// Either makes the exchange that the request asks for, or the relay's own response.
 ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
                                                        std::optional<Exchange>& exchange) {
-  if (const auto refused = refusal(head, services.port)) return refuse(head, *refused, "");
+  if (const auto refused = refusal(head, services.own)) return refuse(head, *refused, "");
   const std::string_view target = splitTarget(head.target).pathAndQuery;
   if (withoutQuery(target) == "/healthz" && (head.method == "GET" || head.method == "HEAD"))
     return reportHealth(head);
@@ -125,14 +125,15 @@ ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
 /// Whether a response made here must be the last: the client wants that, or a body follows that is not read.
 bool ClientConnection::closesAfter(const RequestHead& head) const {
   const bool hasBody = !BodyFraming::ofRequest(head).complete();
-  return head.version == 10 || hasBody || head.connectionHas("close") || services.stopping;
+  return head.version == 10 || hasBody || head.connectionHas("close") || head.method == "CONNECT" ||
+         services.stopping;
 }
 
 ClientConnection::OwnResponse ClientConnection::refuse(const RequestHead& head, RelayError error,
                                                        std::string_view cause) {
   const bool close = closesAfter(head);
   OwnResponse response{relayResponse(error, close, head.method == "HEAD"), close};
-  logRefusal(head.method, withoutQuery(splitTarget(head.target).pathAndQuery), error, cause);
+  logRefusal(head.method, pathForLog(head.target), error, cause);
   return response;
 }
 

@@ -19,7 +19,7 @@ ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& 
         fail(RelayError::upstreamTimeout, "no byte for too long");
       }) {
   record.method = head.method;
-  record.path = withoutQuery(splitTarget(head.target).pathAndQuery);
+  record.path = pathForLog(head.target);
   ++services.inFlight;
 }
 

@@ -22,27 +22,26 @@ Task<> RequestSide::begin() {
   Client& client = state.client;
   const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
-  const std::string_view bodyPart = bufferedBody();
-  const std::size_t taken = bodyPart.size();
-  if (!state.failed() && !sendOverKept(bodyPart)) co_await sendOverNew(bodyPart);
-  client.pending.erase(0, taken);  // also after a failure: the next request begins there
+  const BodyFraming::Step buffered = followBuffered();
+  if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
+  client.pending.erase(0, buffered.belonging);  // also after a failure: the next request begins there
   head.clear();
   if (!state.failed()) state.phase = Phase::awaitingHead;
 }
 
 /// False when there is no kept connection, or when one takes nothing because it has died since: only then is
 /// a new one tried, as a request is never sent twice.
-bool RequestSide::sendOverKept(std::string_view bodyPart) {
+bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
   state.upstream = state.services.pool.take();
   if (!state.upstream) return false;
   state.record.upstream = UpstreamUse::reused;
-  const bool sent = buffer.send(*state.upstream, {head, bodyPart});
+  const bool sent = send(head, state.client.pending, buffered);
   if (!sent && !buffer.anyTaken()) return false;
   if (!sent) state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   return true;
 }
 
-Task<> RequestSide::sendOverNew(std::string_view bodyPart) {
+Task<> RequestSide::sendOverNew(const BodyFraming::Step& buffered) {
   Services& services = state.services;
   Connector attempt(services.loop, services.timeouts.upstream, services.names, services.tls,
                     services.options.upstream);
@@ -52,16 +51,21 @@ Task<> RequestSide::sendOverNew(std::string_view bodyPart) {
   state.record.upstream = UpstreamUse::fresh;
   if (!state.upstream) {
     state.fail(RelayError::upstreamUnreachable, "connect: " + connected.problem);
-  } else if (!state.failed() && !buffer.send(*state.upstream, {head, bodyPart})) {
+  } else if (!state.failed() && !send(head, state.client.pending, buffered)) {
     state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   }
 }
 
-/// The part of client.pending that belongs to the body.
-std::string_view RequestSide::bufferedBody() {
+/// Sends `first`, and of `bytes` what passes on.
+bool RequestSide::send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step) {
+  return buffer.send(*state.upstream, {first, bytes.substr(0, step.passing), step.endsLine ? "\r\n" : ""});
+}
+
+/// Follows the part of the body that client.pending begins with.
+BodyFraming::Step RequestSide::followBuffered() {
   const auto step = body.follow(state.client.pending);
   if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
-  return std::string_view(state.client.pending).substr(0, step.belonging);
+  return step;
 }
 
 void RequestSide::startBody() {
@@ -92,9 +96,9 @@ Task<> RequestSide::forwardUntilEnd() {
       const IoResult got = co_await readSome(state.client.stream, state.services.block);
       if (!forward(got)) co_return;
     } else {
-      const std::string_view bodyPart = bufferedBody();
-      if (state.failed() || !buffer.send(*state.upstream, {bodyPart})) co_return;
-      state.client.pending.erase(0, bodyPart.size());
+      const BodyFraming::Step buffered = followBuffered();
+      if (state.failed() || !send("", state.client.pending, buffered)) co_return;
+      state.client.pending.erase(0, buffered.belonging);
     }
   }
   if (!state.failed()) clientWatch.start();
@@ -124,7 +128,7 @@ bool RequestSide::forward(const IoResult& got) {
   const auto step = body.follow(bytes);
   state.client.pending.append(bytes.substr(step.belonging));
   if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
-  return step.valid && buffer.send(*state.upstream, {bytes.substr(0, step.belonging)});
+  return step.valid && send("", bytes, step);
 }
 
 Task<> RequestSide::stop() {

@@ -35,9 +35,10 @@ class RequestSide {
   std::uint64_t bodyBytes() const { return body.contentBytes(); }
 
  private:
-  bool sendOverKept(std::string_view bodyPart);
-  Task<> sendOverNew(std::string_view bodyPart);
-  std::string_view bufferedBody();
+  bool sendOverKept(const BodyFraming::Step& buffered);
+  Task<> sendOverNew(const BodyFraming::Step& buffered);
+  bool send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step);
+  BodyFraming::Step followBuffered();
   Task<> forwardBody();
   Task<> forwardPending();
   Task<> forwardUntilEnd();

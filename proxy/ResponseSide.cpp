@@ -89,7 +89,7 @@ void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
   state.record.first = state.elapsed();
   std::string& out = state.services.head;
   out.clear();
-  appendClientHead(out, head, form, closesAfterwards);
+  appendClientHead(out, head, form, request.version, closesAfterwards);
   forward(rest, out);
 }
 
@@ -109,14 +109,14 @@ void ResponseSide::beginTunnel(const ResponseHead& head, std::string_view rest) 
 void ResponseSide::forward(std::string_view bytes, std::string_view head) {
   std::string payload;
   const auto step = body->follow(bytes, form == BodyForm::bare ? &payload : nullptr);
-  const std::string_view own = bytes.substr(0, step.belonging);
+  const std::string_view own = bytes.substr(0, step.passing);
   if (step.belonging < bytes.size()) upstreamReusable = false;  // what follows was not asked for
   if (form == BodyForm::bare) {
     send({head, payload});
   } else if (form == BodyForm::chunked && !own.empty()) {
     send({head, chunkHead(own.size()), own, "\r\n"});
   } else {
-    send({head, own});
+    send({head, own, step.endsLine ? "\r\n" : ""});
   }
   if (!step.valid) state.fail(RelayError::upstreamInvalid, "the response's chunks are malformed");
 }

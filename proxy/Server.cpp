@@ -28,9 +28,9 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-std::string authority(const ip::tcp::endpoint& endpoint) {
+OwnAddress addressOf(const ip::tcp::endpoint& endpoint) {
   const std::string address = endpoint.address().to_string();
-  return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(endpoint.port());
+  return {endpoint.address().is_v6() ? "[" + address + "]" : address, endpoint.port()};
 }
 
 /// Behind the reason why the relay can't listen.
@@ -51,10 +51,9 @@ void Server::start() {
   raiseDescriptorLimit();
   preparePeerQueries();
   listen();
-  const auto endpoint = listener->endpoint();
-  services.port = endpoint.port();
-  services.log.announce("listening on http://" + authority(endpoint) + "/v1, forwarding to " +
-                        services.options.upstream.text);
+  services.own = addressOf(listener->endpoint());
+  services.log.announce("listening on http://" + services.own.host + ":" + std::to_string(services.own.port) +
+                        "/v1, forwarding to " + services.options.upstream.text);
   if (services.options.upstream.secure) services.tls.load();
 }
 

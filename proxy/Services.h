@@ -13,6 +13,7 @@
 #include "proxy/Limits.h"
 #include "proxy/Options.h"
 #include "proxy/Timeouts.h"
+#include "proxy/http/Guard.h"
 #include "proxy/http/Heads.h"
 #include "proxy/loop/FileWatch.h"
 #include "proxy/upstream/NameLookups.h"
@@ -55,7 +56,7 @@ struct Services {
   TlsContext tls;
   UpstreamPool pool;
 
-  std::uint16_t port = 0;       ///< where the relay listens
+  OwnAddress own;               ///< where the relay listens
   std::size_t connections = 0;  ///< of clients
   std::size_t inFlight = 0;     ///< requests being forwarded
   bool stopping = false;        ///< no connection is kept for another request

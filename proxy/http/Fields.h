@@ -6,45 +6,39 @@
 
 namespace ferrin::proxy {
 
+/// A field that some rule asks for by itself. Fields that only pass or stop need no name here.
 enum class Field : std::uint8_t {
-  other,  ///< none of those below
-  apiKey,
+  other,
   authorization,
-  chatGPTAccountId,
   connection,
+  contentEncoding,
   contentLength,
-  cookie,
   expect,
   host,
-  keepAlive,
-  openAIOrganization,
-  openAIProject,
   origin,
-  proxyAuthorization,
-  proxyConnection,
   secFetchSite,
   setCookie,
-  te,
   transferEncoding,
   upgrade,
-  xApiKey,
+  webSocketProtocol,
 };
 
-/// In which messages a field goes on to the other side.
+/// In which messages a field passes to the other side.
 enum class Passage : std::uint8_t { both, requests, responses, neither };
 
 struct KnownField {
-  std::string_view name;  ///< none for Field::other
-  Field id;
+  std::string_view name;  ///< empty for a field without a row
   Passage passage;
+  Field id = Field::other;
 };
 
-/// What is known of the field `name`, whatever the case of its letters. For the life of the process.
+/// What is known of the field `name`, whatever the case of its letters. Never fails; for the life of the
+/// process.
 const KnownField& knownField(std::string_view name);
 
-/// Whether two texts are equal but for the case of ASCII letters.
+/// Whether two texts are equal, the case of ASCII letters aside.
 bool sameIgnoringCase(std::string_view one, std::string_view other);
-/// Whether `one` comes before `other` when the case of ASCII letters is left out of account.
+/// Whether `one` sorts before `other`, the case of ASCII letters aside.
 bool beforeIgnoringCase(std::string_view one, std::string_view other);
 
 }  // namespace ferrin::proxy

@@ -7,6 +7,7 @@ namespace {
 
 constexpr int maxSizeDigits = 15;  // more content than any disk holds, and no overflow
 constexpr std::size_t maxChunkHeadBytes = 4096;
+constexpr std::string_view lineEnd = "\r\n";
 constexpr std::size_t maxTrailerBytes = std::size_t{16} * 1024;
 
 /// What may stand in a chunk extension or a trailer: no control characters but the tab.
@@ -53,11 +54,13 @@ BodyFraming::Step BodyFraming::follow(std::string_view bytes, std::string* paylo
   }
   seen += belonging;
   if (payload != nullptr) payload->append(bytes.substr(0, belonging));
-  return {belonging, true};
+  return {belonging, belonging, false, true};
 }
 
 BodyFraming::Step BodyFraming::followChunks(std::string_view bytes, std::string* payload) {
+  const bool wasDone = done;
   std::size_t at = 0;
+  std::size_t passing = 0;
   while (at < bytes.size() && !done) {
     if (state == State::data) {
       const std::size_t count = std::min<std::uint64_t>(remaining, bytes.size() - at);
@@ -66,13 +69,17 @@ BodyFraming::Step BodyFraming::followChunks(std::string_view bytes, std::string*
       seen += count;
       at += count;
       if (remaining == 0) state = State::dataReturn;
+    } else if (state == State::trailerStart && bytes.substr(at).starts_with(lineEnd) && passing == at) {
+      done = true;  // the usual end, without trailers: passed on as it came
+      return {at + lineEnd.size(), at + lineEnd.size(), false, true};
     } else if (step(bytes[at])) {
       ++at;
     } else {
-      return {at, false};
+      return {at, passing, false, false};
     }
+    if (!inTrailers() || (state == State::trailerStart && passing + 1 == at)) passing = at;
   }
-  return {at, true};
+  return {at, passing, done && !wasDone, true};
 }
 
 bool BodyFraming::takeSizeDigit(char byte) {

@@ -1,6 +1,7 @@
 #pragma once
 // Where a message's body ends. Bodies are forwarded as the bytes that came in; this follows along and says
-// which of them still belong to the message.
+// which of them belong to the message, and which of those are passed on: all but trailers, which could carry
+// what heads may not (RFC 9110, section 6.5.1).
 
 #include <cstdint>
 #include <string>
@@ -23,16 +24,18 @@ class BodyFraming {
 
   struct Step {
     std::size_t belonging;  ///< this many bytes at the front are the message's
-    bool valid;             ///< false: the framing is broken behind them
+    std::size_t passing;    ///< this many bytes at the front are passed on
+    bool endsLine;          ///< an empty line is to follow them, in place of a trailer section
+    bool valid;             ///< false: the framing is broken after the bytes that belong
   };
-  /// Looks at the next bytes; with `payload`, appends what they carry without the framing.
+  /// Follows the next bytes; with `payload`, appends what they carry without the framing.
   Step follow(std::string_view bytes, std::string* payload = nullptr);
 
   /// The connection has ended, and with it a body of the kind `untilClose`.
   void endHere() { done = true; }
 
   Kind kind() const { return how; }
-  /// Whether the body has ended.
+  /// Whether the whole body has been seen.
   bool complete() const { return done; }
   /// Bytes of content seen, framing left out.
   std::uint64_t contentBytes() const { return seen; }
@@ -57,6 +60,7 @@ class BodyFraming {
   BodyFraming(Kind kind, std::uint64_t length)
       : how(kind), remaining(length), done(kind == Kind::none || (kind == Kind::length && length == 0)) {}
   Step followChunks(std::string_view bytes, std::string* payload);
+  bool inTrailers() const { return state >= State::trailerStart; }
   bool takeSizeDigit(char byte);
   bool step(char byte);
   bool afterSize(char byte);

@@ -1,17 +1,24 @@
 #pragma once
-// Who may spend the key: programs of this user, and nobody else. Web pages are told apart by what browsers
-// send.
+// Which requests may spend the key, as far as their heads tell.
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "proxy/http/Heads.h"
 #include "proxy/http/RelayError.h"
 
 namespace ferrin::proxy {
 
-/// Why a request to the relay on `port` is refused for what its head says, if it is: it is addressed to
-/// another host (DNS rebinding), or a web page made it (Origin; Sec-Fetch-Site but "none").
-std::optional<RelayError> refusal(const RequestHead& head, std::uint16_t port);
+/// Where the relay listens, as a Host field may name it.
+struct OwnAddress {
+  std::string host;  ///< with brackets around an IPv6 address
+  std::uint16_t port = 0;
+};
+
+/// Why a request is refused for what its head says, if it is: it is addressed to another host (DNS
+/// rebinding); a web page made it (Origin, or Sec-Fetch-Site other than "none"); or its method is TRACE,
+/// which would show the key to the client (RFC 9110, section 9.3.8), or CONNECT.
+std::optional<RelayError> refusal(const RequestHead& head, const OwnAddress& own);
 
 }  // namespace ferrin::proxy

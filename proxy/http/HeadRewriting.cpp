@@ -98,11 +98,12 @@ BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion) {
   return BodyForm::asReceived;
 }
 
-void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, bool close) {
+void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, int clientVersion,
+                      bool close) {
   appendStatusLine(out, head);
   appendPassingFields(out, head, Passage::responses, [](const HeadField&) { return false; });
   const bool chunked = form == BodyForm::chunked || (form == BodyForm::asReceived && head.chunked);
-  if (chunked) appendField(out, "Transfer-Encoding", "chunked");
+  if (chunked && clientVersion == 11) appendField(out, "Transfer-Encoding", "chunked");
   if (close) appendField(out, "Connection", "close");
   out.append(lineEnd);
 }

@@ -28,8 +28,10 @@ enum class BodyForm {
 };
 BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion);
 
-/// Appends an answer for the client. `close` announces that its connection ends with this answer.
-void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, bool close);
+/// Appends a response's head for a client of `clientVersion`. `close` announces that its connection ends with
+/// this response.
+void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, int clientVersion,
+                      bool close);
 /// Appends an informational answer: 100 to 199, 101 included, which keeps its Upgrade.
 void appendInformationalHead(std::string& out, const ResponseHead& head);
 

@@ -153,7 +153,7 @@ bool noteFraming(Head& into) {
 }
 
 bool isAcceptable(const RequestHead& head) {
-  if (head.method == "CONNECT" || head.target.find('#') != std::string_view::npos) return false;
+  if (head.target.find('#') != std::string_view::npos) return false;
   const std::size_t hosts = head.count(Field::host);
   return head.version == 11 ? hosts == 1 : hosts <= 1;
 }

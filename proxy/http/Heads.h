@@ -53,8 +53,7 @@ inline constexpr std::size_t malformedHead = std::string_view::npos;
 /// Takes the head apart that `bytes` begin with. Its size, up to and with its empty line; 0 while that is
 /// still to come, or malformedHead for anything malformed or ambiguous: folded lines, bare line ends, both
 /// lengths and codings, differing lengths, codings other than chunked, an HTTP/1.1 request without exactly
-/// one Host, a target with a fragment, which some cut off, and CONNECT, whose answer others take for a
-/// tunnel.
+/// one Host, and a target with a fragment, which some readers cut off.
 std::size_t parseRequestHead(std::string_view bytes, RequestHead& into);
 std::size_t parseResponseHead(std::string_view bytes, ResponseHead& into);
 

@@ -1,12 +1,13 @@
 #include "proxy/http/RelayError.h"
 
-#include <array>
 #include <cstddef>
+#include <iterator>
 
 namespace ferrin::proxy {
 namespace {
 
 struct Row {
+  RelayError error;
   int status;
   std::string_view reason;
   std::string_view code;
@@ -14,37 +15,54 @@ struct Row {
   std::string_view remedy;  ///< empty where there is nothing to be done
 };
 
-/// In the order of RelayError. Fixed texts: the cause of a failure goes to the log, with the remedy, not to
-/// the client.
-constexpr std::array<Row, 13> rows{{
-    {400, "Bad Request", "bad_request", "The relay could not read this request.",
+/// The client's texts are fixed: the cause of a failure goes to the log, with the remedy.
+constexpr Row rows[] = {
+    {RelayError::badRequest, 400, "Bad Request", "bad_request", "The relay could not read this request.",
      "speak http to it, not https"},
-    {403, "Forbidden", "forbidden_host", "The relay answers only requests addressed to this computer.",
-     "use http://127.0.0.1 with its port"},
-    {403, "Forbidden", "forbidden_origin", "The relay does not answer web pages.", "ask from a program"},
-    {403, "Forbidden", "forbidden_user", "The relay answers only the user who runs it.",
-     "use it as that user"},
-    {404, "Not Found", "not_found", "The relay serves only paths below /v1.", "end the base URL in /v1"},
-    {426, "Upgrade Required", "upgrade_required", "The provider does not offer WebSocket here. Use HTTP.",
-     ""},
-    {431, "Request Header Fields Too Large", "headers_too_large", "The request's head is over 64 KiB.",
-     "send fewer or shorter headers"},
-    {502, "Bad Gateway", "upstream_unreachable",
+    {RelayError::forbiddenHost, 403, "Forbidden", "forbidden_host",
+     "The relay answers only requests addressed to this computer.", "use http://127.0.0.1 with its port"},
+    {RelayError::forbiddenOrigin, 403, "Forbidden", "forbidden_origin",
+     "The relay does not answer web pages.", "ask from a program"},
+    {RelayError::forbiddenUser, 403, "Forbidden", "forbidden_user",
+     "The relay answers only the user who runs it.", "use it as that user"},
+    {RelayError::notFound, 404, "Not Found", "not_found", "The relay serves only paths below /v1.",
+     "end the base URL in /v1"},
+    {RelayError::methodNotAllowed, 405, "Method Not Allowed", "method_not_allowed",
+     "The relay forwards neither TRACE nor CONNECT.", "use another method"},
+    {RelayError::requestTimeout, 408, "Request Timeout", "request_timeout",
+     "The request's body stopped in its middle.", "send the whole body"},
+    {RelayError::upgradeRequired, 426, "Upgrade Required", "upgrade_required",
+     "The provider does not offer WebSocket here. Use HTTP.", ""},
+    {RelayError::headersTooLarge, 431, "Request Header Fields Too Large", "headers_too_large",
+     "The request's head is over 64 KiB.", "send fewer or shorter headers"},
+    {RelayError::upstreamUnreachable, 502, "Bad Gateway", "upstream_unreachable",
      "The relay could not connect to the provider. Its log says why.",
      "check the provider's address and the network"},
-    {502, "Bad Gateway", "upstream_closed", "The provider closed the connection before it answered.",
-     "try again"},
-    {502, "Bad Gateway", "upstream_invalid", "The provider's answer was not valid HTTP.",
-     "check the provider's address"},
-    {503, "Service Unavailable", "api_key_unavailable",
+    {RelayError::upstreamClosed, 502, "Bad Gateway", "upstream_closed",
+     "The provider closed the connection before it answered.", "try again"},
+    {RelayError::upstreamInvalid, 502, "Bad Gateway", "upstream_invalid",
+     "The provider's answer was not valid HTTP.", "check the provider's address"},
+    {RelayError::upstreamAddressUnusable, 502, "Bad Gateway", "upstream_address_unusable",
+     "The provider's address can't be used. The relay's log says why.",
+     "save the right address in Ferrin Relay, and apply it"},
+    {RelayError::apiKeyUnavailable, 503, "Service Unavailable", "api_key_unavailable",
      "The relay could not read the API key file. Save the key again in Ferrin Relay.",
      "save the key again in Ferrin Relay"},
-    {503, "Service Unavailable", "too_many_connections", "The relay serves 1,024 connections at most.",
-     "end programs that hold connections to it"},
-    {504, "Gateway Timeout", "upstream_timeout", "The provider did not answer in time.", "try again"},
-}};
+    {RelayError::tooManyConnections, 503, "Service Unavailable", "too_many_connections",
+     "The relay serves 1,024 connections at most.", "end programs that hold connections to it"},
+    {RelayError::upstreamTimeout, 504, "Gateway Timeout", "upstream_timeout",
+     "The provider did not answer in time.", "try again"},
+};
 
-const Row& rowOf(RelayError error) { return rows.at(static_cast<std::size_t>(error)); }
+constexpr bool areInOrder() {
+  for (std::size_t index = 0; index < std::size(rows); ++index) {
+    if (rows[index].error != static_cast<RelayError>(index)) return false;
+  }
+  return std::size(rows) == static_cast<std::size_t>(RelayError::upstreamTimeout) + 1;
+}
+static_assert(areInOrder());
+
+const Row& rowOf(RelayError error) { return rows[static_cast<std::size_t>(error)]; }
 
 }  // namespace
 
@@ -73,13 +91,13 @@ std::string relayResponse(RelayError error, bool close, bool headOnly) {
 
 std::string jsonResponse(int status, std::string_view reason, std::string_view fields, std::string_view body,
                          bool close, bool headOnly) {
-  std::string answer = "HTTP/1.1 " + std::to_string(status);
-  answer.append(" ").append(reason).append("\r\nContent-Type: application/json\r\nContent-Length: ");
-  answer.append(std::to_string(body.size())).append("\r\n").append(fields);
-  if (close) answer.append("Connection: close\r\n");
-  answer.append("\r\n");
-  if (!headOnly) answer.append(body);
-  return answer;
+  std::string response = "HTTP/1.1 " + std::to_string(status);
+  response.append(" ").append(reason).append("\r\nContent-Type: application/json\r\nContent-Length: ");
+  response.append(std::to_string(body.size())).append("\r\n").append(fields);
+  if (close) response.append("Connection: close\r\n");
+  response.append("\r\n");
+  if (!headOnly) response.append(body);
+  return response;
 }
 
 }  // namespace ferrin::proxy

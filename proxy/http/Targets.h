@@ -19,8 +19,13 @@ Target splitTarget(std::string_view target);
 /// The path alone.
 inline std::string_view withoutQuery(std::string_view target) { return target.substr(0, target.find('?')); }
 
+/// The path of a target in any form, for the log: without the query, and without the user and password that
+/// may stand in an authority. "-" for a target without a path.
+std::string_view pathForLog(std::string_view target);
+
 /// Where `target`, the path and query of a request to the relay, goes at an upstream whose base URL has the
-/// path `basePath` (empty, or beginning and not ending with "/"). Nothing for a target outside `/v1`, or one
+/// path `basePath` (empty, or beginning and not ending with "/"). Nothing for a target outside `/v1`, for one
+/// that would leave the base by a dot segment (RFC 3986, section 5.2.4; also percent-encoded), and for one
 /// that would begin with "//" at the upstream. What follows `/v1` is kept byte for byte.
 std::optional<std::string> upstreamTarget(std::string_view basePath, std::string_view target);
 

@@ -20,7 +20,7 @@ def stalled(sender):
 
 class Exchange(RelayTest):
     def test_an_answer_broken_off_at_any_byte_is_not_taken_for_a_whole_one(self):
-        for answer in (STREAM + "5;x\r\nhello\r\n0\r\nT: v\r\n\r\n", OK):
+        for answer in (STREAM + "5;x\r\nhello\r\n0\r\n\r", OK):
             for sent, leave in ((sent, leave) for sent in range(len(answer)) for leave in LEAVING):
                 client, side = self.relay.joined(self.upstream)
                 side.send(answer[:sent])

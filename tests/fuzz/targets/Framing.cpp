@@ -17,6 +17,7 @@ struct Outcome {
   bool complete = false;
   bool valid = true;
   std::string payload;
+  std::string sent;  ///< what passes on
   bool operator==(const Outcome&) const = default;
 };
 
@@ -28,6 +29,8 @@ Outcome followed(std::string_view bytes, std::size_t block) {
   while (outcome.belonging < bytes.size() && outcome.valid && !framing.complete()) {
     const auto step = framing.follow(bytes.substr(outcome.belonging, block), &outcome.payload);
     claim(step.belonging > 0 || !step.valid, "it goes on");
+    claim(step.passing <= step.belonging, "nothing passes that does not belong");
+    outcome.sent.append(bytes.substr(outcome.belonging, step.passing)).append(step.endsLine ? "\r\n" : "");
     outcome.belonging += step.belonging;
     outcome.valid = step.valid;
   }
@@ -69,6 +72,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Outcome whole = followed(bytes, bytes.size());
   for (const std::size_t block : {std::size_t{1}, std::size_t{2}, std::size_t{7}})
     claim(followed(bytes, block) == whole, "it ends at the same byte however it is cut");
-  if (whole.complete) claim(carelesslyRead(bytes) == whole, "a careless reader sees the same");
+  if (!whole.complete) return 0;
+  const Outcome read = carelesslyRead(bytes);
+  claim(read.payload == whole.payload && read.belonging == whole.belonging,
+        "a careless reader sees the same");
+  const Outcome again = carelesslyRead(whole.sent);
+  claim(again.payload == whole.payload && again.belonging == whole.sent.size(), "what passes says the same");
+  claim(followed(whole.sent, whole.sent.size()).sent == whole.sent, "and has no trailers");
   return 0;
 }
