@@ -4,6 +4,7 @@
 
 #include "proxy/Health.h"
 #include "proxy/http/Guard.h"
+#include "proxy/http/HeadRewriting.h"
 #include "proxy/http/Targets.h"
 
 namespace ferrin::proxy {
@@ -116,6 +117,10 @@ ClientConnection::OwnResponse ClientConnection::decide(const RequestHead& head,
     return reportHealth(head);
   const auto mapped = upstreamTarget(services.options.upstream.basePath, target);
   if (!mapped) return refuse(head, RelayError::notFound, "");
+  const std::string& problem = services.options.upstream.problem;
+  if (!problem.empty()) return refuse(head, RelayError::upstreamAddressUnusable, "--upstream: " + problem);
+  if (asksForWebSocket(head) && services.loop.timers().now() < services.webSocketsRefusedUntil)
+    return refuse(head, RelayError::upgradeRequired, "WebSocket was not answered a short while ago");
   const std::string_view key = services.currentKey();
   if (key.empty()) return refuse(head, RelayError::apiKeyUnavailable, services.key.problem());
   exchange.emplace(services, client, head, *mapped, key);

@@ -16,7 +16,7 @@ RequestTraits::RequestTraits(const RequestHead& head)
 
 ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& head)
     : services(shared), client(from), request(head), started(shared.loop.timers().now()), silence([this] {
-        fail(RelayError::upstreamTimeout, "no byte for too long");
+        silenceExpired();
       }) {
   record.method = head.method;
   record.path = pathForLog(head.target);
@@ -33,6 +33,11 @@ void ExchangeState::fail(RelayError error, std::string_view cause) noexcept {
     // The error's usual text takes its place.
   }
   end(std::move(why));
+}
+
+void ExchangeState::silenceExpired() noexcept {
+  const bool clientStalled = phase == Phase::awaitingHead && awaitsBody;
+  fail(clientStalled ? RelayError::requestTimeout : RelayError::upstreamTimeout, "no byte for too long");
 }
 
 void ExchangeState::end(Failure why) noexcept {

@@ -70,12 +70,14 @@ struct ExchangeState {
   const Clock::time_point started;
   ExchangeRecord record;
   Phase phase = Phase::connecting;
+  bool awaitsBody = false;           ///< the request's body is being waited for, and not the upstream
   std::unique_ptr<Stream> upstream;  ///< none while connecting
   CancellationSlot connecting;       ///< filled while connecting
   std::optional<Failure> failure;
   Timer silence;  ///< runs from the beginning to the end, and is restarted by every byte
 
  private:
+  void silenceExpired() noexcept;
   void end(Failure why) noexcept;
 };
 

@@ -72,7 +72,9 @@ void KeyFile::read(const struct stat& now) {
 }
 
 void KeyFile::use(std::string_view content) {
-  const std::string_view trimmed = withoutWhiteSpace(content);
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // some editors begin a file with it
+  const bool marked = content.starts_with(byteOrderMark);
+  const std::string_view trimmed = withoutWhiteSpace(content.substr(marked ? byteOrderMark.size() : 0));
   if (trimmed.empty()) {
     trouble = file.string() + ": there is no key in it";
   } else if (content.size() > maxKeyBytes || !fitsAField(trimmed)) {

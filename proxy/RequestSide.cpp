@@ -32,6 +32,7 @@ Task<> RequestSide::begin() {
 /// False when there is no kept connection, or when one takes nothing because it has died since: only then is
 /// a new one tried, as a request is never sent twice.
 bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
+  if (state.request.webSocket) return false;  // the end of a kept connection would look like a refusal
   state.upstream = state.services.pool.take();
   if (!state.upstream) return false;
   state.record.upstream = UpstreamUse::reused;
@@ -93,7 +94,9 @@ Task<> RequestSide::forwardUntilEnd() {
     if (state.failed() || !buffer.empty()) co_return;
     if (body.complete()) break;
     if (state.client.pending.empty()) {
+      state.awaitsBody = true;
       const IoResult got = co_await readSome(state.client.stream, state.services.block);
+      state.awaitsBody = false;
       if (!forward(got)) co_return;
     } else {
       const BodyFraming::Step buffered = followBuffered();

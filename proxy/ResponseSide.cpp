@@ -4,11 +4,12 @@
 #include <charconv>
 #include <utility>
 
+#include "proxy/http/ProviderRefusal.h"
+
 namespace ferrin::proxy {
 namespace {
 
 constexpr std::string_view lastChunk = "0\r\n\r\n";
-constexpr std::string_view keyRefused = "the provider refused the key; save the right one in Ferrin Relay";
 
 /// Responses to a WebSocket request that a client must see as they are; all others tell it to use HTTP.
 bool passesToWebSocketClient(int status) { return status == 401 || status == 403 || status == 429; }
@@ -22,6 +23,8 @@ std::string chunkHead(std::size_t size) {
 }  // namespace
 
 Task<> ResponseSide::forwardHeads() {
+  Timer answerLimit([this] { webSocketUnanswered("WebSocket got no answer within 5 s"); });
+  if (state.request.webSocket) answerLimit.start(state.services.timeouts.webSocket);
   while (!state.failed() && !begun()) {
     if (!state.client.sendBuffer.empty()) co_await flush();
     if (!state.failed()) takeBytes(co_await readSome(*state.upstream, state.services.block));
@@ -29,12 +32,21 @@ Task<> ResponseSide::forwardHeads() {
   incompleteHead = {};
 }
 
+/// Some providers, or what stands before them, drop WebSocket requests. Clients fall back to HTTP on a 426,
+/// so they get it, and for a while without another try.
+void ResponseSide::webSocketUnanswered(std::string_view cause) noexcept {
+  constexpr auto memory = std::chrono::minutes(10);
+  state.services.webSocketsRefusedUntil = state.services.loop.timers().now() + memory;
+  state.fail(RelayError::upgradeRequired, cause);
+}
+
 void ResponseSide::takeBytes(const IoResult& got) {
   if (got.status == IoStatus::interrupted) return;
   if (got.status != IoStatus::moved) {
-    return state.fail(RelayError::upstreamClosed, got.status == IoStatus::end
-                                                      ? "closed before a response"
-                                                      : "receive: " + state.upstream->problem());
+    const bool closed = got.status == IoStatus::end;
+    const std::string cause = closed ? "closed before a response" : "receive: " + state.upstream->problem();
+    if (state.request.webSocket) return webSocketUnanswered("WebSocket: " + cause);
+    return state.fail(RelayError::upstreamClosed, cause);
   }
   state.silence.restart();
   const std::size_t searched = incompleteHead.size();
@@ -85,7 +97,7 @@ void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
   closesAfterwards = !request.keepsConnection || state.services.stopping;
   state.phase = Phase::responding;
   state.record.status = head.status;
-  if (head.status == 401) state.record.cause = keyRefused;
+  state.record.cause = explanationOf(head.status, state.record.path);
   state.record.first = state.elapsed();
   std::string& out = state.services.head;
   out.clear();

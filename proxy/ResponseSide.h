@@ -35,6 +35,7 @@ class ResponseSide {
   std::uint64_t bodyBytes() const { return body ? body->contentBytes() : 0; }
 
  private:
+  void webSocketUnanswered(std::string_view cause) noexcept;
   void takeBytes(const IoResult& got);
   void takeHeads(std::string_view bytes, std::size_t searched);
   void takeHead(const ResponseHead& head, std::string_view rest);

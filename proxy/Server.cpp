@@ -52,9 +52,12 @@ void Server::start() {
   preparePeerQueries();
   listen();
   services.own = addressOf(listener->endpoint());
+  const UpstreamURL& upstream = services.options.upstream;
   services.log.announce("listening on http://" + services.own.host + ":" + std::to_string(services.own.port) +
-                        "/v1, forwarding to " + services.options.upstream.text);
-  if (services.options.upstream.secure) services.tls.load();
+                        "/v1, forwarding to " + (upstream.problem.empty() ? upstream.text : "nothing"));
+  if (!upstream.problem.empty())
+    services.log.note(withRemedy(RelayError::upstreamAddressUnusable, "--upstream: " + upstream.problem));
+  if (upstream.secure) services.tls.load();
 }
 
 void Server::listen() {

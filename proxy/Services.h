@@ -60,6 +60,8 @@ struct Services {
   std::size_t connections = 0;  ///< of clients
   std::size_t inFlight = 0;     ///< requests being forwarded
   bool stopping = false;        ///< no connection is kept for another request
+  /// Until then WebSocket requests are refused untried, as the upstream did not answer one.
+  Clock::time_point webSocketsRefusedUntil{};
 
   // Scratch memory, shared by all coroutines: valid from being filled to the next co_await, and not across a
   // call that may resume another coroutine.

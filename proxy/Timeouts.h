@@ -16,6 +16,7 @@ struct Timeouts {
         recheck(timers, std::chrono::milliseconds(400)),
         logDelay(timers, std::chrono::milliseconds(100)),
         linger(timers, std::chrono::seconds(2)),
+        webSocket(timers, std::chrono::seconds(5)),
         upstream(timers) {}
 
   TimerQueue silence;     ///< no byte in either direction of an exchange
@@ -24,6 +25,7 @@ struct Timeouts {
   TimerQueue recheck;     ///< between checks whether a client whose bytes wait unread is still there
   TimerQueue logDelay;    ///< before the lines of exchanges are written, many at once
   TimerQueue linger;      ///< for reading on after an early response, so that a reset does not overtake it
+  TimerQueue webSocket;   ///< for the upstream to answer a WebSocket request at all
   UpstreamTimeouts upstream;
 };
 

@@ -35,6 +35,29 @@ void appendField(Text& out, std::string_view name, std::string_view value) {
   out.append(name).append(": ").append(value).append(lineEnd);
 }
 
+/// Whether an item of Sec-WebSocket-Protocol is the key that browsers send this way, having no other.
+bool isKeyItem(std::string_view item) {
+  constexpr std::string_view prefix = "openai-insecure-api-key.";
+  return item.size() >= prefix.size() && sameIgnoringCase(item.substr(0, prefix.size()), prefix);
+}
+
+bool carriesKey(const HeadField& field) {
+  bool found = false;
+  if (field.id == Field::webSocketProtocol)
+    eachListMember(field.value, [&found](std::string_view item) { found = found || isKeyItem(item); });
+  return found;
+}
+
+/// Appends a Sec-WebSocket-Protocol without its key; nothing if there is no other item.
+template <typename Text>
+void appendWithoutKey(Text& out, const HeadField& field) {
+  std::string others;
+  eachListMember(field.value, [&others](std::string_view item) {
+    if (!isKeyItem(item)) others.append(others.empty() ? "" : ", ").append(item);
+  });
+  if (!others.empty()) appendField(out, field.name, others);
+}
+
 std::string_view written(std::uint64_t number, std::array<char, 24>& digits) {
   return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
 }
@@ -48,14 +71,16 @@ void appendPassingFields(Text& out, const Head& head, Passage direction, Stops s
   std::array<char, 24> digits;
   std::string_view run;
   for (const HeadField& field : head.fields) {
+    const bool rewritten = direction == Passage::requests && carriesKey(field);
     const bool passes =
-        (field.passage == Passage::both || field.passage == direction) && !stops(field) &&
+        !rewritten && (field.passage == Passage::both || field.passage == direction) && !stops(field) &&
         (named.empty() || !std::binary_search(named.begin(), named.end(), field.name, beforeIgnoringCase));
     if (passes) {
       run = run.empty() ? field.line : std::string_view(run.data(), run.size() + field.line.size());
       continue;
     }
     out.append(std::exchange(run, {}));
+    if (rewritten) appendWithoutKey(out, field);
     if (field.id == Field::contentLength && !std::exchange(lengthWritten, true))
       appendField(out, field.name, written(*head.contentLength, digits));
   }

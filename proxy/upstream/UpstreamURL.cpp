@@ -103,9 +103,8 @@ std::string basePathOf(std::string_view path) {
   return std::string(path);
 }
 
-}  // namespace
-
-UpstreamURL parseUpstreamURL(std::string_view text) {
+/// Throws std::invalid_argument with the problem.
+UpstreamURL parsed(std::string_view text) {
   for (const unsigned char byte : text) {
     if (byte <= ' ' || byte == 0x7F) refuse("not a URL");
     if (byte > 0x7F) refuse("it has a character outside ASCII; write a host in another script as xn--…");
@@ -122,6 +121,20 @@ UpstreamURL parseUpstreamURL(std::string_view text) {
   upstream.basePath = basePathOf(rest);
   upstream.text = text;
   return upstream;
+}
+
+}  // namespace
+
+UpstreamURL parseUpstreamURL(std::string_view text) {
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  try {
+    return parsed(text);
+  } catch (const std::invalid_argument& reason) {
+    UpstreamURL unusable;
+    unusable.problem = reason.what();
+    return unusable;
+  }
 }
 
 }  // namespace ferrin::proxy

@@ -14,9 +14,11 @@ struct UpstreamURL {
   std::string basePath;   ///< empty, or begins with "/" and does not end with one
   std::string hostField;  ///< what the Host field says: with brackets and a port where they are needed
   std::string text;       ///< as it was given
+  std::string problem;    ///< why it can't be used; empty, and all else filled, when it can
 };
 
-/// Throws std::invalid_argument with the reason, which does not repeat the text.
+/// An address that can't be used has nothing but its `problem`, which does not repeat the text: a password
+/// may stand in it. A byte-order mark before it is ignored.
 UpstreamURL parseUpstreamURL(std::string_view text);
 
 }  // namespace ferrin::proxy

@@ -11,6 +11,7 @@ TEST(ParseUpstreamURL, knowsHostAndPort) {
       {"http://api.example:443", "api.example 443 api.example:443"},
       {"HTTP://[::1]:80/x", "::1 80 [::1]"},
       {"https://api.example:", "api.example 443 api.example"},
+      {"\xEF\xBB\xBFhttps://api.example/", "api.example 443 api.example"},
       {"https://1.2.3.4.nip.test/v1", "1.2.3.4.nip.test 443 1.2.3.4.nip.test"},
   };
   for (const auto& [text, expected] : rows) {

@@ -45,7 +45,7 @@ class Key(RelayTest):
         relay.logs(f'end=refused cause="{relay.key_file}: No such file or directory; save the key again in Ferrin Relay"')
         side = None
         for number in range(10, 30):  # same size, same file, soon after one another
-            relay.key_file.write_text(f" sk-{number}\r\n")
+            relay.key_file.write_text(f"\ufeff sk-{number}\r\n")
             client.send(relay.request())
             side = side or self.upstream.accept()
             self.assertIn(f"\r\nAuthorization: Bearer sk-{number}\r\n", side.until())

@@ -73,6 +73,8 @@ class Exchange(RelayTest):
         relay = self.start(self.upstream.url, timeout=1, environment=surrounded(FERRIN_CLOCK=str(clock)))
         client, side = relay.joined(self.upstream)
         self.assert_refused(client.message(), "504 upstream_timeout")
+        client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2", more="x")
+        self.assert_refused(client.message(), "408 request_timeout")
         clock.write_text("1000000000")
         client, side = relay.joined(self.upstream, "POST /v1/a", "Content-Length: 2")
         for sender, receiver, pieces in ((client, side, "xx"), (side, client, [STREAM, "1\r\nx\r\n", "1\r\nx\r\n"])):

@@ -99,6 +99,18 @@ class Forwarding(RelayTest):
                 side.close()
                 self.assert_refused(client.message(), expected)
 
+    def test_refusals_by_the_provider_are_explained_in_the_log(self):
+        for status, path, cause in ((401, "/v1/a", "refused the key; save the right one in Ferrin Relay"),
+                                    (404, "/v1/responses", "may not offer the Responses API; ask it, and check the address"),
+                                    (404, "/v1/a", "has nothing at this address; check the address, and the model's name"),
+                                    (429, "/v1/a", "wait, or raise it there"),
+                                    (500, "/v1/a", "")):
+            client, side = self.relay.joined(self.upstream, f"POST {path}")
+            side.send(f"HTTP/1.1 {status} No\r\nConnection: close\r\nContent-Length: 0\r\n\r\n")
+            client.message()
+            expected = f'end=complete cause="[^"]*{cause}"' if cause else "end=complete$"
+            self.assertRegex(self.relay.line(f"POST {path} {status}"), expected)
+
     def test_health_is_reported_without_asking_the_upstream(self):
         self.assertRegex(self.relay.answer("GET /healthz"), r'^HTTP/1.1 200 OK\r\n[^{]*{"status":"ok",'
                          r'"version":"[\d.]+","upstream":"127.0.0.1","connections":1,"requests_in_flight":0}$')

@@ -31,6 +31,15 @@ class Start(RelayTest):
         self.assertRegex(told, rf"^port {self.upstream.port}: Address already in use, by python3\S* "
                          rf"\(process {os.getpid()}\); end that program first\n$")
 
+    def test_explains_an_address_that_can_not_be_used_and_serves_on(self):
+        for problem, address, _ in table("addresses.txt"):
+            with self.subTest(address):
+                relay = self.start(address)
+                self.assert_refused(relay.answer("POST /v1/a"), "502 upstream_address_unusable")
+                relay.logs(f" --upstream: {problem}; save the right address in Ferrin Relay, and apply it\n")
+                self.assertTrue(relay.answer(HEALTH).startswith("HTTP/1.1 200 "))
+                self.assertNotIn("hunter2", relay.log())
+
     def test_announces_where_it_listens_in_the_first_line_and_then_what_it_is(self):
         inherited = {"SYSTEMD_EXEC_PID": str(os.getpid()), "XPC_SERVICE_NAME": "com.apple.Terminal"}
         relay = self.start(self.upstream.url, environment=inherited)

@@ -164,6 +164,11 @@ class Relay:
         """Waits until the log holds `text`."""
         assert eventually(lambda: text in self.log()), f"not logged: {text}\n{self.log()[-3000:]}"
 
+    def line(self, start):
+        """The last line of the log that says `start` after its time, once there is one."""
+        self.logs(f" {start} ")
+        return [line for line in self.log().splitlines() if f" {start} " in line][-1]
+
     def request(self, line="GET /v1/a", *fields, body="", more=""):
         """`body` with its length, `more` without."""
         length = [f"Content-Length: {len(body)}"] if body else []

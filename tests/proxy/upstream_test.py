@@ -58,6 +58,24 @@ class UpstreamConnection(RelayTest):
         self.complete(client, self.upstream.accept())
 
 
+class WebSocket(RelayTest):
+    ASKED = ("GET /v1/ws", "Connection: Upgrade", "Upgrade: websocket",
+             "Sec-WebSocket-Protocol: realtime, openai-insecure-api-key.sk-mine, beta")
+
+    def test_without_an_answer_is_refused_at_once_for_a_while(self):
+        for leave in (Connection.close, Connection.reset, lambda side: None):
+            relay = self.start(self.upstream.url, environment=surrounded(FERRIN_SPEED="20"))
+            self.complete(*relay.joined(self.upstream))  # whose connection, kept, proves nothing
+            client = relay.client(*self.ASKED)
+            side = self.upstream.accept()
+            self.assertIn("\r\nSec-WebSocket-Protocol: realtime, beta\r\n", side.until())
+            leave(side)
+            self.assert_refused(client.message(), "426 upgrade_required")
+            client.send(relay.request(*self.ASKED))
+            self.assert_refused(client.message(), "426 upgrade_required")
+            self.assertTrue(self.upstream.silent(0.05))
+
+
 class Names(RelayTest):
     def test_are_looked_up_for_each_connection_and_hold_up_nothing_else(self):
         addresses = self.folder / "addresses"
