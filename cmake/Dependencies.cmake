@@ -7,6 +7,7 @@ find_package(nlohmann_json 3.11 REQUIRED)
 find_package(OpenSSL 3 REQUIRED)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
+pkg_check_modules(libzstd REQUIRED IMPORTED_TARGET libzstd>=1.4)
 pkg_check_modules(libplist REQUIRED IMPORTED_TARGET libplist-2.0>=2.2)
 
 if(FERRIN_GUI)

@@ -36,7 +36,7 @@ void ExchangeState::fail(RelayError error, std::string_view cause) noexcept {
 }
 
 void ExchangeState::silenceExpired() noexcept {
-  const bool clientStalled = phase == Phase::awaitingHead && awaitsBody;
+  const bool clientStalled = awaitsBody && (phase == Phase::connecting || phase == Phase::awaitingHead);
   fail(clientStalled ? RelayError::requestTimeout : RelayError::upstreamTimeout, "no byte for too long");
 }
 

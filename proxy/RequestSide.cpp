@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::string_view goAhead = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr std::string_view malformedChunks = "the body's chunks are malformed";
+constexpr std::string_view brokenCoding = "the body is not what its coding, zstd, says";
 
 }  // namespace
 
@@ -15,6 +16,7 @@ RequestSide::RequestSide(ExchangeState& shared, const RequestHead& requestHead, 
                          std::string_view key)
     : state(shared), clientWatch(shared), body(BodyFraming::ofRequest(requestHead)) {
   appendUpstreamHead(head, requestHead, state.services.options.upstream.hostField, target, key);
+  if (hasZstdBody(requestHead)) decoded.emplace();
 }
 
 Task<> RequestSide::begin() {
@@ -22,7 +24,8 @@ Task<> RequestSide::begin() {
   Client& client = state.client;
   const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
-  const BodyFraming::Step buffered = followBuffered();
+  if (decoded) co_await receiveFrameHeader();
+  const BodyFraming::Step buffered = decoded ? BodyFraming::Step{} : followBuffered();
   if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
   client.pending.erase(0, buffered.belonging);  // also after a failure: the next request begins there
   head.clear();
@@ -70,7 +73,7 @@ BodyFraming::Step RequestSide::followBuffered() {
 }
 
 void RequestSide::startBody() {
-  if (!(body.complete() && buffer.empty())) forwarding.start(forwardBody());
+  if (decoded || !(body.complete() && buffer.empty())) forwarding.start(forwardBody());
 }
 
 void RequestSide::startTunnel() {
@@ -81,7 +84,11 @@ void RequestSide::startTunnel() {
 /// An exception ends the exchange here, as the response's side learns of nothing else.
 Task<> RequestSide::forwardBody() {
   try {
-    co_await forwardUntilEnd();
+    if (decoded) {
+      co_await forwardDecoded();
+    } else {
+      co_await forwardUntilEnd();
+    }
   } catch (const std::exception& exception) {
     state.fail(exception);
   }
@@ -94,10 +101,8 @@ Task<> RequestSide::forwardUntilEnd() {
     if (state.failed() || !buffer.empty()) co_return;
     if (body.complete()) break;
     if (state.client.pending.empty()) {
-      state.awaitsBody = true;
-      const IoResult got = co_await readSome(state.client.stream, state.services.block);
-      state.awaitsBody = false;
-      if (!forward(got)) co_return;
+      const IoResult got = co_await receive();
+      if (!received(got) || !forward(got)) co_return;
     } else {
       const BodyFraming::Step buffered = followBuffered();
       if (state.failed() || !send("", state.client.pending, buffered)) co_return;
@@ -115,23 +120,80 @@ Task<> RequestSide::forwardPending() {
   clientWatch.stop();
 }
 
-/// Forwards what was read into the shared block. False when there is nothing more to forward.
-bool RequestSide::forward(const IoResult& got) {
-  if (got.status != IoStatus::moved) {
-    if (got.status == IoStatus::end && state.phase == Phase::tunnelling) {
-      state.phase = Phase::over;
-      state.upstream->socket().interrupt();
-    } else if (got.status != IoStatus::interrupted) {
-      state.clientHasGone();
-    }
-    return false;
+/// Reads from the client into the shared block.
+Task<IoResult> RequestSide::receive() {
+  state.awaitsBody = true;
+  const IoResult got = co_await readSome(state.client.stream, state.services.block);
+  state.awaitsBody = false;
+  co_return got;
+}
+
+/// Whether bytes have been read into the shared block.
+bool RequestSide::received(const IoResult& got) {
+  if (got.status == IoStatus::moved) {
+    state.silence.restart();
+  } else if (got.status == IoStatus::end && state.phase == Phase::tunnelling) {
+    state.phase = Phase::over;
+    state.upstream->socket().interrupt();
+  } else if (got.status != IoStatus::interrupted) {
+    state.clientHasGone();
   }
-  state.silence.restart();
+  return got.status == IoStatus::moved;
+}
+
+/// Forwards what was read into the shared block. False when that failed.
+bool RequestSide::forward(const IoResult& got) {
   const std::string_view bytes(state.services.block.data(), got.bytes);
   const auto step = body.follow(bytes);
   state.client.pending.append(bytes.substr(step.belonging));
   if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
   return step.valid && send("", bytes, step);
+}
+
+/// Takes the encoded content out of `bytes`, which are the client's next ones. False when their framing is
+/// broken.
+bool RequestSide::decodeFrom(std::string_view bytes) {
+  const auto step = body.follow(bytes, &decoded->input());
+  if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
+  if (bytes.data() == state.client.pending.data()) {
+    state.client.pending.erase(0, step.belonging);
+  } else {
+    state.client.pending.append(bytes.substr(step.belonging));
+  }
+  return step.valid;
+}
+
+/// Receives enough of an encoded body to complete the head.
+Task<> RequestSide::receiveFrameHeader() {
+  clientWatch.stop();
+  bool valid = decodeFrom(state.client.pending);
+  while (valid && !state.failed() && !decoded->canBeFramed(body.complete())) {
+    const IoResult got = co_await receive();
+    valid = received(got) && decodeFrom({state.services.block.data(), got.bytes});
+  }
+  if (!valid || state.failed()) co_return;
+  decoded->appendFraming(head, body.complete());
+  clientWatch.start();
+}
+
+Task<> RequestSide::forwardDecoded() {
+  clientWatch.stop();
+  for (;;) {
+    if (!buffer.empty()) co_await forwardPending();
+    if (state.failed() || !buffer.empty()) co_return;
+    if (decodedWhole) break;
+    const DecodedBody::Next next = decoded->next(state.services.block, body.complete());
+    if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::badRequest, brokenCoding);
+    if (next == DecodedBody::Next::needsInput) {
+      const IoResult got = co_await receive();
+      if (!received(got) || !decodeFrom({state.services.block.data(), got.bytes})) co_return;
+      continue;
+    }
+    const auto& [first, second, third] = decoded->pieces();
+    if (!buffer.send(*state.upstream, {first, second, third})) co_return;
+    decodedWhole = next == DecodedBody::Next::end;
+  }
+  clientWatch.start();
 }
 
 Task<> RequestSide::stop() {

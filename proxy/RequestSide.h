@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "proxy/ClientWatch.h"
+#include "proxy/DecodedBody.h"
 #include "proxy/ExchangeState.h"
 #include "proxy/http/Framing.h"
 #include "proxy/loop/SendBuffer.h"
@@ -30,8 +31,8 @@ class RequestSide {
 
   /// Whether the whole request has been read from the client.
   bool bodyComplete() const { return body.complete(); }
-  /// Whether all of it that was read has been taken by the upstream's connection.
-  bool allSent() const { return buffer.empty(); }
+  /// Whether all of it has been taken by the upstream's connection.
+  bool allSent() const { return buffer.empty() && (!decoded || decodedWhole); }
   std::uint64_t bodyBytes() const { return body.contentBytes(); }
 
  private:
@@ -39,15 +40,22 @@ class RequestSide {
   Task<> sendOverNew(const BodyFraming::Step& buffered);
   bool send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step);
   BodyFraming::Step followBuffered();
+  Task<> receiveFrameHeader();
   Task<> forwardBody();
   Task<> forwardPending();
   Task<> forwardUntilEnd();
+  Task<> forwardDecoded();
   bool forward(const IoResult& got);
+  Task<IoResult> receive();
+  bool received(const IoResult& got);
+  bool decodeFrom(std::string_view bytes);
 
   ExchangeState& state;
   ClientWatch clientWatch;
   SecretString head;  ///< for the upstream, key included; empty once it is sent
   BodyFraming body;
+  std::optional<DecodedBody> decoded;  ///< the body, where it is decoded on its way
+  bool decodedWhole = false;
   SendBuffer buffer;
   SideTask forwarding;
 };

@@ -1,7 +1,5 @@
 #include "proxy/ResponseSide.h"
 
-#include <array>
-#include <charconv>
 #include <utility>
 
 #include "proxy/http/ProviderRefusal.h"
@@ -9,16 +7,8 @@
 namespace ferrin::proxy {
 namespace {
 
-constexpr std::string_view lastChunk = "0\r\n\r\n";
-
 /// Responses to a WebSocket request that a client must see as they are; all others tell it to use HTTP.
 bool passesToWebSocketClient(int status) { return status == 401 || status == 403 || status == 429; }
-
-std::string chunkHead(std::size_t size) {
-  std::array<char, 2 * sizeof size> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), size, 16).ptr;
-  return std::string(digits.data(), end) + "\r\n";
-}
 
 }  // namespace
 
@@ -126,7 +116,7 @@ void ResponseSide::forward(std::string_view bytes, std::string_view head) {
   if (form == BodyForm::bare) {
     send({head, payload});
   } else if (form == BodyForm::chunked && !own.empty()) {
-    send({head, chunkHead(own.size()), own, "\r\n"});
+    send({head, chunkHeadOf(own.size()), own, "\r\n"});
   } else {
     send({head, own, step.endsLine ? "\r\n" : ""});
   }

@@ -5,7 +5,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
-  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev
+  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
   libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
@@ -13,7 +13,7 @@ demo_packages=(curl iproute2 libnss-wrapper runit)
 bench_packages=(caddy haproxy iproute2 nginx nodejs npm openssl procps python3 runit systemd util-linux wrk)
 fuzz_packages=(clang-14 libclang-rt-14-dev)
 test_packages=(
-  "${fuzz_packages[@]}" chromium-headless-shell clang-format clang-tidy curl dbus haproxy libgmock-dev libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux
+  "${fuzz_packages[@]}" chromium-headless-shell clang-format clang-tidy curl dbus haproxy libgmock-dev libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux zstd
   at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
   openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin

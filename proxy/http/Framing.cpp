@@ -1,6 +1,8 @@
 #include "proxy/http/Framing.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 
 namespace ferrin::proxy {
 namespace {
@@ -31,6 +33,12 @@ int hexValue(char byte) {
 }
 
 }  // namespace
+
+std::string chunkHeadOf(std::size_t size) {
+  std::array<char, 2 * sizeof size> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), size, 16).ptr;
+  return std::string(digits.data(), end) + "\r\n";
+}
 
 BodyFraming BodyFraming::ofRequest(const RequestHead& head) {
   if (head.chunked) return BodyFraming(Kind::chunked, 0);

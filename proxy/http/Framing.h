@@ -11,6 +11,10 @@
 
 namespace ferrin::proxy {
 
+/// What stands before a chunk of `size` bytes (RFC 9112, section 7.1).
+std::string chunkHeadOf(std::size_t size);
+inline constexpr std::string_view lastChunk = "0\r\n\r\n";
+
 class BodyFraming {
  public:
   enum class Kind { none, length, chunked, untilClose };

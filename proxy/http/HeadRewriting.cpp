@@ -65,9 +65,10 @@ std::string_view written(std::uint64_t number, std::array<char, 24>& digits) {
 /// Appends the fields that go on in `direction`, but for those that `stops` picks. Lines that stand one
 /// behind the other are copied in one piece.
 template <typename Text, typename Stops>
-void appendPassingFields(Text& out, const Head& head, Passage direction, Stops stops) {
+void appendPassingFields(Text& out, const Head& head, Passage direction, Stops stops,
+                         std::optional<std::uint64_t> length) {
   const auto named = namedByConnection(head);
-  bool lengthWritten = !head.contentLength;
+  bool lengthWritten = !length;
   std::array<char, 24> digits;
   std::string_view run;
   for (const HeadField& field : head.fields) {
@@ -82,7 +83,7 @@ void appendPassingFields(Text& out, const Head& head, Passage direction, Stops s
     out.append(std::exchange(run, {}));
     if (rewritten) appendWithoutKey(out, field);
     if (field.id == Field::contentLength && !std::exchange(lengthWritten, true))
-      appendField(out, field.name, written(*head.contentLength, digits));
+      appendField(out, field.name, written(*length, digits));
   }
   out.append(run);
 }
@@ -105,13 +106,26 @@ bool expectsContinue(const RequestHead& head) {
   return head.version == 11 && std::any_of(head.fields.begin(), head.fields.end(), isGoAheadWish);
 }
 
+bool hasZstdBody(const RequestHead& head) {
+  const auto coding = head.value(Field::contentEncoding);
+  const bool hasBody = head.chunked || head.contentLength.value_or(0) > 0;
+  return hasBody && coding && head.count(Field::contentEncoding) == 1 && sameIgnoringCase(*coding, "zstd");
+}
+
 void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key) {
+  const bool decoded = hasZstdBody(head);
   out.reserve(usualHeadBytes);
   out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
   appendField(out, "Host", host);
-  appendPassingFields(out, head, Passage::requests, isGoAheadWish);
+  appendPassingFields(
+      out, head, Passage::requests,
+      [decoded](const HeadField& field) {
+        return isGoAheadWish(field) || (decoded && field.id == Field::contentEncoding);
+      },
+      decoded ? std::nullopt : head.contentLength);
   out.append("Authorization: Bearer ").append(key).append(lineEnd);
+  if (decoded) return;
   if (head.chunked) appendField(out, "Transfer-Encoding", "chunked");
   if (asksForWebSocket(head)) out.append("Connection: Upgrade\r\nUpgrade: websocket\r\n");
   out.append(lineEnd);
@@ -126,7 +140,8 @@ BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion) {
 void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, int clientVersion,
                       bool close) {
   appendStatusLine(out, head);
-  appendPassingFields(out, head, Passage::responses, [](const HeadField&) { return false; });
+  appendPassingFields(
+      out, head, Passage::responses, [](const HeadField&) { return false; }, head.contentLength);
   const bool chunked = form == BodyForm::chunked || (form == BodyForm::asReceived && head.chunked);
   if (chunked && clientVersion == 11) appendField(out, "Transfer-Encoding", "chunked");
   if (close) appendField(out, "Connection", "close");
@@ -135,7 +150,8 @@ void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form,
 
 void appendInformationalHead(std::string& out, const ResponseHead& head) {
   appendStatusLine(out, head);
-  appendPassingFields(out, head, Passage::responses, [](const HeadField&) { return false; });
+  appendPassingFields(
+      out, head, Passage::responses, [](const HeadField&) { return false; }, head.contentLength);
   if (head.status == 101) out.append("Connection: Upgrade\r\nUpgrade: websocket\r\n");
   out.append(lineEnd);
 }

@@ -16,7 +16,12 @@ bool asksForWebSocket(const RequestHead& head);
 /// Whether the client waits for a go-ahead before it sends the body (RFC 9110, section 10.1.1).
 bool expectsContinue(const RequestHead& head);
 
-/// Appends the request for the upstream: `host` as its Host, the stored key, one length or coding at most.
+/// Whether the body is to be decoded on its way: its only content coding is zstd.
+bool hasZstdBody(const RequestHead& head);
+
+/// Appends the request's head for the upstream: `host` as its Host, the stored key, one length or coding at
+/// most. With hasZstdBody() it ends before the line that says how long the body is, which the caller adds
+/// with the empty line.
 void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key);
 

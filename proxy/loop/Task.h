@@ -5,6 +5,9 @@
 // Task) forgets it, and its locals are destroyed as by a return. A coroutine must not be destroyed while it
 // runs, that is, from a call that it is making. To end one from inside such a call, interrupt what it waits
 // for.
+//
+// GCC 12 destroys some temporaries of an awaited expression twice: braced arguments, and the arms of `?:`.
+// Give them a name, or write an `if`.
 
 #include <coroutine>
 #include <exception>

@@ -74,6 +74,19 @@ class Connection:
         self.fill_until(lambda: end.encode("latin-1") in self.buffer)
         return self.read(self.buffer.index(end.encode("latin-1")) + len(end))
 
+    def read_up_to(self, size):
+        """The same, or less where the connection ends before."""
+        try:
+            return self.read(size)
+        except EOFError:
+            return self.read(len(self.buffer))
+
+    def until_or_end(self, end):
+        try:
+            return self.until(end)
+        except EOFError:
+            return ""
+
     def message(self):
         """A head and as much body as its Content-Length says."""
         head = self.until()

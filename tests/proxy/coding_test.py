@@ -1,0 +1,99 @@
+"""Bodies that are decoded on their way to the upstream."""
+
+import re
+import subprocess
+
+from peers import RelayTest
+
+TEXT = '{"model": "m", "input": "' + "word by word " * 9_000 + '"}'
+ZEROS = 64_000_000
+
+
+def zstd(text, *options):
+    """The bytes, as Latin-1, of a frame that declares its content's size unless `options` say otherwise."""
+    size = [] if "--no-content-size" in options else [f"--stream-size={len(text)}"]
+    return subprocess.run(["zstd", "-c", *options, *size], input=text.encode("latin-1"), stdout=subprocess.PIPE,
+                          check=True).stdout.decode("latin-1")
+
+
+def chunked(text, size=1000):
+    return "".join(f"{len(text[at:at + size]):x}\r\n{text[at:at + size]}\r\n" for at in range(0, len(text), size)) + "0\r\n\r\n"
+
+
+def content(side, head):
+    """What the upstream reads, and whether it took it for whole."""
+    if length := re.search(r"\r\nContent-Length: (\d+)\r\n", head):
+        text = side.read_up_to(int(length[1]))
+        return text, len(text) == int(length[1])
+    text = ""
+    while size := int(side.until_or_end("\r\n") or "-1", 16):
+        if size < 0:
+            return text, False
+        text += side.read_up_to(size + 2)[:-2]
+    return text, side.until_or_end("\r\n") == "\r\n"
+
+
+class Zstd(RelayTest):
+    def send(self, body, framing, pieces=1):
+        """A client that has sent such a request, and the upstream's side, where the head has been read."""
+        client = self.relay.client("POST /v1/a", "Content-Encoding: zstd", framing)
+        step = -(-len(body) // pieces)
+        for at in range(0, len(body), step):
+            client.send(body[at:at + step])
+        return client
+
+    def test_reaches_the_upstream_decoded_and_framed_anew(self):
+        unsized = zstd(TEXT, "--no-content-size")
+        for name, body, pieces, framed in (
+                ("with its size", zstd(TEXT), 1, f"Content-Length: {len(TEXT)}"),
+                ("in many pieces", zstd(TEXT), 300, f"Content-Length: {len(TEXT)}"),
+                ("two frames at once", zstd(TEXT[:9]) + zstd(TEXT[9:]), 1, f"Content-Length: {len(TEXT)}"),
+                ("without its size", unsized, 1, "Transfer-Encoding: chunked"),
+                ("two frames without their sizes", 2 * unsized, 7, "Transfer-Encoding: chunked")):
+            for length in (f"Content-Length: {len(body)}", "Transfer-Encoding: chunked"):
+                with self.subTest(f"{name}, {length}"):
+                    sent = body if length.startswith("C") else chunked(body)
+                    client = self.send(sent + self.relay.request("GET /v1/next"), length, pieces)
+                    side = self.upstream.accept()
+                    head = side.until()
+                    self.assertNotIn("ncoding: zstd", head)
+                    if pieces == 1 or length.startswith("C"):
+                        self.assertIn(f"\r\n{framed}\r\n", head)
+                    self.assertEqual(content(side, head), (TEXT * (2 if body == 2 * unsized else 1), True))
+                    self.complete(client, side)
+                    self.assertIn("/next", side.until())
+                    self.complete(client, side)
+                    side.close()
+
+    def test_that_grows_a_thousandfold_takes_little_memory_and_waits_for_a_slow_upstream(self):
+        body = zstd(ZEROS * "\0")
+        self.assertLess(len(body), 20_000)
+        before = self.relay.resident_bytes()
+        client = self.send(body, f"Content-Length: {len(body)}")
+        side = self.upstream.accept()
+        side.until()
+        self.assertTrue(client.silent(0.5))  # while the upstream reads nothing
+        self.assertLess(self.relay.resident_bytes() - before, 12_000_000)  # the window's 8 MiB among them
+        self.assertTrue(side.read(ZEROS) == ZEROS * "\0")
+        self.complete(client, side)
+
+    def test_that_is_broken_is_refused_and_never_whole_for_the_upstream(self):
+        whole, unsized = zstd(TEXT), zstd(TEXT, "--no-content-size")
+        for name, body in (("not zstd", "hello, this is not what it says"), ("cut off", whole[:-9]), ("cut off, unsized", unsized[:-9]),
+                           ("wrong checksum", whole[:-1] + "x"), ("wrong checksum, unsized", unsized[:-1] + "x"),
+                           ("rubbish at the end", whole + "x"), ("window of 128 MiB", zstd(ZEROS * "\0", "--long=27", "--no-content-size"))):
+            with self.subTest(name):
+                client = self.send(body, f"Content-Length: {len(body)}")
+                self.assert_refused(client.message(), "400 bad_request")
+                if not self.upstream.silent(0.05):
+                    side = self.upstream.accept()
+                    self.assertFalse(content(side, side.until())[1], name)
+
+    def test_other_codings_pass_untouched(self):
+        for coding in ("gzip", "zstd, gzip", "br"):
+            client, side = self.relay.client("POST /v1/a", f"Content-Encoding: {coding}", body="body"), None
+            side = self.upstream.accept()
+            self.assertIn(f"\r\nContent-Encoding: {coding}\r\nContent-Length: 4\r\n", side.until())
+            self.assertEqual(side.read(4), "body")
+            self.complete(client, side)
+            side.close()
