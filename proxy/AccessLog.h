@@ -17,25 +17,25 @@ enum class Ending { complete, truncated, clientGone, refused, stopped };
 /// Where its upstream connection came from.
 enum class UpstreamUse { none, fresh, reused };
 
-/// One exchange as the log tells it: no query, no header, no body, no key.
+/// One exchange as the log shows it: no query, no header, no body, no key.
 struct ExchangeRecord {
   std::string method;
   std::string path;  ///< without the query
-  int status = 0;    ///< 0 when no answer was begun
+  int status = 0;    ///< 0 when no response was begun
   std::uint64_t bytesIn = 0;
   std::uint64_t bytesOut = 0;
-  std::optional<std::chrono::milliseconds> first;  ///< until the answer's first byte went out
+  std::optional<std::chrono::milliseconds> first;  ///< until the response's first byte went out
   std::chrono::milliseconds total{};
   UpstreamUse upstream = UpstreamUse::none;
   Ending ending = Ending::complete;
-  std::string cause;  ///< why it didn't go well, if so, and what to do about it
+  std::string cause;  ///< why it failed, if it did, and what to do about it
 };
 
 /// Appends the line, without its time stamp and line feed. Bytes of the path that are not printable ASCII
 /// come out as \xNN.
 void append(std::string& out, const ExchangeRecord& record);
 
-/// Writes time stamps, "2026-11-21T01:02:03.456Z", and works out the date but once a second.
+/// Writes time stamps such as "2026-11-21T01:02:03.456Z". Formats the date only once per second.
 class TimeStamps {
  public:
   void append(std::string& out, std::chrono::system_clock::time_point when);

@@ -1,5 +1,4 @@
 #pragma once
-// The API key, read from its file when it is needed and again whenever the file has changed.
 
 #include <sys/stat.h>
 
@@ -11,6 +10,7 @@
 
 namespace ferrin::proxy {
 
+/// The API key in its file. Keeps one copy in memory, which is wiped when the key changes and at the end.
 class KeyFile {
  public:
   explicit KeyFile(std::filesystem::path path) : file(std::move(path)) {}
@@ -18,8 +18,9 @@ class KeyFile {
   KeyFile& operator=(const KeyFile&) = delete;
   ~KeyFile() { forget(); }
 
-  /// The key as the file holds it now, without white space around it; valid until the next call. Empty when
-  /// there is none that can be used: problem() says why.
+  /// The key as the file holds it now, without white space around it and without a byte-order mark. Reads the
+  /// file only if it has changed. Empty when there is no usable key: problem() says why. Valid until the next
+  /// call. Throws std::bad_alloc.
   std::string_view current();
   /// Names the file and the reason, never what it holds.
   const std::string& problem() const { return trouble; }

@@ -1,5 +1,4 @@
 #pragma once
-// The listening socket and the life of the whole relay.
 
 #include <boost/intrusive/list.hpp>
 #include <optional>
@@ -12,14 +11,16 @@
 
 namespace ferrin::proxy {
 
+/// Accepts connections and owns them. Everything is called on the event loop's thread.
 class Server {
  public:
+  /// `shared` outlives it. Takes over the termination signals. Throws std::system_error.
   explicit Server(Services& shared);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// Listens and says so in the log's first line. Throws std::runtime_error, naming the port and its holder
-  /// where it is taken.
+  /// Listens and announces that in the log's first line. Throws std::runtime_error, naming the port and, if
+  /// it is taken, its holder. Once.
   void start();
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
-// What a head looks like on the other side of the relay. Fields that concern one connection, and everything
-// that tells who the client is, stop here; all the rest passes unchanged and in order.
+// Writes the heads that the relay sends. Fields that concern one connection, and everything that tells who
+// the client is, stop here; all others pass unchanged and in order.
 
 #include <string>
 #include <string_view>
@@ -13,7 +13,7 @@ namespace ferrin::proxy {
 
 /// Whether the client asks to switch this connection to WebSocket (RFC 6455).
 bool asksForWebSocket(const RequestHead& head);
-/// Whether the client waits for a go-ahead before it sends the body (RFC 9110, section 10.1.1).
+/// Whether the client waits for 100 Continue before it sends the body (RFC 9110, section 10.1.1).
 bool expectsContinue(const RequestHead& head);
 
 /// Whether the body is to be decoded on its way: its only content coding is zstd.
@@ -25,7 +25,7 @@ bool hasZstdBody(const RequestHead& head);
 void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
                         std::string_view target, std::string_view key);
 
-/// How an answer's body goes out to the client.
+/// How a response's body goes out to the client.
 enum class BodyForm {
   asReceived,  ///< byte for byte, or none
   chunked,     ///< the upstream's ends with its connection, the client's with its last chunk
@@ -37,7 +37,7 @@ BodyForm bodyForm(BodyFraming::Kind upstreamBody, int clientVersion);
 /// this response.
 void appendClientHead(std::string& out, const ResponseHead& head, BodyForm form, int clientVersion,
                       bool close);
-/// Appends an informational answer: 100 to 199, 101 included, which keeps its Upgrade.
+/// Appends an informational response's head: 100 to 199, 101 included, which keeps its Upgrade.
 void appendInformationalHead(std::string& out, const ResponseHead& head);
 
 }  // namespace ferrin::proxy

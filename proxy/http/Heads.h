@@ -1,6 +1,5 @@
 #pragma once
-// Message heads: taken apart by a strict parser, and nothing that two parsers could read differently gets
-// past it.
+// A strict parser of message heads. It refuses whatever two parsers could read differently.
 
 #include <algorithm>
 #include <cstdint>
@@ -23,7 +22,7 @@ struct HeadField {
   std::string_view line;   ///< all of it, line end included; the next field's line follows
 };
 
-/// What requests and answers have in common.
+/// What requests and responses have in common.
 struct Head {
   int version = 0;  ///< 10 or 11
   std::vector<HeadField> fields;
@@ -47,7 +46,7 @@ struct ResponseHead : Head {
   std::string_view reason;
 };
 
-/// What is found instead of a head's size where there will never be a whole one.
+/// Returned in place of a head's size when the bytes can't begin a valid head.
 inline constexpr std::size_t malformedHead = std::string_view::npos;
 
 /// Takes the head apart that `bytes` begin with. Its size, up to and with its empty line; 0 while that is
@@ -57,9 +56,9 @@ inline constexpr std::size_t malformedHead = std::string_view::npos;
 std::size_t parseRequestHead(std::string_view bytes, RequestHead& into);
 std::size_t parseResponseHead(std::string_view bytes, ResponseHead& into);
 
-/// Whether parsing `bytes` is worth it: at first, and when an empty line, or a line without its carriage
-/// return, has ended behind the first `searched` of them. So a head that comes in bits is not parsed for each
-/// bit.
+/// Cheap test whether `bytes` can hold a complete head, of which the first `searched` are known to end none:
+/// at first, and when the new bytes end an empty line, or a line without its carriage return. Spares a head
+/// that arrives in pieces from being parsed for each piece.
 bool mayBeWholeHead(std::string_view bytes, std::size_t searched);
 
 /// Calls `visit` with each member of a comma-separated list.
