@@ -8,19 +8,20 @@
 #include <utility>
 
 #include "core/RestrictedFile.h"
-#include "core/TextFile.h"
 #include "relay/ProgramCheck.h"
+#include "relay/RunsvFolder.h"
 
 namespace ferrin::relay {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// A service that has not ended after this is killed. The relay needs 4 s at most.
-constexpr std::chrono::seconds endDeadline{7};
-/// For runsv to start, or to start a service again; it needs a second at most.
+/// A service that has not ended after this is killed. The relay ends at once.
+constexpr std::chrono::seconds endDeadline{5};
+/// For runsv to start, or to start a service again; it waits a second before it starts again what ran for
+/// less.
 constexpr std::chrono::seconds startDeadline{5};
-constexpr std::chrono::milliseconds pollInterval{10};
+constexpr std::chrono::milliseconds pollInterval{2};
 
 bool becomesTrueWithin(std::chrono::seconds timeout, const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -68,20 +69,6 @@ std::string quotedForDesktopEntry(std::string_view word) {
   return result + '"';
 }
 
-std::string pidIn(const fs::path& serviceFolder) {
-  try {
-    return core::readBytes(serviceFolder / "supervise" / "pid");
-  } catch (const std::system_error&) {
-    return "";
-  }
-}
-
-/// The other answers, "fail:" and "warning:", mean that no runsv reads its orders.
-bool isSupervised(const CommandResult& status) {
-  return status.output.starts_with("run:") || status.output.starts_with("down:") ||
-         status.output.starts_with("finish:");
-}
-
 }  // namespace
 
 /// Makes the log's folder itself: at login there is no application to do it.
@@ -127,14 +114,10 @@ fs::path RunitManager::serviceFolder(std::string_view label) const {
   return home / ".local" / "share" / "ferrin-relay" / "sv" / label;
 }
 
-CommandResult RunitManager::sv(std::vector<std::string> order, std::string_view label) const {
-  order.push_back(serviceFolder(label).string());
-  return run((programs / "sv").string(), order);
-}
-
 void RunitManager::define(const ServiceDefinition& definition) {
   const fs::path folder = serviceFolder(definition.label);
   core::makeFolders(folder);
+  core::makeFolders(definition.logFile.parent_path());
   core::replaceRestricted(folder / "run", runScript(definition));
   fs::permissions(folder / "run", fs::perms::owner_all);
   const fs::path autostart = home / ".config" / "autostart" / (definition.label + ".desktop");
@@ -145,48 +128,50 @@ void RunitManager::define(const ServiceDefinition& definition) {
 }
 
 CommandResult RunitManager::bootout(std::string_view label) {
-  return sv({"-w", std::to_string(endDeadline.count()), "force-shutdown"}, label);
+  const RunsvFolder runsv(serviceFolder(label));
+  if (!runsv.order('x')) return {1, serviceFolder(label).string() + ": no runsv supervises it"};
+  const auto ended = [&runsv] { return !runsv.isSupervised(); };
+  if (becomesTrueWithin(endDeadline, ended)) return {};
+  runsv.order('k');
+  if (becomesTrueWithin(endDeadline, ended)) return {};
+  return {1, serviceFolder(label).string() + ": runsv does not end"};
 }
 
+/// Loads without starting, by a file "down" that runsv reads when it starts. At login there is none, and the
+/// service starts.
 CommandResult RunitManager::bootstrap(std::string_view label) {
-  const fs::path runsv = programs / "runsv";
-  for (const fs::path& program : {definedProgram, runsv}) {
-    if (const auto reason = reasonNotExecutable(program)) return {126, *reason};
+  const fs::path program = programs / "runsv";
+  for (const fs::path& needed : {definedProgram, program}) {
+    if (const auto reason = reasonNotExecutable(needed)) return {126, *reason};
   }
-  const CommandResult started = runDetached(runsv.string(), {serviceFolder(label).string()});
-  return started.status == 0 ? awaitSupervisor(label) : started;
-}
-
-/// Not `sv restart`: that can return before the old process has ended, and looks only every 420 ms.
-CommandResult RunitManager::kickstart(std::string_view label) {
-  const std::string pidBefore = pidIn(serviceFolder(label));
-  // "up" first: after "term" alone, runsv would not restart a service that was set to "down".
-  for (const char* order : {"up", "term"}) {
-    if (CommandResult sent = sv({order}, label); sent.status != 0) return sent;
-  }
-  if (hasOtherPid(label, pidBefore, endDeadline)) return {};
-  sv({"kill"}, label);
-  if (hasOtherPid(label, pidBefore, startDeadline)) return {};
-  return {1, serviceFolder(label).string() + ": the service was not started again; the relay's log says why"};
-}
-
-bool RunitManager::isRunning(std::string_view label) {
-  return sv({"status"}, label).output.starts_with("run:");
-}
-
-CommandResult RunitManager::awaitSupervisor(std::string_view label) const {
-  CommandResult status;
+  const fs::path folder = serviceFolder(label);
+  core::replaceRestricted(folder / "down", "");
+  const CommandResult started = runDetached(program.string(), {folder.string()});
+  const RunsvFolder runsv(folder);
   const bool supervised =
-      becomesTrueWithin(startDeadline, [&] { return isSupervised(status = sv({"status"}, label)); });
-  return supervised ? CommandResult{} : CommandResult{1, status.output};
+      started.status == 0 && becomesTrueWithin(startDeadline, [&] { return runsv.isSupervised(); });
+  fs::remove(folder / "down");
+  if (started.status != 0 || supervised) return started;
+  return {1, folder.string() + ": runsv did not start"};
 }
 
-bool RunitManager::hasOtherPid(std::string_view label, const std::string& pidBefore,
-                               std::chrono::seconds timeout) const {
-  return becomesTrueWithin(timeout, [&] {
-    const std::string pid = pidIn(serviceFolder(label));
-    return !pid.empty() && pid != pidBefore;
-  });
+/// Not by sv(8), which looks only every 420 ms.
+CommandResult RunitManager::kickstart(std::string_view label) {
+  const RunsvFolder runsv(serviceFolder(label));
+  const std::string before = runsv.process();
+  const auto hasAnother = [&] {
+    const std::string now = runsv.process();
+    return !now.empty() && now != before;
+  };
+  // Up first: after TERM alone, runsv would not start a service that was set to down.
+  if (!runsv.order('u') || (!before.empty() && !runsv.order('t')))
+    return {1, serviceFolder(label).string() + ": no runsv supervises it"};
+  if (becomesTrueWithin(endDeadline, hasAnother)) return {};
+  runsv.order('k');
+  if (becomesTrueWithin(startDeadline, hasAnother)) return {};
+  return {1, "the relay was not started again; its log says why"};
 }
+
+bool RunitManager::isRunning(std::string_view label) { return RunsvFolder(serviceFolder(label)).isRunning(); }
 
 }  // namespace ferrin::relay

@@ -1,11 +1,9 @@
 #pragma once
 // runit's supervisor runsv(8), run by the user without privileges.
 
-#include <chrono>
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "relay/ManagerTable.h"
 #include "relay/ServiceManager.h"
@@ -20,11 +18,11 @@ std::string runScript(const ServiceDefinition& definition);
 std::string autostartEntry(const std::filesystem::path& runsv, const std::filesystem::path& serviceFolder);
 
 /// Defines a service in ~/.local/share/ferrin-relay/sv/LABEL/run, and its start at login in
-/// ~/.config/autostart/LABEL.desktop. bootstrap starts a runsv that is detached from this process and runs
-/// until bootout.
+/// ~/.config/autostart/LABEL.desktop. The log's folder is made with it, as the service could not start
+/// without. bootstrap starts a runsv that is detached from this process and runs until bootout.
 class RunitManager : public ServiceManager {
  public:
-  /// `programFolder` has runsv and sv.
+  /// `programFolder` has runsv.
   explicit RunitManager(std::filesystem::path homeDirectory,
                         std::filesystem::path programFolder = "/usr/bin");
 
@@ -39,9 +37,6 @@ class RunitManager : public ServiceManager {
 
  private:
   std::filesystem::path serviceFolder(std::string_view label) const;
-  CommandResult sv(std::vector<std::string> order, std::string_view label) const;
-  CommandResult awaitSupervisor(std::string_view label) const;
-  bool hasOtherPid(std::string_view label, const std::string& pidBefore, std::chrono::seconds timeout) const;
 
   const std::filesystem::path home;
   const std::filesystem::path programs;

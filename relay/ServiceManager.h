@@ -41,8 +41,8 @@ class ServiceManager {
   /// no such service, fails and changes nothing.
   virtual CommandResult bootout(std::string_view label) = 0;
 
-  /// Loads the definition of `label`, which this object has written last, and starts the service. The output
-  /// of a failure is shown to the user.
+  /// Loads the definition of `label`, which this object has written last. Only launchd also starts the
+  /// service then; kickstart does it for all. The output of a failure is shown to the user.
   virtual CommandResult bootstrap(std::string_view label) = 0;
 
   /// Ends the running process, if any, and starts another; returns after the old one has ended.

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -134,13 +135,26 @@ ManagerOrReason SystemdManager::find(const UserSession& session) {
 
 /// The variable is not set where this process was started outside a session, by cron say.
 CommandResult SystemdManager::systemctl(std::vector<std::string> arguments) const {
-  std::vector<std::string> all{"XDG_RUNTIME_DIR=" + runtime.string(), program, "--user", "--quiet"};
+  std::vector<std::string> all{"XDG_RUNTIME_DIR=" + runtime.string(), program, "--user"};
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
   return run(envProgram, all);
 }
 
+/// Where the manager looks for the user's own units: in its own XDG_CONFIG_HOME, which this process's may
+/// differ from. Of the folders that it searches (systemd.unit(5)), that is the first one named so.
+std::filesystem::path SystemdManager::unitFolder() const {
+  const std::filesystem::path usual = home / ".config" / "systemd" / "user";
+  const CommandResult searched = systemctl({"show", "--property=UnitPath", "--value"});
+  if (searched.status != 0 || searched.output.find(usual.string()) != std::string::npos) return usual;
+  std::istringstream folders(searched.output);
+  for (std::string folder; folders >> folder;) {
+    if (folder.ends_with("/systemd/user")) return folder;
+  }
+  return usual;
+}
+
 void SystemdManager::define(const ServiceDefinition& definition) {
-  const auto unit = home / ".config" / "systemd" / "user" / unitName(definition.label);
+  const auto unit = unitFolder() / unitName(definition.label);
   core::makeFolders(unit.parent_path());
   core::replaceRestricted(unit, systemdUnit(definition));
   core::makeFolders(definition.logFile.parent_path());
@@ -152,7 +166,7 @@ CommandResult SystemdManager::bootout(std::string_view label) { return systemctl
 CommandResult SystemdManager::bootstrap(std::string_view label) {
   if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
   if (CommandResult reloaded = systemctl({"daemon-reload"}); reloaded.status != 0) return reloaded;
-  return systemctl({"enable", "--now", unitName(label)});
+  return systemctl({"enable", "--quiet", unitName(label)});
 }
 
 CommandResult SystemdManager::kickstart(std::string_view label) {
@@ -160,7 +174,7 @@ CommandResult SystemdManager::kickstart(std::string_view label) {
 }
 
 bool SystemdManager::isRunning(std::string_view label) {
-  return systemctl({"is-active", unitName(label)}).status == 0;
+  return systemctl({"is-active", "--quiet", unitName(label)}).status == 0;
 }
 
 }  // namespace ferrin::relay

@@ -14,9 +14,9 @@ namespace ferrin::relay {
 /// The service's unit file. Throws std::invalid_argument for a value that a unit can't hold.
 std::string systemdUnit(const ServiceDefinition& definition);
 
-/// Defines a service in ~/.config/systemd/user/LABEL.service (systemd.service(5)), and makes the log's
-/// folder: without it the service would not start. bootout leaves the unit enabled, so that the next login
-/// starts it again.
+/// Defines a service in LABEL.service (systemd.service(5)), in the folder where the manager looks for the
+/// user's own units, ~/.config/systemd/user in most cases, and makes the log's folder: without it the service
+/// would not start. bootout leaves the unit enabled, so that the next login starts it again.
 class SystemdManager : public ServiceManager {
  public:
   /// `runtimeFolder` is the user's XDG_RUNTIME_DIR, where the manager listens.
@@ -34,6 +34,7 @@ class SystemdManager : public ServiceManager {
 
  private:
   CommandResult systemctl(std::vector<std::string> arguments) const;
+  std::filesystem::path unitFolder() const;
 
   const std::filesystem::path home;
   const std::filesystem::path runtime;
