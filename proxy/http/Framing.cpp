@@ -70,6 +70,7 @@ BodyFraming::Step BodyFraming::followChunks(std::string_view bytes, std::string*
   std::size_t at = 0;
   std::size_t passing = 0;
   while (at < bytes.size() && !done) {
+    const bool inSizeLine = state == State::sizeEnd;
     if (state == State::data) {
       const std::size_t count = std::min<std::uint64_t>(remaining, bytes.size() - at);
       if (payload != nullptr) payload->append(bytes.substr(at, count));
@@ -85,7 +86,7 @@ BodyFraming::Step BodyFraming::followChunks(std::string_view bytes, std::string*
     } else {
       return {at, passing, false, false};
     }
-    if (!inTrailers() || (state == State::trailerStart && passing + 1 == at)) passing = at;
+    if (!inTrailers() || inSizeLine) passing = at;
   }
   return {at, passing, done && !wasDone, true};
 }

@@ -109,7 +109,8 @@ bool expectsContinue(const RequestHead& head) {
 bool hasZstdBody(const RequestHead& head) {
   const auto coding = head.value(Field::contentEncoding);
   const bool hasBody = head.chunked || head.contentLength.value_or(0) > 0;
-  return hasBody && coding && head.count(Field::contentEncoding) == 1 && sameIgnoringCase(*coding, "zstd");
+  return hasBody && coding && !asksForWebSocket(head) && head.count(Field::contentEncoding) == 1 &&
+         sameIgnoringCase(*coding, "zstd");
 }
 
 void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,

@@ -20,7 +20,10 @@ constexpr std::array<std::string_view, 6> stopping{"cookie",     "proxy-authoriz
 std::string forUpstream(const RequestHead& head, std::string_view target) {
   SecretString out;
   appendUpstreamHead(out, head, "api.example:8443", target, "sk-fuzz");
-  return out;
+  const std::string length = head.chunked
+                                 ? "Transfer-Encoding: chunked"
+                                 : "Content-Length: " + std::to_string(head.contentLength.value_or(0));
+  return std::string(out) + (hasZstdBody(head) ? length + "\r\n\r\n" : "");
 }
 
 void claimFraming(const Head& again, const Head& head) {

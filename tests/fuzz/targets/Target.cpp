@@ -41,6 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   claim(rest.empty() || rest.front() == '/' || rest.front() == '?', "nothing beside /v1");
   const bool bare = upstream.basePath.empty() && !rest.starts_with('/');
   claim(*mapped == upstream.basePath + (bare ? "/" : "") + std::string(rest), "the rest, byte for byte");
+  claim(rest.find("/../") == std::string_view::npos || rest.find('?') < rest.find("/../"), "no way up");
   claim(mapped->front() == '/' && !mapped->starts_with("//"), "a path, and never a host");
   return 0;
 }
