@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "proxy/ClientWatch.h"
-#include "proxy/DecodedBody.h"
 #include "proxy/ExchangeState.h"
+#include "proxy/http/DecodedBody.h"
 #include "proxy/http/Framing.h"
 #include "proxy/loop/SendBuffer.h"
 #include "proxy/loop/Task.h"

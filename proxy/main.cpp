@@ -10,9 +10,9 @@
 #include "proxy/Options.h"
 #include "proxy/Server.h"
 #include "proxy/Services.h"
-#include "proxy/Starter.h"
 #include "proxy/Version.h"
 #include "proxy/system/CoreDumps.h"
+#include "proxy/system/Starter.h"
 
 namespace {
 

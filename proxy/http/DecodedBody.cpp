@@ -1,4 +1,4 @@
-#include "proxy/DecodedBody.h"
+#include "proxy/http/DecodedBody.h"
 
 #include "proxy/http/Framing.h"
 

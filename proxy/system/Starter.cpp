@@ -1,4 +1,4 @@
-#include "proxy/Starter.h"
+#include "proxy/system/Starter.h"
 
 #include <unistd.h>
 
