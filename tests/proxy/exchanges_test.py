@@ -1,6 +1,7 @@
 """Exchanges that end before their time, or take it."""
 
 import select
+import signal
 import socket
 import time
 
@@ -66,6 +67,21 @@ class Exchange(RelayTest):
             self.assertLess(sent, 40 * MEGABYTES)  # what the systems' own buffers hold, and no more
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
+
+    def test_what_arrived_while_the_relay_was_stopped_counts_before_any_limit(self):
+        relay = self.start(self.upstream.url, timeout=2)
+        pairs = [relay.joined(self.upstream) for _ in range(300)]  # more than one turn reports
+        for client, side in pairs:
+            side.send(STREAM)
+            client.until()
+        relay.process.send_signal(signal.SIGSTOP)
+        for _, side in pairs:
+            side.send("1\r\nx\r\n")
+        time.sleep(2.2)
+        relay.process.send_signal(signal.SIGCONT)
+        for client, _ in pairs:
+            self.assertEqual(client.read(6), "1\r\nx\r\n")
+        self.assertNotIn("end=truncated", relay.log())
 
     def test_silence_ends_an_exchange_and_the_time_of_day_does_not(self):
         clock = self.folder / "clock"
