@@ -50,6 +50,8 @@ bool verifyAs(SSL* ssl, const std::string& host) {
   boost::system::error_code notAnAddress;
   boost::asio::ip::make_address(host, notAnAddress);
   if (!notAnAddress) return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
+  SSL_set_hostflags(ssl,
+                    X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);  // "*.example", but not "a*.example" (RFC 6125)
   // RFC 6066: names only, never addresses
   return SSL_set_tlsext_host_name(ssl, host.c_str()) == 1 && SSL_set1_host(ssl, host.c_str()) == 1;
 }
@@ -109,10 +111,12 @@ TlsContext::Handshake::~Handshake() {
   releaseFreeMemory();
 }
 
+/// Keeps a copy: the library makes a session useless when its connection ends without a close_notify, which
+/// is how many servers end theirs.
 int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
   auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
-  self->lastSession.reset(session);
-  return 1;
+  self->lastSession.reset(SSL_SESSION_dup(session));
+  return 0;
 }
 
 std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, Socket& socket) {
@@ -121,7 +125,9 @@ std::unique_ptr<SSL, FreeTls> TlsContext::connection(const std::string& host, So
   BIO* bio = bioOver(socket);
   if (bio != nullptr) SSL_set_bio(ssl.get(), bio, bio);  // owned by ssl from here on
   if (bio == nullptr || !verifyAs(ssl.get(), host)) throw std::runtime_error(takeTlsError());
-  if (lastSession) SSL_set_session(ssl.get(), lastSession.get());
+  const std::unique_ptr<SSL_SESSION, FreeTls> copy(lastSession ? SSL_SESSION_dup(lastSession.get())
+                                                               : nullptr);
+  if (copy) SSL_set_session(ssl.get(), copy.get());
   return ssl;
 }
 

@@ -1,6 +1,7 @@
 #include "proxy/upstream/TlsStream.h"
 
 #include <openssl/err.h>
+#include <openssl/x509_vfy.h>
 
 #include <cerrno>
 
@@ -12,9 +13,34 @@ namespace {
 /// A head and its body travel together, in one record if they fit.
 constexpr std::size_t maxRecordBytes = 16384;
 
+std::string_view remedyFor(long verified) {
+  switch (verified) {
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+      return "add its issuer to the system's certificates";
+    case X509_V_ERR_HOSTNAME_MISMATCH:
+    case X509_V_ERR_IP_ADDRESS_MISMATCH:
+      return "it is another host's: check the provider's address";
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+      return "check this computer's clock; if it is right, the provider has to renew the certificate";
+    case X509_V_ERR_EE_KEY_TOO_SMALL:
+    case X509_V_ERR_CA_KEY_TOO_SMALL:
+    case X509_V_ERR_CA_MD_TOO_WEAK:
+      return "the provider needs a certificate with a stronger key";
+    case X509_V_ERR_INVALID_PURPOSE:
+      return "it is not a server's: the provider needs another one";
+    default:
+      return "ask the provider about it";
+  }
+}
+
 std::string certificateProblem(long verified) {
-  return std::string("certificate not trusted: ") + X509_verify_cert_error_string(verified) +
-         "; add its issuer to the system's certificates";
+  std::string problem("certificate not trusted: ");
+  return problem.append(X509_verify_cert_error_string(verified)).append("; ").append(remedyFor(verified));
 }
 
 }  // namespace

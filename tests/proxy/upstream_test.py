@@ -144,7 +144,7 @@ class Tls(RelayTest):
         relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
         for resumed in (False, True):
             client = relay.client("GET /v1", more=relay.request("GET /v1?x"))
-            head, reused = self.serve(context, OK, LAST)
+            head, reused = self.serve(context, OK, LAST, farewell=False)
             self.assertEqual(client.message() + client.message(), OK + OK)
             self.assertTrue(head.startswith("GET /?x HTTP/1.1\r\nHost: localhost:"))
             self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
@@ -156,8 +156,8 @@ class Tls(RelayTest):
     def test_is_refused_when_it_can_not_be_verified(self):
         misnamed = self.identity("other.example")
         for shown, trusted, newest, cause in (
-                (self.identity("localhost"), self.own, ssl.TLSVersion.TLSv1_3, "self-signed certificate"),
-                (misnamed, misnamed, ssl.TLSVersion.TLSv1_3, "hostname mismatch"),
+                (self.identity("localhost"), self.own, ssl.TLSVersion.TLSv1_3, "self-signed certificate; add its issuer to"),
+                (misnamed, misnamed, ssl.TLSVersion.TLSv1_3, "hostname mismatch; it is another host's: check the provider's address"),
                 (self.own, self.own, ssl.TLSVersion.TLSv1_1, "protocol version")):
             wary = self.trusting(trusted, self.upstream.port)
             client = wary.client()
