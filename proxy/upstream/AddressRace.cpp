@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "proxy/system/KeepAlive.h"
 #include "proxy/system/NonBlocking.h"
 
 namespace ferrin::proxy {
@@ -105,6 +106,7 @@ void AddressRace::ended(Attempt& attempt, int error) noexcept {
   --running;
   if (error == 0) {
     winner = std::move(attempt.socket);
+    probePath(winner.get());
     return finish();
   }
   if (firstFailed == nullptr) firstFailed = &attempt;

@@ -27,7 +27,8 @@ class AddressRace {
   AddressRace& operator=(const AddressRace&) = delete;
   ~AddressRace();
 
-  /// The connected, non-blocking socket of the winner; none when all have failed or the race was cancelled.
+  /// The connected, non-blocking socket of the winner, whose path the kernel probes; none when all have
+  /// failed or the race was cancelled.
   Task<FileDescriptor> run();
   /// Ends run(), which is resumed within this call.
   void cancel() { finish(); }

@@ -48,6 +48,12 @@ class UpstreamConnection(RelayTest):
         for _ in range(2):
             self.assertLess(self.upstream.accept().time_to_end(), 1)
 
+    def test_is_probed_by_the_kernel_when_nothing_comes(self):
+        held = self.relay.joined(self.upstream)
+        seen = subprocess.run(["ss", "-tno", "dst", f"127.0.0.1:{self.upstream.port}"], stdout=subprocess.PIPE, text=True).stdout
+        self.assertTrue(held)
+        self.assertRegex(seen, r"timer:\(keepalive,(30|29)")
+
     def test_is_closed_after_50_seconds_at_rest_and_no_other_one_is_opened(self):
         relay = self.start(self.upstream.url, environment=surrounded(FERRIN_SPEED="40"))
         client, side = relay.joined(self.upstream)
