@@ -12,6 +12,7 @@
 
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
+#include "relay/PropertyListText.h"
 
 namespace ferrin::relay {
 namespace {
@@ -56,7 +57,7 @@ std::string propertyList(const ServiceDefinition& definition) {
   char* xml = nullptr;
   std::uint32_t length = 0;
   plist_to_xml(root.get(), &xml, &length);
-  const std::unique_ptr<char, decltype(&plist_to_xml_free)> owned(xml, plist_to_xml_free);
+  const std::unique_ptr<char, decltype(&freePropertyListText)> owned(xml, freePropertyListText);
   if (xml == nullptr) throw std::bad_alloc();
   return {xml, length};
 }

@@ -3,17 +3,19 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# One of several names, for suites that differ, is written "first|second"; "name?" is left out where there is none.
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
-  libboost1.81-dev libboost-url1.81-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
+  'libboost-url-dev|libboost-url1.81-dev' libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
   libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
 demo_packages=(curl iproute2 libnss-wrapper runit)
 bench_packages=(caddy haproxy iproute2 nginx nodejs npm openssl procps python3 runit systemd util-linux wrk)
-fuzz_packages=(clang-14 libclang-rt-14-dev)
+fuzz_packages=(clang libclang-rt-dev)
 test_packages=(
-  "${fuzz_packages[@]}" chromium-headless-shell clang-format clang-tidy curl dbus haproxy libgmock-dev libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux zstd
+  "${fuzz_packages[@]}" 'chromium-headless-shell?' 'clang-format-14?' clang-tidy curl dbus haproxy libgmock-dev
+  libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux zstd
   at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
   openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
@@ -37,30 +39,52 @@ as_root() {
   fi
 }
 
+is_installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
+
+# package_here ENTRY: the first of its names that this system's apt knows.
+package_here() {
+  local name
+  for name in ${1//[|?]/ }; do
+    if [ "$name" = "$1" ] || apt-cache show "$name" >/dev/null 2>&1; then
+      printf '%s\n' "$name"
+      return
+    fi
+  done
+  [[ $1 = *\? ]] || printf '%s\n' "${1%%|*}"
+}
+
 missing_packages() {
-  local package
-  for package in "$@"; do
-    # Node can also be installed without Debian's package.
-    case "$package" in
+  local entry name
+  for entry in "$@"; do
+    # A program that came another way than by its package serves as well.
+    case "$entry" in
       nodejs) command -v node >/dev/null && continue ;;
       npm) command -v npm >/dev/null && continue ;;
     esac
-    dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || printf '%s\n' "$package"
+    for name in ${entry//[|?]/ }; do is_installed "$name" && continue 2; done
+    package_here "$entry"
   done
+}
+
+# logged LOG COMMAND...: with its output in LOG, which is shown where the command fails.
+logged() {
+  local log=$1
+  shift
+  "$@" >"$log" 2>&1 || {
+    tail -n 20 "$log" >&2
+    fail "Packages could not be installed; the whole output is in $log"
+  }
 }
 
 install_debian_packages() {
   local missing log
   mapfile -t missing < <(missing_packages "$@")
   [ ${#missing[@]} -eq 0 ] && return
-  say "Installing ${#missing[@]} packages: ${missing[*]}"
   log=$(mktemp)
-  if ! { as_root apt-get update -q &&
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"; } \
-    >"$log" 2>&1; then
-    tail -n 20 "$log" >&2
-    fail "Packages could not be installed; the whole output is in $log"
-  fi
+  logged "$log" as_root apt-get update -q
+  mapfile -t missing < <(missing_packages "$@") # what is known by which name may have changed
+  say "Installing ${#missing[@]} packages: ${missing[*]}"
+  logged "$log" as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
   rm -f "$log"
   # A virtual package would count as missing every time.
   mapfile -t missing < <(missing_packages "${missing[@]}")

@@ -1,0 +1,9 @@
+#include <plist/plist.h>
+
+#include "relay/PropertyListText.h"
+
+namespace ferrin::relay {
+
+void freePropertyListText(char* xml) { plist_to_xml_free(xml); }
+
+}  // namespace ferrin::relay
