@@ -115,6 +115,10 @@ std::string systemdUnit(const ServiceDefinition& definition) {
          "LockPersonality=yes\n"
          "SystemCallArchitectures=native\n"
          "MemoryDenyWriteExecute=yes\n"
+         "KeyringMode=private\n"
+         "SystemCallFilter=@system-service\n"
+         "SystemCallFilter=~@privileged @resources\n"
+         "SystemCallErrorNumber=EPERM\n"
          "\n"
          "[Install]\n"
          "WantedBy=default.target\n";

@@ -123,6 +123,11 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_NE(status.find("\nUmask:\t0077\n"), std::string::npos) << status;
   for (const char* confined : {"\nNoNewPrivs:\t1\n", "\nSeccomp:\t2\n"})
     EXPECT_EQ(status.find(confined) != std::string::npos, onSystemd) << status;
+  if (onSystemd) {
+    EXPECT_EQ(
+        run("/usr/bin/systemd-analyze", {"--user", "security", "--threshold=62", label + ".service"}).status,
+        0);
+  }
   const std::string log = tests::filesBelow(definition.logFile.parent_path())["the relay's.log"];
   EXPECT_TRUE(log.starts_with("0600 told of /a 100% \"$HOME\"/it's\\n\ncomplaint\n")) << log;
   for (const auto& [file, content] : tests::filesBelow(home / ".config")) {
