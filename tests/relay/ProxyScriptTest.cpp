@@ -35,6 +35,22 @@ TEST(ProxyScript, handsItsArgumentsToTheFirstRelayProgramThatIsThere) {
   }
 }
 
+TEST(ProxyScript, saysOnceThatThereIsNoneAndGoesOnLooking) {
+  const tests::TemporaryFolder folder;
+  const std::string later = folder / "later", relay = folder / "relay";
+  putProgram(later, "#!/bin/sh\necho running\n");
+  std::string text = replaced(tests::contentOf(RELAY_SCRIPT), RELAY_PROGRAM, "");
+  text =
+      replaced(replaced(text, "/usr/", folder / "usr/"), "\"/Applications", "\"" + later + "/Applications");
+  EXPECT_NE(text.find("while sleep 30;"), std::string::npos);
+  const std::string waits = "[ -e once ] && mv later relay || echo >>once";
+  putProgram(folder / "script.py", replaced(text, "sleep 30", waits));
+  const CommandResult result = run(
+      "/usr/bin/env", {"-C", folder.path(), "HOME=" + later, "FERRIN_RELAY_PROGRAM=" + relay, "./script.py"});
+  EXPECT_EQ(result.output,
+            "./script.py: no ferrin-third-party-proxy found: install Ferrin Relay again\nrunning\n");
+}
+
 TEST(Resources, lieBesideTheProgramInABundle) {
   const tests::TemporaryFolder contents;
   for (const char* file : {"Resources/proxy.py", "Helpers/ferrin-third-party-proxy"})
