@@ -22,7 +22,8 @@ std::string triedDisplays() {
 /// abort.
 void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
   if (type != QtFatalMsg) return;
-  writeError("ferrin-relay: no display can be used (" + triedDisplays() + ")");
+  writeError("ferrin-relay: no display can be used (" + triedDisplays() +
+             "); ferrin-relay --apply-reference-config starts the relay without one");
   _exit(1);
 }
 

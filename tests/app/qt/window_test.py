@@ -173,10 +173,11 @@ class WindowTest(unittest.TestCase):
         eventually(self.open_window)
 
     def test_says_in_one_line_why_it_does_not_start(self):
+        instead = "; ferrin-relay --apply-reference-config starts the relay without one"
         for argument, display, reason in (
                 ("--apply-reference-config", "", "reference configuration failed: 未找到已保存的第三方 URL 或 API Key"),
-                ("--apply-reference-config=yes", ":7654", "ferrin-relay: no display can be used (DISPLAY=:7654)"),
-                ("", "", "ferrin-relay: no display can be used (neither WAYLAND_DISPLAY nor DISPLAY is set)")):
+                ("--apply-reference-config=yes", ":7654", "ferrin-relay: no display can be used (DISPLAY=:7654)" + instead),
+                ("", "", "ferrin-relay: no display can be used (neither WAYLAND_DISPLAY nor DISPLAY is set)" + instead)):
             self.assert_ends(self.launch(argument, DISPLAY=display), 1, reason + "\n")
 
 
