@@ -30,11 +30,29 @@ target_compile_options(ferrin_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshad
   -Woverloaded-virtual -Wimplicit-fallthrough -Wcast-qual
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)  # GCC 12 sees overlaps in the standard library's own strings
 
-# What a distribution builds with, so that a packaged program is as hard to abuse as its neighbours.
+# What a distribution builds with, so that a packaged program is as hard to abuse as its neighbours. Which of these a
+# compiler has depends on its processor and age.
 add_compile_options(-fstack-protector-strong $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 if(NOT APPLE)
   add_link_options(-Wl,-z,relro,-z,now)
+  include(CheckCXXCompilerFlag)
+  foreach(option -fcf-protection -mbranch-protection=standard -ftrivial-auto-var-init=zero)
+    string(MAKE_C_IDENTIFIER FERRIN_HAS${option} is_known)
+    check_cxx_compiler_flag(${option} ${is_known})
+    if(${is_known})
+      add_compile_options($<$<CONFIG:Release>:${option}>)
+    endif()
+  endforeach()
 endif()
+
+# Symbols for backtraces with lines, which become a package of their own. Without the folder's name in them the same
+# sources give the same bytes. ccache may be set up to make names relative to the build tree, which is met too.
+file(RELATIVE_PATH up ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" up "${up}")
+add_compile_options($<$<CONFIG:Release>:-g1>)
+foreach(map ${PROJECT_SOURCE_DIR}=. ${up}=. ${PROJECT_BINARY_DIR}/=)
+  add_compile_options($<$<CONFIG:Release>:-ffile-prefix-map=${map}>)
+endforeach()
 
 if(FERRIN_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
