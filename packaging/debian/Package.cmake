@@ -23,7 +23,9 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${FERRIN_WEBSITE})
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme")
+# Some texts are Chinese, and so may be what people enter. The first of the fonts is the smallest of those that have it.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme, \
+fonts-droid-fallback | fonts-noto-cjk | fonts-wqy-microhei | fonts-wqy-zenhei")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-cjk, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "gnome-shell-extension-appindicator, runit")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "private relay from the Ferrin agent to a model provider")
