@@ -1,12 +1,12 @@
 # Stands in for find_package: each library that the project asks for becomes its headers alone, taken from the
-# Linux system. Their folders are linked one by one, so that none of the system's other headers is in reach.
+# Linux system, or from where newer-headers put those that Homebrew has newer. Their folders are linked one by one, so that none of the system's other headers is in reach.
 
 set(header_folder ${CMAKE_BINARY_DIR}/headers)
 
 # headers_of(FOLDER...): makes #include <FOLDER/...> work.
 function(headers_of)
   foreach(folder ${ARGN})
-    find_path(found_${folder} ${folder} PATHS /usr/include /usr/include/x86_64-linux-gnu
+    find_path(found_${folder} ${folder} PATHS ${CMAKE_BINARY_DIR}/newer/usr/include /usr/include /usr/include/x86_64-linux-gnu
               REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
     file(MAKE_DIRECTORY ${header_folder})
     file(CREATE_LINK ${found_${folder}}/${folder} ${header_folder}/${folder} SYMBOLIC)
