@@ -46,6 +46,13 @@ def save_provider():
     (secrets / "openai-proxy-upstream.url").write_text(provider.stdout.readline().split()[2])
 
 
+def removing():
+    """What the README has people type to remove everything where runit runs the relay."""
+    section = pathlib.Path(__file__).parents[2].joinpath("README.md").read_text().partition("## Removing it\n")[2]
+    return [block for block in re.findall(r"```\n(.*?)```", section.partition("\n## ")[0], re.DOTALL)
+            if "systemctl" not in block and "launchctl" not in block]
+
+
 def files():
     """What is in the user's folder, but for the log."""
     return {file: file.read_bytes() for file in home.glob(".ferrin/*/*") if file.suffix != ".log"}
@@ -109,6 +116,12 @@ class Life(unittest.TestCase):
         (folder / "it's moved").rename(folder / "again")
         self.assert_misses_its_program()
         self.apply(folder / "again")
+
+        for block in removing():
+            do("env", f"HOME={home}", "bash", "-euc", block)
+        self.assertEqual([file for file in home.rglob("*") if file.is_file()], [])
+        with self.assertRaisesRegex(AssertionError, "Couldn't connect|Failed to connect"):
+            do("curl", "-sS", "http://127.0.0.1:8787/healthz")
 
 
 if __name__ == "__main__":

@@ -145,6 +145,15 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_FALSE(isAlive(process) || manager->isRunning(label));
   logInAgain();
   expectAnother("login");
+  if (!onSystemd) return;
+  for (const auto& words : {std::vector{"disable"s, "--now"s, label + ".service"}, {"daemon-reload"s}}) {
+    std::vector<std::string> command{"--user"};
+    command.insert(command.end(), words.begin(), words.end());
+    EXPECT_EQ(run("/usr/bin/systemctl", command).status, 0);
+    remove(home / ".config/systemd/user" / (label + ".service"));
+  }
+  EXPECT_FALSE(isAlive(process));
+  EXPECT_NE(run("/usr/bin/systemctl", {"--user", "start", label}).status, 0) << "as it is not known any more";
 }
 
 TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
@@ -158,7 +167,7 @@ TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
   start();
   // It is started twice: by bootstrap, and afresh by kickstart.
   const std::string ask = R"(curl -s --json '{"model": "m", "input": "word by word"}' \
-    "$(sed -n 's/.*listening on \([^,]*\),.*/\1/p' "$0" | tail -n 1)/responses" | grep 'word by word')";
+    "$(sed -n 's/^listening on \([^,]*\),.*/\1/p' "$0" | tail -n 1)/responses" | grep 'word by word')";
   EXPECT_TRUE(tests::eventually([&] {
     return run("/bin/sh", {"-c", ask, definition.logFile}).status == 0;
   })) << tests::contentOf(definition.logFile);
