@@ -88,7 +88,8 @@ class Desktop:
         self.portal.EmitSignal(SETTINGS, "SettingChanged", "ssv", light)
 
     def shown(self, role):
-        """Of all windows, as assistive technology sees them, what of that role can be used: by name."""
+        """Of all windows, as assistive technology sees them, what of that role can be used: by name. An older AT-SPI says
+        "push button" for "button"."""
         def below(element):
             element.clear_cache()
             for child in filter(None, map(element.get_child_at_index, range(element.get_child_count()))):
@@ -97,11 +98,11 @@ class Desktop:
         usable = Atspi.StateType.SHOWING, Atspi.StateType.ENABLED
         try:
             return {element.get_name(): element for element in below(Atspi.get_desktop(0))
-                    if element.get_role_name() == role and all(map(element.get_state_set().contains, usable))}
+                    if element.get_role_name().removeprefix("push ") == role and all(map(element.get_state_set().contains, usable))}
         except GLib.Error:
             return {}  # something was gone while we looked
 
-    def find(self, name, role="push button"):
+    def find(self, name, role="button"):
         return eventually(lambda: self.shown(role).get(name))
 
     def press(self, name):

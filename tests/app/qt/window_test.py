@@ -131,7 +131,7 @@ class WindowTest(unittest.TestCase):
         self.desktop.find("未找到 ~/.ferrin/config.toml", "label")
         self.desktop.tray.choose("Stop relay")
         self.desktop.press("OK")
-        eventually(lambda: "OK" not in self.desktop.shown("push button"))
+        eventually(lambda: "OK" not in self.desktop.shown("button"))
         self.assertIn("Stop relay", self.desktop.tray.menu())
         self.desktop.tray.choose("Quit Ferrin Relay")
         self.assert_ends(self.process, 0)
