@@ -30,11 +30,8 @@ class Other : private EventHandler {
 };
 
 TEST(FileWatch, missesNothingBesideOtherEventsAndIsQuietInBetween) {
-  const ferrin::tests::TemporaryFolder folder;
-  const ferrin::tests::TemporaryFolder elsewhere;
-  const fs::path own = folder / "own";
-  const fs::path key = own / "key";
-  const fs::path target = elsewhere / "target";
+  const ferrin::tests::TemporaryFolder folder, elsewhere;
+  const fs::path own = folder / "own", key = own / "key", target = elsewhere / "target";
   fs::create_directory(own);
   EventLoop loop;
   FileWatch watch(loop, key);

@@ -7,6 +7,7 @@
 
 #include <stdexcept>
 
+#include "relay/PresentManagers.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {
@@ -49,6 +50,25 @@ TEST_F(LaunchdManagerTest, takesALoadedServiceThatIsRunningForARunningOne) {
     put(folder / "print", answer);
     EXPECT_EQ(services.isRunning("com.example"), running) << answer;
   }
+}
+
+/// Of two managers, this is the preferred one.
+TEST_F(LaunchdManagerTest, canStartTheRelayWhileAnotherManagerEndsAndSeesAnEarlierOne) {
+  const auto earlier = folder / "earlier/launchctl";
+  tests::putProgram(earlier, "#!/bin/sh\necho \"earlier $1\" >>\"${0%/*/*}/calls\"; echo state = running\n");
+  std::vector<std::unique_ptr<ServiceManager>> both;
+  both.push_back(std::make_unique<LaunchdManager>(folder / "home", folder / "launchctl"));
+  both.push_back(std::make_unique<LaunchdManager>(folder / "earlier", earlier));
+  PresentManagers managers(std::move(both), "");
+  managers.define({"com.example", {}, "/log"});
+  EXPECT_TRUE(std::filesystem::exists(definition) && !exists(folder / "earlier/Library"));
+  EXPECT_EQ(managers.bootout("com.example").output, "");
+  EXPECT_EQ(managers.bootstrap("com.example").status + managers.kickstart("com.example").status, 0);
+  EXPECT_TRUE(managers.isRunning("com.example"));
+  const std::string calls = tests::contentOf(folder / "calls");
+  EXPECT_TRUE(calls.find("\nearlier bootout\nbootstrap|") != std::string::npos &&
+              calls.ends_with("/com.example\nearlier print\n"))
+      << calls;
 }
 
 TEST_F(LaunchdManagerTest, describesTheServiceToAnIndependentReader) {
