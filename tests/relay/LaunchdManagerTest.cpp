@@ -16,63 +16,56 @@ namespace {
 using std::string_literals::operator""s;
 using tests::put;
 
-/// A user's home, and a launchctl that succeeds without a word unless a file beside it, named as its
-/// subcommand, holds a piece of sh that tells otherwise.
+/// A user's home with launchd, and a launchd of another home as the manager that an earlier version
+/// preferred. Either's launchctl records its calls and succeeds without a word, unless a file beside it,
+/// named as itself and its subcommand, holds a piece of sh that tells otherwise.
 struct LaunchdManagerTest : testing::Test {
   tests::TemporaryFolder folder;
   const std::string definition = folder / "home/Library/LaunchAgents/com.example.plist";
-  LaunchdManager services{folder / "home", folder / "launchctl"};
+  PresentManagers services{both(), ""};
 
-  LaunchdManagerTest() {
-    tests::putProgram(folder / "launchctl",
-                      "#!/bin/sh\ncd \"${0%/*}\" && (IFS='|'; echo \"$*\" >>calls)\n"
-                      "[ ! -f \"$1\" ] || . \"./$1\"\n");
+  std::vector<std::unique_ptr<ServiceManager>> both() const {
+    std::vector<std::unique_ptr<ServiceManager>> managers;
+    for (const auto& [home, program] : {std::pair("home", "launchctl"), {"elsewhere", "earlier"}}) {
+      tests::putProgram(folder / program,
+                        "#!/bin/sh\ncd \"${0%/*}\" && (IFS='|'; echo \"${0##*/}|$*\" >>calls)\n"
+                        "[ ! -f \"$0.$1\" ] || . \"$0.$1\"\n");
+      managers.push_back(std::make_unique<LaunchdManager>(folder / home, folder / program));
+    }
+    return managers;
   }
 };
 
-TEST_F(LaunchdManagerTest, asksLaunchctlByTargetAndHandsItsAnswerOn) {
-  put(folder / "bootstrap", "echo 'Bootstrap failed: 5'; exit 5");
+TEST_F(LaunchdManagerTest, asksLaunchctlByTargetAndHandsItsAnswerOnAndEndsTheRelayUnderBoth) {
+  put(folder / "launchctl.bootstrap", "echo 'Bootstrap failed: 5'; exit 5");
+  put(folder / "earlier.bootout", "exit 3");
   EXPECT_EQ(services.bootout("com.example").status, 0);
   const CommandResult refused = services.bootstrap("com.example");
   EXPECT_TRUE(refused.status == 5 && refused.output == "Bootstrap failed: 5\n") << refused.output;
   EXPECT_EQ(services.kickstart("com.example").status, 0);
-  EXPECT_FALSE(services.isRunning("com.example")) << "it says nothing of it";
   const std::string user = "gui/" + std::to_string(getuid()), service = user + "/com.example\n";
-  EXPECT_EQ(tests::contentOf(folder / "calls"), "bootout|" + service + "bootstrap|" + user + "|" +
-                                                    definition + "\nkickstart|-k|" + service + "print|" +
-                                                    service);
+  EXPECT_EQ(tests::contentOf(folder / "calls"), "launchctl|bootout|" + service + "earlier|bootout|" +
+                                                    service + "launchctl|bootstrap|" + user + "|" +
+                                                    definition + "\nlaunchctl|kickstart|-k|" + service);
 }
 
-TEST_F(LaunchdManagerTest, takesALoadedServiceThatIsRunningForARunningOne) {
+TEST_F(LaunchdManagerTest, takesALoadedServiceThatIsRunningUnderEitherForARunningOne) {
+  EXPECT_FALSE(services.isRunning("com.example")) << "nothing is said of it";
+  EXPECT_TRUE(tests::contentOf(folder / "calls").starts_with("launchctl|print|gui/"));
   for (const auto& [answer, running] : {std::pair("echo 'x = {'; echo '\tstate = running'", true),
                                         {"echo 'state = running'; exit 113", false},
                                         {"echo 'state = waiting'", false}}) {
-    put(folder / "print", answer);
-    EXPECT_EQ(services.isRunning("com.example"), running) << answer;
+    for (const char* file : {"launchctl.print", "earlier.print"}) {
+      put(folder / file, answer);
+      EXPECT_EQ(services.isRunning("com.example"), running) << answer;
+      std::filesystem::remove(folder / file);
+    }
   }
-}
-
-/// Of two managers, this is the preferred one.
-TEST_F(LaunchdManagerTest, canStartTheRelayWhileAnotherManagerEndsAndSeesAnEarlierOne) {
-  const auto earlier = folder / "earlier/launchctl";
-  tests::putProgram(earlier, "#!/bin/sh\necho \"earlier $1\" >>\"${0%/*/*}/calls\"; echo state = running\n");
-  std::vector<std::unique_ptr<ServiceManager>> both;
-  both.push_back(std::make_unique<LaunchdManager>(folder / "home", folder / "launchctl"));
-  both.push_back(std::make_unique<LaunchdManager>(folder / "earlier", earlier));
-  PresentManagers managers(std::move(both), "");
-  managers.define({"com.example", {}, "/log"});
-  EXPECT_TRUE(std::filesystem::exists(definition) && !exists(folder / "earlier/Library"));
-  EXPECT_EQ(managers.bootout("com.example").output, "");
-  EXPECT_EQ(managers.bootstrap("com.example").status + managers.kickstart("com.example").status, 0);
-  EXPECT_TRUE(managers.isRunning("com.example"));
-  const std::string calls = tests::contentOf(folder / "calls");
-  EXPECT_TRUE(calls.find("\nearlier bootout\nbootstrap|") != std::string::npos &&
-              calls.ends_with("/com.example\nearlier print\n"))
-      << calls;
 }
 
 TEST_F(LaunchdManagerTest, describesTheServiceToAnIndependentReader) {
   services.define({"com.example", {"/密 <&> \"me\"", "", "c=']]>"}, "/it's <&>.log"});
+  EXPECT_FALSE(exists(folder / "elsewhere"));
   EXPECT_TRUE(tests::filesBelow(folder / "home").begin()->second.starts_with("0600 "));
   const char* reader =
       "import plistlib, sys; print(plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_XML))";
