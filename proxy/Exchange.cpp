@@ -61,7 +61,8 @@ AfterResponse Exchange::recordFailure() {
 /// Answers in the upstream's place, as nothing of its response has gone out.
 Task<AfterResponse> Exchange::sendError() {
   const RelayError error = *state.failure->error;
-  const bool close = !state.request.keepsConnection || !request.bodyComplete() || state.services.stopping;
+  const bool close = !state.request.keepsConnection || !request.bodyComplete() || state.inputIsUncertain ||
+                     state.services.stopping;
   Client& client = state.client;
   state.record.status = statusOf(error);
   state.record.first = state.elapsed();

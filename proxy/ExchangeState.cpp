@@ -48,6 +48,7 @@ void ExchangeState::end(Failure why) noexcept {
 }
 
 void ExchangeState::fail(const std::exception& exception) noexcept {
+  inputIsUncertain = true;
   const bool outOfMemory = dynamic_cast<const std::bad_alloc*>(&exception) != nullptr;
   fail(phase == Phase::connecting ? RelayError::upstreamUnreachable : RelayError::upstreamClosed,
        outOfMemory ? "out of memory" : exception.what());

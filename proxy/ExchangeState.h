@@ -74,6 +74,8 @@ struct ExchangeState {
   std::unique_ptr<Stream> upstream;  ///< none while connecting
   CancellationSlot connecting;       ///< filled while connecting
   std::optional<Failure> failure;
+  bool inputIsUncertain =
+      false;      ///< after an exception, it is not known where the client's next request begins
   Timer silence;  ///< runs from the beginning to the end, and is restarted by every byte
 
  private:

@@ -24,7 +24,7 @@ Task<> RequestSide::begin() {
   Client& client = state.client;
   const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
-  if (decoded) co_await receiveFrameHeader();
+  if (decoded && decodeFrom(client.pending)) decoded->appendFraming(head, body.complete());
   const BodyFraming::Step buffered = decoded ? BodyFraming::Step{} : followBuffered();
   if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
   client.pending.erase(0, buffered.belonging);  // also after a failure: the next request begins there
@@ -161,19 +161,6 @@ bool RequestSide::decodeFrom(std::string_view bytes) {
     state.client.pending.append(bytes.substr(step.belonging));
   }
   return step.valid;
-}
-
-/// Receives enough of an encoded body to complete the head.
-Task<> RequestSide::receiveFrameHeader() {
-  clientWatch.stop();
-  bool valid = decodeFrom(state.client.pending);
-  while (valid && !state.failed() && !decoded->canBeFramed(body.complete())) {
-    const IoResult got = co_await receive();
-    valid = received(got) && decodeFrom({state.services.block.data(), got.bytes});
-  }
-  if (!valid || state.failed()) co_return;
-  decoded->appendFraming(head, body.complete());
-  clientWatch.start();
 }
 
 Task<> RequestSide::forwardDecoded() {

@@ -40,7 +40,6 @@ class RequestSide {
   Task<> sendOverNew(const BodyFraming::Step& buffered);
   bool send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step);
   BodyFraming::Step followBuffered();
-  Task<> receiveFrameHeader();
   Task<> forwardBody();
   Task<> forwardPending();
   Task<> forwardUntilEnd();

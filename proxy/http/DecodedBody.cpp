@@ -5,7 +5,7 @@
 namespace ferrin::proxy {
 
 void DecodedBody::appendFraming(SecretString& head, bool whole) {
-  length = decoder.declaredSize(whole);
+  if (whole) length = decoder.declaredSize();
   if (length) {
     head.append("Content-Length: ").append(std::to_string(*length)).append("\r\n\r\n");
   } else {

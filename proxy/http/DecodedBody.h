@@ -21,9 +21,8 @@ class DecodedBody {
   /// Encoded content is to be appended here, without chunk framing.
   std::string& input() { return decoder.input(); }
 
-  /// Whether enough has arrived to frame it. `whole` says that no more input follows.
-  bool canBeFramed(bool whole) const { return decoder.knowsSize(whole); }
-  /// Completes the request's head. Once, before next().
+  /// Completes the request's head: with a length if the body has arrived `whole` and declares one, as further
+  /// frames could follow otherwise. Once, before next().
   void appendFraming(SecretString& head, bool whole);
 
   enum class Next {

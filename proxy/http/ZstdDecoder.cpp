@@ -8,8 +8,7 @@
 namespace ferrin::proxy {
 namespace {
 
-constexpr int maxWindowLog = 23;            // 8 MiB
-constexpr std::size_t maxFrameHeader = 18;  // RFC 8878, section 3.1.1.1, with the magic number
+constexpr int maxWindowLog = 23;  // 8 MiB
 
 /// The declared sizes of all frames together; 0 when one declares none.
 unsigned long long sizeOfFrames(std::string_view frames) {
@@ -34,24 +33,22 @@ ZstdDecoder::ZstdDecoder() : context(ZSTD_createDCtx()) {
   ZSTD_DCtx_setParameter(context.get(), ZSTD_d_windowLogMax, maxWindowLog);
 }
 
-bool ZstdDecoder::knowsSize(bool whole) const { return whole || encoded.size() >= maxFrameHeader; }
-
-std::optional<std::uint64_t> ZstdDecoder::declaredSize(bool whole) const {
-  const auto size = whole ? sizeOfFrames(encoded) : ZSTD_getFrameContentSize(encoded.data(), encoded.size());
-  if (size == ZSTD_CONTENTSIZE_ERROR || size == ZSTD_CONTENTSIZE_UNKNOWN || size == 0) return std::nullopt;
-  return size;
+std::optional<std::uint64_t> ZstdDecoder::declaredSize() const {
+  const auto size = sizeOfFrames(encoded);
+  return size == 0 ? std::nullopt : std::optional<std::uint64_t>(size);
 }
 
 ZstdDecoder::Result ZstdDecoder::decode(std::span<char> block) {
   ZSTD_outBuffer out{block.data(), block.size(), 0};
   ZSTD_inBuffer in{encoded.data(), encoded.size(), consumed};
-  while (out.pos == 0) {
+  while (out.pos == 0 && (in.pos < in.size || holdsOutput)) {
     const std::size_t before = in.pos;
     const std::size_t left = ZSTD_decompressStream(context.get(), &out, &in);
     if (ZSTD_isError(left) != 0) return {0, false};
     betweenFrames = left == 0 || (betweenFrames && in.pos == before);
-    if (in.pos == before) break;
+    if (in.pos == before && out.pos == 0) break;
   }
+  holdsOutput = out.pos == out.size;
   consumed = in.pos;
   if (consumed == encoded.size()) {
     encoded.clear();

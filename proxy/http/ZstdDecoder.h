@@ -21,10 +21,9 @@ class ZstdDecoder {
   /// Where encoded bytes are to be appended.
   std::string& input() { return encoded; }
 
-  /// Whether enough has arrived for declaredSize(). `whole` says that no more input follows.
-  bool knowsSize(bool whole) const;
-  /// The decoded size, if the frames seen so far declare one; 0 counts as none. Only before decode().
-  std::optional<std::uint64_t> declaredSize(bool whole) const;
+  /// The decoded size of the input, if it is whole and its frames declare theirs; 0 counts as none. Only
+  /// before decode().
+  std::optional<std::uint64_t> declaredSize() const;
 
   struct Result {
     std::size_t bytes;  ///< decoded, at the front of the block; 0 when more input is needed
@@ -44,6 +43,7 @@ class ZstdDecoder {
   std::string encoded;
   std::size_t consumed = 0;  ///< bytes of `encoded`
   bool betweenFrames = true;
+  bool holdsOutput = false;  ///< the last block was filled, so more may follow without more input
 };
 
 }  // namespace ferrin::proxy

@@ -21,17 +21,17 @@ bool SendBuffer::send(Stream& stream, std::initializer_list<std::string_view> pi
 }
 
 Task<bool> SendBuffer::flush(Stream& stream, Timer& silence) {
-  std::size_t offset = 0;
-  while (offset < kept.size()) {
+  while (gone < kept.size()) {
     const Wake wake = co_await stream.socket().writable();
     if (wake == Wake::interrupted) co_return false;
-    const std::string_view rest = std::string_view(kept).substr(offset);
+    const std::string_view rest = std::string_view(kept).substr(gone);
     const IoResult result = stream.write(std::span(&rest, 1));
+    gone += result.bytes;
     if (result.status == IoStatus::failed) co_return false;
     if (result.bytes > 0) silence.restart();
-    offset += result.bytes;
   }
   kept.clear();
+  gone = 0;
   co_return true;
 }
 

@@ -19,13 +19,15 @@ class SendBuffer {
   bool send(Stream& stream, std::initializer_list<std::string_view> pieces);
   bool empty() const { return kept.empty(); }
   /// Waits until everything kept has been taken, restarting `silence` with every byte. False when the
-  /// connection is broken or the wait was interrupted.
+  /// connection is broken or the wait was interrupted; what has not been taken is still kept then, and send()
+  /// goes on after it.
   Task<bool> flush(Stream& stream, Timer& silence);
   /// Whether any byte may have been taken since this object was made.
   bool anyTaken() const { return taken; }
 
  private:
   SecretString kept;
+  std::size_t gone = 0;  ///< bytes at the front of `kept` that have been taken
   bool taken = false;
 };
 

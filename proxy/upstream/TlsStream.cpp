@@ -64,7 +64,12 @@ Task<std::string> TlsStream::handshake() {
     if (verified != X509_V_OK) co_return certificateProblem(verified);
     if (io.status == IoStatus::end) co_return std::string("connection closed during the TLS handshake");
     if (io.status == IoStatus::failed) co_return problem();
-    const Wake wake = co_await (wantsWriting ? connection.writable() : connection.readable());
+    Wake wake = Wake::ready;
+    if (wantsWriting) {
+      wake = co_await connection.writable();
+    } else {
+      wake = co_await connection.readable();
+    }
     if (wake == Wake::interrupted) co_return std::string("interrupted");
   }
 }

@@ -46,10 +46,11 @@ class Zstd(RelayTest):
         unsized = zstd(TEXT, "--no-content-size")
         for name, body, pieces, framed in (
                 ("with its size", zstd(TEXT), 1, f"Content-Length: {len(TEXT)}"),
-                ("in many pieces", zstd(TEXT), 300, f"Content-Length: {len(TEXT)}"),
+                ("in many pieces", zstd(TEXT), 300, ""),
+                ("two frames in pieces", zstd(TEXT[:9]) + zstd(TEXT[9:]), 7, ""),
                 ("two frames at once", zstd(TEXT[:9]) + zstd(TEXT[9:]), 1, f"Content-Length: {len(TEXT)}"),
                 ("without its size", unsized, 1, "Transfer-Encoding: chunked"),
-                ("two frames without their sizes", 2 * unsized, 7, "Transfer-Encoding: chunked")):
+                ("two frames without their sizes", 2 * unsized, 7, "")):
             for length in (f"Content-Length: {len(body)}", "Transfer-Encoding: chunked"):
                 with self.subTest(f"{name}, {length}"):
                     sent = body if length.startswith("C") else chunked(body)
@@ -57,7 +58,7 @@ class Zstd(RelayTest):
                     side = self.upstream.accept()
                     head = side.until()
                     self.assertNotIn("ncoding: zstd", head)
-                    if pieces == 1 or length.startswith("C"):
+                    if pieces == 1:
                         self.assertIn(f"\r\n{framed}\r\n", head)
                     self.assertEqual(content(side, head), (TEXT * (2 if body == 2 * unsized else 1), True))
                     self.complete(client, side)
