@@ -26,7 +26,7 @@ unsigned long long sizeOfFrames(std::string_view frames) {
 
 }  // namespace
 
-void ZstdDecoder::Free::operator()(ZSTD_DCtx_s* context) const { ZSTD_freeDCtx(context); }
+void ZstdDecoder::Free::operator()(ZSTD_DCtx_s* freed) const { ZSTD_freeDCtx(freed); }
 
 ZstdDecoder::ZstdDecoder() : context(ZSTD_createDCtx()) {
   if (!context) throw std::bad_alloc();
