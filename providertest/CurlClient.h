@@ -8,7 +8,8 @@
 
 namespace ferrin::providertest {
 
-/// Speaks http and https only, uses the system's proxies, and trusts the certificates that the system trusts.
+/// Speaks http and https only, uses the system's proxies, though none for this machine itself, and trusts the
+/// certificates that the system trusts.
 /// Follows up to 20 redirects as browsers do: a POST stays a POST after 307 and 308, and becomes a GET
 /// without a body after the others. Sends an Authorization header to the first host, port and scheme only.
 /// Answers may be of any size and compressed. Requests run at the same time.

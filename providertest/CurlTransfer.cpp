@@ -2,11 +2,34 @@
 
 #include <curl/curl.h>
 
+#include <cstdlib>
 #include <new>
+#include <string_view>
 
 #include "providertest/SystemProxy.h"
 
 namespace ferrin::providertest {
+
+namespace {
+
+/// As the relay has it: no proxy is asked for this machine itself, which would be another one there. libcurl
+/// looks for the variables only where it is told nothing, and takes the star only where it stands alone.
+std::string proxyExceptions() {
+  for (const char* name : {"no_proxy", "NO_PROXY"}) {
+    const std::string_view list = std::getenv(name) == nullptr ? "" : std::getenv(name);
+    if (list == "*") return "*";
+    if (!list.empty()) return std::string("localhost,127.0.0.0/8,::1,").append(list);
+  }
+  return "localhost,127.0.0.0/8,::1";
+}
+
+/// libcurl quotes a proxy's address that it can't read, and its password with it.
+std::string withoutProxyAddress(std::string_view reason) {
+  if (!reason.starts_with("Unsupported proxy")) return std::string(reason);
+  return "the proxy's address, in the environment, can't be used";
+}
+
+}  // namespace
 
 static_assert(sizeof(std::array<char, 256>) >= CURL_ERROR_SIZE);
 
@@ -33,7 +56,8 @@ void CurlTransfer::prepare(const std::string& trustedCertificates) {
 
 void CurlTransfer::finish(int outcome) {
   if (outcome != CURLE_OK) {
-    return fail(reason.front() != '\0' ? reason.data() : curl_easy_strerror(static_cast<CURLcode>(outcome)));
+    const char* general = curl_easy_strerror(static_cast<CURLcode>(outcome));
+    return fail(withoutProxyAddress(reason.front() != '\0' ? reason.data() : general));
   }
   long status = 0;
   curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
@@ -70,6 +94,7 @@ void CurlTransfer::setRules(const std::string& trustedCertificates) {
   curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);         // there are several threads
   curl_easy_setopt(easy.get(), CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
   if (!trustedCertificates.empty()) curl_easy_setopt(easy.get(), CURLOPT_CAINFO, trustedCertificates.c_str());
+  curl_easy_setopt(easy.get(), CURLOPT_NOPROXY, proxyExceptions().c_str());
   if (const auto proxy = systemProxy(request.url))
     curl_easy_setopt(easy.get(), CURLOPT_PROXY, proxy->c_str());
 }
