@@ -3,6 +3,7 @@
 Bytes are strings of Latin-1. Every wait has a deadline, after which the test fails.
 """
 
+import contextlib
 import functools
 import os
 import pathlib
@@ -10,6 +11,7 @@ import re
 import select
 import signal
 import socket
+import ssl
 import struct
 import subprocess
 import tempfile
@@ -151,6 +153,11 @@ def surrounded(**variables):
     return {"LD_PRELOAD": os.environ["FERRIN_SURROUNDINGS"], "ASAN_OPTIONS": options, **variables}
 
 
+def unproxied():
+    """This process's environment without its proxies."""
+    return {name: value for name, value in os.environ.items() if not name.lower().endswith("_proxy")}
+
+
 class Relay:
     """With its key and its log in a private folder."""
 
@@ -164,7 +171,7 @@ class Relay:
         with open(self.log_file, "a") as output:
             self.process = subprocess.Popen(
                 [program, "--host", host, "--port", "0", "--upstream", upstream, "--api-key-file", self.key_file,
-                 "--timeout", str(timeout)], stdout=output, stderr=output, env=os.environ | (environment or {}))
+                 "--timeout", str(timeout)], stdout=output, stderr=output, env=unproxied() | (environment or {}))
         self.proc = pathlib.Path(f"/proc/{self.process.pid}")
         if not eventually(lambda: "/v1, forwarding to " in self.log() or self.process.poll() is not None):
             raise AssertionError("the relay did not start")
@@ -246,6 +253,42 @@ class RelayTest(unittest.TestCase):
         relay = Relay(*arguments, folder=self.folder, **settings)
         self.addCleanup(relay.stop)
         return relay
+
+
+class TlsTest(RelayTest):
+    """The upstream has a certificate for localhost of its own making."""
+
+    def setUp(self):
+        super().setUp()
+        self.own = self.identity("localhost")
+
+    def identity(self, host):
+        """A file with a key and a certificate of its own making."""
+        file = self.folder / f"{len(list(self.folder.iterdir()))}.pem"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                        "-subj", f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out",
+                        file], check=True, stderr=subprocess.DEVNULL)
+        return file
+
+    def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(identity)
+        context.set_ciphers("ALL:@SECLEVEL=0")  # what old versions need
+        context.minimum_version = context.maximum_version = newest
+        context.sni_callback = lambda _, name, __: self.names.append(name)
+        self.names = []
+        return context
+
+    def serve(self, side, context, *answers, farewell=True):
+        """Answers requests on one connection; the last one's head, and whether the session was an older one's."""
+        with context.wrap_socket(side.socket, server_side=True) as within:
+            for answer in answers:
+                told = Connection(within).until(), within.session_reused
+                within.sendall(answer.encode())
+            with contextlib.suppress(OSError):
+                if farewell:
+                    within.unwrap()
+            return told
 
 
 def unescaped(text):

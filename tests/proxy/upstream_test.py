@@ -1,6 +1,5 @@
 """How the relay comes by its connections to the upstream, and when it lets go of them."""
 
-import contextlib
 import re
 import signal
 import socket
@@ -8,7 +7,7 @@ import ssl
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, eventually, surrounded
+from peers import LAST, OK, PATIENCE, RelayTest, TlsTest, Upstream, deaf, eventually, surrounded
 
 
 class UpstreamConnection(RelayTest):
@@ -108,54 +107,22 @@ class Names(RelayTest):
         self.assertLess(time.monotonic() - start, 1)
 
 
-class Tls(RelayTest):
+class Tls(TlsTest):
     """The upstream's certificate is the relay's only root."""
-
-    def setUp(self):
-        super().setUp()
-        self.own = self.identity("localhost")
-
-    def identity(self, host):
-        """A file with a key and a certificate of its own making."""
-        file = self.folder / f"{len(list(self.folder.iterdir()))}.pem"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                        "-subj", f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out",
-                        file], check=True, stderr=subprocess.DEVNULL)
-        return file
 
     def trusting(self, root, port):
         return self.start(f"https://localhost:{port}", environment={"SSL_CERT_FILE": str(root)})
-
-    def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(identity)
-        context.set_ciphers("ALL:@SECLEVEL=0")  # what old versions need
-        context.minimum_version = context.maximum_version = newest
-        context.sni_callback = lambda _, name, __: self.names.append(name)
-        self.names = []
-        return context
-
-    def serve(self, context, *answers, farewell=True):
-        """Answers requests on one connection; the last one's head, and whether the session was an older one's."""
-        with context.wrap_socket(self.upstream.accept().socket, server_side=True) as side:
-            for answer in answers:
-                told = Connection(side).until(), side.session_reused
-                side.sendall(answer.encode())
-            with contextlib.suppress(OSError):
-                if farewell:
-                    side.unwrap()
-            return told
 
     def test_is_verified_named_resumed_and_not_at_its_end_without_farewell(self):
         relay, context = self.trusting(self.own, self.upstream.port), self.context(self.own)
         for resumed in (False, True):
             client = relay.client("GET /v1", more=relay.request("GET /v1?x"))
-            head, reused = self.serve(context, OK, LAST, farewell=False)
+            head, reused = self.serve(self.upstream.accept(), context, OK, LAST, farewell=False)
             self.assertEqual(client.message() + client.message(), OK + OK)
             self.assertTrue(head.startswith("GET /?x HTTP/1.1\r\nHost: localhost:"))
             self.assertEqual((reused, self.names.pop()), (resumed, "localhost"))
         client = relay.client()
-        self.serve(context, "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
+        self.serve(self.upstream.accept(), context, "HTTP/1.1 200 OK\r\n\r\npartial", farewell=False)
         self.assertTrue(client.rest().endswith("<reset>"))
         relay.logs("end=truncated")
 
@@ -168,7 +135,7 @@ class Tls(RelayTest):
             wary = self.trusting(trusted, self.upstream.port)
             client = wary.client()
             with self.assertRaises((OSError, EOFError)):
-                self.serve(self.context(shown, newest), OK)
+                self.serve(self.upstream.accept(), self.context(shown, newest), OK)
             self.assert_refused(client.message(), "502 upstream_unreachable")
             wary.logs(cause)
 
