@@ -77,7 +77,9 @@ void append(std::string& out, const ExchangeRecord& record) {
     out.append("-");
   }
   appendNumber(out.append(" total="), record.total.count());
-  out.append("ms upstream=").append(nameOf(record.upstream)).append(" end=").append(nameOf(record.ending));
+  out.append("ms upstream=").append(nameOf(record.upstream));
+  if (!record.via.empty()) out.append(" via=").append(record.via);
+  out.append(" end=").append(nameOf(record.ending));
   if (!record.cause.empty()) out.append(" cause=\"").append(record.cause).append("\"");
 }
 

@@ -27,6 +27,7 @@ struct ExchangeRecord {
   std::optional<std::chrono::milliseconds> first;  ///< until the response's first byte went out
   std::chrono::milliseconds total{};
   UpstreamUse upstream = UpstreamUse::none;
+  std::string_view via;  ///< the proxy towards the upstream, empty for none; lives as long as the record
   Ending ending = Ending::complete;
   std::string cause;  ///< why it failed, if it did, and what to do about it
 };

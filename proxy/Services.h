@@ -16,7 +16,7 @@
 #include "proxy/http/Guard.h"
 #include "proxy/http/Heads.h"
 #include "proxy/loop/FileWatch.h"
-#include "proxy/upstream/NameLookups.h"
+#include "proxy/upstream/Route.h"
 #include "proxy/upstream/TlsContext.h"
 #include "proxy/upstream/UpstreamPool.h"
 
@@ -32,7 +32,7 @@ struct Services {
         log(home, timeouts.logDelay, logDescriptor),
         key(given.apiKeyFile),
         keyWatch(home, given.apiKeyFile),
-        names(home, [url = given.upstream] { return lookUp(url.host, url.port); }),
+        route(home, given.upstream, proxySettings()),
         tls(home),
         pool(timeouts.upstream) {}
   Services(const Services&) = delete;
@@ -52,7 +52,7 @@ struct Services {
   AccessLog log;
   KeyFile key;
   FileWatch keyWatch;
-  NameLookups names;
+  Route route;
   TlsContext tls;
   UpstreamPool pool;
 

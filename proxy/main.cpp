@@ -22,9 +22,10 @@ constexpr int failed = 1;
 constexpr int misused = 2;
 
 /// What a reader of the log asks first.
-std::string startLine(const Options& options) {
+std::string startLine(const Route& route) {
   std::string line("ferrin-third-party-proxy ");
-  line.append(version).append(", upstream ").append(options.upstream.host);
+  line.append(version).append(", upstream ").append(route.upstream.host);
+  if (route.proxy) line.append(" via ").append(route.proxy->name);
   return line.append(", started by ").append(starter(ownOrigin()));
 }
 
@@ -35,7 +36,7 @@ int relay(const Options& options) {
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
   server.start();
-  services.log.note(startLine(options));
+  services.log.note(startLine(services.route));
   loop.run();
   return 0;
 }

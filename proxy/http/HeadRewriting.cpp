@@ -113,12 +113,13 @@ bool hasZstdBody(const RequestHead& head) {
          sameIgnoringCase(*coding, "zstd");
 }
 
-void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
+void appendUpstreamHead(SecretString& out, const RequestHead& head, const Addressing& to,
                         std::string_view target, std::string_view key) {
   const bool decoded = hasZstdBody(head);
   out.reserve(usualHeadBytes);
-  out.append(head.method).append(" ").append(target).append(" HTTP/1.1\r\n");
-  appendField(out, "Host", host);
+  out.append(head.method).append(" ").append(to.origin).append(target).append(" HTTP/1.1\r\n");
+  appendField(out, "Host", to.host);
+  out.append(to.proxyField);
   appendPassingFields(
       out, head, Passage::requests,
       [decoded](const HeadField& field) {

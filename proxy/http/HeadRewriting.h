@@ -19,10 +19,18 @@ bool expectsContinue(const RequestHead& head);
 /// Whether the body is to be decoded on its way: its only content coding is zstd.
 bool hasZstdBody(const RequestHead& head);
 
-/// Appends the request's head for the upstream: `host` as its Host, the stored key, one length or coding at
-/// most. With hasZstdBody() it ends before the line that says how long the body is, which the caller adds
-/// with the empty line.
-void appendUpstreamHead(SecretString& out, const RequestHead& head, std::string_view host,
+/// How requests are addressed.
+struct Addressing {
+  std::string host;  ///< the Host field's value
+  std::string origin =
+      {};  ///< for a proxy that reads them, "http://HOST" (RFC 9112, section 3.2.2); else empty
+  std::string proxyField = {};  ///< a whole line for that proxy, or empty
+};
+
+/// Appends the request's head for the upstream: addressed to `target` there, with the stored key, one length
+/// or coding at most. With hasZstdBody() it ends before the line that says how long the body is, which the
+/// caller adds with the empty line.
+void appendUpstreamHead(SecretString& out, const RequestHead& head, const Addressing& to,
                         std::string_view target, std::string_view key);
 
 /// How a response's body goes out to the client.

@@ -6,6 +6,8 @@
 namespace ferrin::proxy {
 namespace {
 
+constexpr std::string_view cantConnect = "The relay could not connect to the provider. Its log says why.";
+
 struct Row {
   RelayError error;
   int status;
@@ -35,9 +37,14 @@ constexpr Row rows[] = {
      "The provider does not offer WebSocket here. Use HTTP.", ""},
     {RelayError::headersTooLarge, 431, "Request Header Fields Too Large", "headers_too_large",
      "The request's head is over 64 KiB.", "send fewer or shorter headers"},
-    {RelayError::upstreamUnreachable, 502, "Bad Gateway", "upstream_unreachable",
-     "The relay could not connect to the provider. Its log says why.",
+    {RelayError::upstreamUnreachable, 502, "Bad Gateway", "upstream_unreachable", cantConnect,
      "check the provider's address and the network"},
+    {RelayError::proxyUnreachable, 502, "Bad Gateway", "upstream_unreachable", cantConnect,
+     "start that proxy, or correct the proxy variables and apply again"},
+    {RelayError::proxyLoginRefused, 502, "Bad Gateway", "upstream_unreachable", cantConnect,
+     "put its user and password into the proxy variables and apply again"},
+    {RelayError::proxyRefused, 502, "Bad Gateway", "upstream_unreachable", cantConnect,
+     "check the provider's address, and that the proxy lets you through to it"},
     {RelayError::upstreamClosed, 502, "Bad Gateway", "upstream_closed",
      "The provider closed the connection before it answered.", "try again"},
     {RelayError::upstreamInvalid, 502, "Bad Gateway", "upstream_invalid",

@@ -79,6 +79,10 @@ class Socket final : private EventHandler, private DeferredCall {
   /// Ends all waits that are under way, with Wake::interrupted, at the end of this turn.
   void interrupt();
 
+  /// Gives the descriptor away, on which no wait is under way. This object must live until another handler
+  /// watches the descriptor, and is of no other use.
+  FileDescriptor release() { return std::move(socket); }
+
   /// Sends the end of the stream after what was written; reading goes on.
   void shutdownSending();
   /// Closes the socket so that the peer sees a reset instead of an end of stream.

@@ -1,18 +1,18 @@
 #pragma once
-// New connections to the upstream: its name is looked up each time, its addresses are raced, TLS is agreed
-// on.
+// New connections to the upstream: a name is looked up each time, the upstream's or its proxy's, its
+// addresses are raced, the proxy is asked for a tunnel, TLS is agreed on.
 
 #include <memory>
 #include <string>
 
+#include "proxy/http/RelayError.h"
 #include "proxy/loop/CancellationSlot.h"
 #include "proxy/loop/Stream.h"
 #include "proxy/loop/Task.h"
 #include "proxy/upstream/AddressRace.h"
-#include "proxy/upstream/NameLookups.h"
+#include "proxy/upstream/Route.h"
 #include "proxy/upstream/TlsStream.h"
 #include "proxy/upstream/UpstreamTimeouts.h"
-#include "proxy/upstream/UpstreamURL.h"
 
 namespace ferrin::proxy {
 
@@ -20,14 +20,14 @@ namespace ferrin::proxy {
 struct Connected {
   std::unique_ptr<Stream> stream;
   std::string problem;
+  RelayError error = RelayError::upstreamUnreachable;  ///< which kind of problem
 };
 
 /// One attempt to connect. What is passed in outlives it.
 class Connector {
  public:
-  Connector(EventLoop& home, UpstreamTimeouts& upstreamTimeouts, NameLookups& lookups, TlsContext& tlsContext,
-            const UpstreamURL& url)
-      : loop(home), timeouts(upstreamTimeouts), names(lookups), tls(tlsContext), upstream(url) {}
+  Connector(EventLoop& home, UpstreamTimeouts& upstreamTimeouts, Route& way, TlsContext& tlsContext)
+      : loop(home), timeouts(upstreamTimeouts), route(way), tls(tlsContext) {}
   Connector(const Connector&) = delete;
   Connector& operator=(const Connector&) = delete;
 
@@ -37,18 +37,21 @@ class Connector {
   void cancel();
 
  private:
-  Task<Endpoints> resolve(std::string& problem);
+  Task<Endpoints> resolve(Place& place, std::string& problem);
   Task<FileDescriptor> raced(AddressRace& race);
+  Task<Connected> begin(FileDescriptor socket, Timer& limit);
+  Task<Connected> tunnel(Stream& proxySide);
   Task<Connected> secure(FileDescriptor socket);
+  void explain(Connected& result) const;
 
   EventLoop& loop;
   UpstreamTimeouts& timeouts;
-  NameLookups& names;
+  Route& route;
   TlsContext& tls;
-  const UpstreamURL& upstream;
   CancellationSlot currentWait;
   bool cancelled = false;
   bool timedOut = false;
+  bool atProxy = false;  ///< what goes wrong now is the proxy's fault
 };
 
 }  // namespace ferrin::proxy

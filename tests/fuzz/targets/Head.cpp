@@ -19,7 +19,7 @@ constexpr std::array<std::string_view, 6> stopping{"cookie",     "proxy-authoriz
 
 std::string forUpstream(const RequestHead& head, std::string_view target) {
   SecretString out;
-  appendUpstreamHead(out, head, "api.example:8443", target, "sk-fuzz");
+  appendUpstreamHead(out, head, {.host = "api.example:8443"}, target, "sk-fuzz");
   const std::string length = head.chunked
                                  ? "Transfer-Encoding: chunked"
                                  : "Content-Length: " + std::to_string(head.contentLength.value_or(0));

@@ -1,0 +1,53 @@
+#pragma once
+// How the upstream is reached: directly, or through a proxy.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "proxy/http/HeadRewriting.h"
+#include "proxy/upstream/NameLookups.h"
+#include "proxy/upstream/Proxy.h"
+#include "proxy/upstream/UpstreamURL.h"
+
+namespace ferrin::proxy {
+
+/// A host that connections are made to, or its name looked up for the proxy's sake.
+struct Place {
+  Place(EventLoop& loop, const std::string& hostName, std::uint16_t hostPort)
+      : host(hostName),
+        port(hostPort),
+        lookups(loop, [hostName, hostPort] { return lookUp(hostName, hostPort); }) {}
+
+  const std::string host;
+  const std::uint16_t port;
+  NameLookups lookups;
+};
+
+/// What all connections to one upstream have in common. On the loop's thread.
+class Route {
+ public:
+  /// `url` outlives this object.
+  Route(EventLoop& loop, const UpstreamURL& url, const ProxySettings& settings);
+
+  const UpstreamURL& upstream;
+  std::optional<Proxy> proxy;
+  std::string problem;  ///< why there is no way to the upstream at all; usually empty
+  Place destination;
+  Addressing addressing;  ///< of the requests' heads
+
+  /// Where connections are made to: the proxy, or the upstream itself.
+  Place& firstHop() { return proxyPlace ? *proxyPlace : destination; }
+  /// Whether the proxy has to be asked for a tunnel first. Else it is sent the requests themselves.
+  bool tunnels() const { return proxy && !asksProxy(); }
+  /// Whether the proxy reads the requests, and answers some of them itself.
+  bool asksProxy() const { return proxy && proxy->kind == Proxy::Kind::http && !upstream.secure; }
+  /// The proxy for the log; empty where there is none.
+  std::string_view via() const { return proxy ? std::string_view(proxy->name) : ""; }
+
+ private:
+  std::optional<Place> proxyPlace;
+};
+
+}  // namespace ferrin::proxy
