@@ -11,10 +11,10 @@ class Failure(RelayTest):
         self.failing, self.addresses = self.folder / "failing", self.folder / "addresses"
         self.failing.write_text("")
 
-    def through(self, function, program=RELEASED, hosts="127.0.0.1\n"):
+    def through(self, function, program=RELEASED, hosts="127.0.0.1\n", **more):
         """Yields a relay and a path for each call in turn that `function` is made in one exchange, and makes that one fail."""
         self.addresses.write_text(hosts)
-        variables = surrounded(FERRIN_FAILING=str(self.failing), FERRIN_ADDRESSES=str(self.addresses), FERRIN_SPEED="10")
+        variables = surrounded(FERRIN_FAILING=str(self.failing), FERRIN_ADDRESSES=str(self.addresses), FERRIN_SPEED="10", **more)
         relay = self.start(f"http://listed.example:{self.upstream.port}", program=program, environment=variables)
         for call in range(1, 1000):
             self.failing.write_text(f"{function} {call}")
@@ -34,7 +34,9 @@ class Failure(RelayTest):
         while client.silent(0.001):
             if not self.upstream.silent(0):
                 side = self.upstream.accept()
-                if side.some():
+                while (come := side.some()).startswith("\5"):  # it is a proxy, then
+                    side.send("\5\0" if len(come) == 3 else "\5\0\0\1" + 6 * "\0")
+                if "POST" in come:
                     side.send(OK)
                 side.close()
         try:
@@ -62,3 +64,9 @@ class Failure(RelayTest):
         for relay, path in self.through("new"):
             with self.subTest(path):
                 self.check(relay, path)
+
+    def test_at_a_proxy_ends_only_its_exchange(self):
+        for function in ("epoll_ctl", "new"):
+            for relay, path in self.through(function, http_proxy=f"socks5h://127.0.0.1:{self.upstream.port}"):
+                with self.subTest(path):
+                    self.check(relay, path)
