@@ -15,7 +15,7 @@ bench_packages=(caddy haproxy iproute2 nginx nodejs npm openssl procps python3 r
 fuzz_packages=(clang libclang-rt-dev)
 test_packages=(
   "${fuzz_packages[@]}" 'chromium-headless-shell?' 'clang-format-14?' clang-tidy curl dbus haproxy libgmock-dev
-  libgtest-dev libnss-wrapper nginx nodejs npm openssl procps python3 runit systemd util-linux zstd
+  libgtest-dev libnss-wrapper microsocks nginx nodejs npm openssl procps python3 runit systemd tinyproxy-bin util-linux zstd
   at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
   openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin

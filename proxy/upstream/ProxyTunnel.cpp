@@ -66,9 +66,10 @@ Task<> connect(Stream& stream, const Proxy& proxy, const std::string& host, std:
       "CONNECT " + authority + " HTTP/1.1\r\nHost: " + authority + "\r\n" + loginField(proxy) + "\r\n";
   co_await send(stream, request);
   const int status = co_await receiveStatus(stream);
-  if (status >= 300)
-    throw TunnelError("refused with status " + std::to_string(status),
-                      status == 407 ? RelayError::proxyLoginRefused : RelayError::proxyRefused);
+  if (status < 300) co_return;
+  const bool forLogin = status == 407 || status == 401;  // which tinyproxy sends for a wrong password
+  throw TunnelError("refused with status " + std::to_string(status),
+                    forLogin ? RelayError::proxyLoginRefused : RelayError::proxyRefused);
 }
 
 /// `text` behind its length.

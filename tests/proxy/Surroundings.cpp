@@ -5,6 +5,7 @@
 // line such as "socket 3" in the file FERRIN_FAILING makes the third call from now fail, as in a shortage,
 // and is emptied then.
 
+#include <arpa/inet.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -72,12 +73,15 @@ int failed(int error) {
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** result) {
   static const auto lookUp = systems<decltype(getaddrinfo)>("getaddrinfo");
   const char* file = std::getenv("FERRIN_ADDRESSES");
-  if (file == nullptr) return lookUp(name, service, hints, result);
+  in6_addr address{};
+  const bool isName =
+      name != nullptr && inet_pton(AF_INET, name, &address) + inet_pton(AF_INET6, name, &address) == 0;
+  if (file == nullptr || !isName) return lookUp(name, service, hints, result);
   std::ifstream addresses(file);
   *result = nullptr;
   while (addresses.peek() == EOF) pause();
-  for (std::string address; std::getline(addresses, address);) {
-    if (const int error = lookUp(address.c_str(), nullptr, hints, result); error != 0) return error;
+  for (std::string line; std::getline(addresses, line);) {
+    if (const int error = lookUp(line.c_str(), service, hints, result); error != 0) return error;
     result = &(*result)->ai_next;
   }
   return 0;
