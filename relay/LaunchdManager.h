@@ -15,8 +15,8 @@ namespace ferrin::relay {
 std::string propertyList(const ServiceDefinition& definition);
 
 /// Defines a service in ~/Library/LaunchAgents/LABEL.plist (launchd.plist(5)). The definition has six keys,
-/// none of them for an environment, so the service does not get `relayProgram`. The log's folder is not made
-/// here: launchd makes it.
+/// none of them for an environment, so ServiceDefinition::environment is left out. The log's folder is not
+/// made here: launchd makes it.
 class LaunchdManager : public ServiceManager {
  public:
   /// Tests pass a stand-in for launchctl.

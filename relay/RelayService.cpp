@@ -4,6 +4,7 @@
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
 #include "core/TextFile.h"
+#include "relay/ProxyVariables.h"
 #include "relay/Resources.h"
 
 namespace ferrin::relay {
@@ -46,6 +47,14 @@ std::string upstreamURL(const fs::path& file) {
   return url;
 }
 
+/// For the script, where the relay program is; for that, the proxies that the direct request uses.
+std::vector<EnvironmentVariable> relayEnvironment(const fs::path& proxyResource) {
+  std::vector<EnvironmentVariable> environment = proxyVariables();
+  const fs::path program = relayProgram(proxyResource);
+  if (!program.empty()) environment.insert(environment.begin(), {"FERRIN_RELAY_PROGRAM", program.string()});
+  return environment;
+}
+
 void throwUnlessSucceeded(const CommandResult& result) {
   if (result.status != 0) throw core::LauncherError(result.status, result.output);
 }
@@ -72,7 +81,7 @@ void installAndStartService(const core::Locations& locations, ServiceManager& se
   const std::string upstream = upstreamURL(locations.upstreamURLFile);
   // Before bootout: a definition that can't be written leaves a running relay alone.
   services.define({std::string(core::serviceLabel), relayCommandLine(locations, upstream), locations.logURL,
-                   relayProgram(proxyResource)});
+                   relayEnvironment(proxyResource)});
   services.bootout(core::serviceLabel);  // fails where the relay is not loaded, which does not matter
   throwUnlessSucceeded(services.bootstrap(core::serviceLabel));
   throwUnlessSucceeded(services.kickstart(core::serviceLabel));

@@ -17,7 +17,8 @@ std::vector<std::string> relayCommandLine(const core::Locations& locations, std:
 /// Installs the relay script unless a file is in its place already (an installed script is never changed),
 /// defines the service for the URL in `upstreamURLFile`, and starts or restarts it. `proxyResource` is the
 /// script that comes with the application; the definition tells the installed script, which may be older,
-/// where the relay program of this application is.
+/// where the relay program of this application is. It also has this process's proxy variables, so that the
+/// relay goes the way that this process goes.
 ///
 /// Stops at the first step that fails; earlier steps are not undone. Throws LauncherError (2 without a
 /// script, 3 without an upstream URL, else the manager's status and output) and the file system's errors.

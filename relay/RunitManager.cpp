@@ -76,9 +76,8 @@ std::string runScript(const ServiceDefinition& definition) {
   std::string script = "#!/bin/sh\numask 077\n";
   script += "mkdir -p " + quotedForShell(definition.logFile.parent_path().string()) + "\n";
   script += "exec >>" + quotedForShell(definition.logFile.string()) + " 2>&1 </dev/null\n";
-  if (!definition.relayProgram.empty()) {
-    script += "export FERRIN_RELAY_PROGRAM=" + quotedForShell(definition.relayProgram.string()) + "\n";
-  }
+  for (const auto& [name, value] : definition.environment)
+    script += value ? "export " + name + "=" + quotedForShell(*value) + "\n" : "unset " + name + "\n";
   script += "exec";
   for (const std::string& word : definition.commandLine) {
     script += ' ';

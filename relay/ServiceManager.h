@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,12 @@
 
 namespace ferrin::relay {
 
+/// A variable of a service's environment.
+struct EnvironmentVariable {
+  std::string name;
+  std::optional<std::string> value;  ///< none withholds what the manager itself has by this name
+};
+
 /// What every manager's definition holds. Every manager also starts the service at login, restarts it
 /// whenever it exits, and appends both of its streams to the log file.
 struct ServiceDefinition {
@@ -20,9 +27,9 @@ struct ServiceDefinition {
   /// The program, an absolute path, and its arguments.
   std::vector<std::string> commandLine;
   std::filesystem::path logFile;
-  /// Passed to the service as $FERRIN_RELAY_PROGRAM by managers whose definition can hold an environment;
-  /// empty for none.
-  std::filesystem::path relayProgram = {};
+  /// Changes of the environment that the manager gives its services; for managers whose definition can hold
+  /// any.
+  std::vector<EnvironmentVariable> environment = {};
 };
 
 /// Every call blocks until the manager has answered, and runs external programs for that. Only `define`

@@ -76,9 +76,12 @@ std::string execStart(const std::vector<std::string>& commandLine) {
   return line;
 }
 
-std::string environment(const std::filesystem::path& relayProgram) {
-  if (relayProgram.empty()) return "";
-  return "Environment=" + quotedWord("FERRIN_RELAY_PROGRAM=" + relayProgram.string()) + "\n";
+std::string environmentLines(const std::vector<EnvironmentVariable>& environment) {
+  std::string lines;
+  for (const auto& [name, value] : environment)
+    lines +=
+        value ? "Environment=" + quotedWord(name + "=" + *value) + "\n" : "UnsetEnvironment=" + name + "\n";
+  return lines;
 }
 
 }  // namespace
@@ -95,7 +98,7 @@ std::string systemdUnit(const ServiceDefinition& definition) {
          "[Service]\n"
          "Type=exec\n"
          "ExecStart=" +
-         execStart(definition.commandLine) + "\n" + environment(definition.relayProgram) +
+         execStart(definition.commandLine) + "\n" + environmentLines(definition.environment) +
          "Restart=always\n"
          "RestartSec=1\n"
          "TimeoutStartSec=10\n"

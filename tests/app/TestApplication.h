@@ -33,8 +33,9 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
 
   void define(const relay::ServiceDefinition& definition) override {
+    const auto& [name, program] = definition.environment.front();
     call("define " + definition.label + " " + boost::algorithm::join(definition.commandLine, "|") + " log " +
-         definition.logFile.string() + " program " + definition.relayProgram.string());
+         definition.logFile.string() + " program " + (name == "FERRIN_RELAY_PROGRAM" ? *program : ""));
   }
   relay::CommandResult bootout(std::string_view label) override { return call("bootout", label); }
   relay::CommandResult bootstrap(std::string_view label) override { return call("bootstrap", label); }

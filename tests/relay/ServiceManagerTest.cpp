@@ -52,7 +52,7 @@ struct Session {
 
 /// Records what it is started with, writes a line to each of its streams, and then waits to be ended.
 const char* const standIn = R"(#!/bin/sh
-printf 'told of %s\n' "$FERRIN_RELAY_PROGRAM"
+printf 'told of %s %s\n' "$FERRIN_RELAY_PROGRAM" "${no_proxy-nothing}"
 echo complaint >&2
 printf '%s\0' "$@" >"$0.arguments"
 echo $$ >"$0.process"
@@ -73,10 +73,14 @@ struct ServiceManagerTest : testing::Test {
   std::unique_ptr<ServiceManager> manager;
   const std::string label{core::serviceLabel}, program = home / "主 100% $HOME/the relay.py";
   ServiceDefinition definition{
-      label, {program}, home / "logs 100%h/the relay's.log", "/a 100% \"$HOME\"/it's\\n"};
+      label,
+      {program},
+      home / "logs 100%h/the relay's.log",
+      {{"FERRIN_RELAY_PROGRAM", "/a 100% \"$HOME\"/it's\\n"}, {"no_proxy", std::nullopt}}};
   pid_t process = 0;
 
   ServiceManagerTest() {
+    setenv("no_proxy", "the manager's own", 1);
     if (onSystemd) session.emplace(runtimeFolder / "systemd/private");
     manager = chooseServiceManager(UserSession{home, runtimeFolder, {"/usr/bin"}});
     tests::putProgram(program, standIn);
@@ -137,9 +141,13 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
         0);
   }
   const std::string log = tests::filesBelow(definition.logFile.parent_path())["the relay's.log"];
-  EXPECT_TRUE(log.starts_with("0600 told of /a 100% \"$HOME\"/it's\\n\ncomplaint\n")) << log;
+  EXPECT_TRUE(log.starts_with("0600 told of /a 100% \"$HOME\"/it's\\n nothing\ncomplaint\n")) << log;
   for (const auto& [file, content] : tests::filesBelow(home / ".config")) {
     EXPECT_TRUE(content.starts_with("0600 ")) << file;
+  }
+  if (!onSystemd) {
+    const auto run = home / ".local/share/ferrin-relay/sv" / label / "run";
+    EXPECT_EQ(fs::status(run).permissions(), fs::perms::owner_all) << "proxies' passwords may be in it";
   }
   install({"second"});
   for (const int signal : {SIGKILL, SIGTERM}) {
