@@ -7,9 +7,11 @@ import contextlib
 import os
 import pathlib
 import re
+import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import tomllib
 import unittest
 
@@ -72,9 +74,11 @@ class Documents(unittest.TestCase):
             above.add(folder)
 
     @contextlib.contextmanager
-    def running(self, *command):
+    def running(self, *command, proxy=""):
         """Where it says that it listens; what it says goes to the log."""
-        with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
+        own = {name: value for name, value in os.environ.items() if not name.lower().endswith("_proxy")}
+        environment = own | {"all_proxy": proxy}
+        with subprocess.Popen(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
             try:
                 self.log += process.stdout.readline()
                 yield re.search(r"https?://[^ /]+|$", self.log.splitlines()[-1])[0]
@@ -82,9 +86,9 @@ class Documents(unittest.TestCase):
                 process.terminate()
                 self.log += process.stdout.read()
 
-    def relay(self, upstream, port="0"):
+    def relay(self, upstream, port="0", proxy=""):
         return self.running(relay_program, "--host", "127.0.0.1", "--port", port, "--upstream", upstream,
-                            "--api-key-file", self.key, "--timeout", "3")
+                            "--api-key-file", self.key, "--timeout", "3", proxy=proxy)
 
     def test_the_agents_lines_work_and_the_log_says_what_the_table_quotes(self):
         folder = tempfile.TemporaryDirectory(prefix="ferrin-test-")
@@ -109,6 +113,16 @@ class Documents(unittest.TestCase):
             with self.relay("http://127.0.0.1:9", port):
                 self.key.unlink()
                 output(*asking, relay + base)
+        self.key.write_text("sk-test")
+        with socket.create_server(("127.0.0.1", 0)) as proxy:
+            def refuse():
+                with proxy.accept()[0] as side:
+                    side.recv(4096)
+                    side.sendall(b"HTTP/1.1 407 Login\r\n\r\n")
+            threading.Thread(target=refuse).start()
+            for port_of_proxy in (9, proxy.getsockname()[1]):
+                with self.relay("https://provider.example", proxy=f"http://127.0.0.1:{port_of_proxy}") as relay:
+                    output(*asking, relay + base)
         script = (root / "resources/proxy.py.in").read_text().replace("@BUILT_PROGRAM@", "").replace("/usr/", "/nowhere/")
         self.log += output("sh", "-c", script.replace("sleep 30", "false"), "/bin/proxy.py")
         rows = re.findall(r"(?m)^\| .*? \| `([^|]*)` \|", readme.partition("## When something")[2].partition("\n## ")[0])
