@@ -13,7 +13,7 @@ namespace {
 std::string described(const std::optional<Proxy>& proxy) {
   if (!proxy) return "direct";
   constexpr std::array kinds{"http ", "socks5 ", "socks5h "};
-  const std::string way = kinds.at(static_cast<std::size_t>(proxy->kind)) + proxy->name;
+  std::string way = kinds.at(static_cast<std::size_t>(proxy->kind)) + proxy->name;
   if (!proxy->login) return way;
   const std::string& password = proxy->login->password;
   return way + " as " + proxy->login->user + " with " + (password.empty() ? "nothing" : password);
