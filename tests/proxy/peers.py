@@ -257,7 +257,6 @@ class RelayTest(unittest.TestCase):
 
 class TlsTest(RelayTest):
     """The upstream has a certificate for localhost of its own making."""
-
     def setUp(self):
         super().setUp()
         self.own = self.identity("localhost")
@@ -265,9 +264,9 @@ class TlsTest(RelayTest):
     def identity(self, host):
         """A file with a key and a certificate of its own making."""
         file = self.folder / f"{len(list(self.folder.iterdir()))}.pem"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                        "-subj", f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out",
-                        file], check=True, stderr=subprocess.DEVNULL)
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
+                        f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out", file], check=True,
+                       stderr=subprocess.DEVNULL)
         return file
 
     def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
@@ -286,8 +285,7 @@ class TlsTest(RelayTest):
                 told = Connection(within).until(), within.session_reused
                 within.sendall(answer.encode())
             with contextlib.suppress(OSError):
-                if farewell:
-                    within.unwrap()
+                _ = farewell and within.unwrap()
             return told
 
 
