@@ -110,13 +110,11 @@ Proxy parseProxy(std::string_view text) {
   proxy.kind = takeKind(text);
   std::string_view authority = text.substr(0, text.find_first_of("/?#"));
   proxy.login = takeLogin(authority);
-  try {
-    const UpstreamURL place = parseUpstreamURL("http://" + withPort(decoded(authority)));
-    proxy.host = place.host;
-    proxy.port = place.port;
-  } catch (const std::invalid_argument& reason) {
-    throw std::invalid_argument(std::string("the proxy's address can't be used: ") + reason.what());
-  }
+  const UpstreamURL place = parseUpstreamURL("http://" + withPort(decoded(authority)));
+  if (!place.problem.empty())
+    throw std::invalid_argument("the proxy's address can't be used: " + place.problem);
+  proxy.host = place.host;
+  proxy.port = place.port;
   const bool isV6 = proxy.host.find(':') != std::string::npos;
   proxy.name = (isV6 ? "[" + proxy.host + "]" : proxy.host) + ":" + std::to_string(proxy.port);
   return proxy;

@@ -72,7 +72,7 @@ Task<> connect(Stream& stream, const Proxy& proxy, const std::string& host, std:
                     forLogin ? RelayError::proxyLoginRefused : RelayError::proxyRefused);
 }
 
-/// `text` behind its length.
+/// `text` with its length as a first byte.
 std::string counted(const std::string& text) {
   if (text.size() > maxTextBytes) throw TunnelError("takes no name, user or password of over 255 bytes");
   return static_cast<char>(text.size()) + text;

@@ -8,6 +8,7 @@ namespace ferrin::proxy {
 
 Route::Route(EventLoop& loop, const UpstreamURL& url, const ProxySettings& settings)
     : upstream(url), destination(loop, url.host, url.port), addressing{.host = url.hostField} {
+  if (!url.problem.empty()) return;
   try {
     proxy = proxyFor(url, settings);
   } catch (const std::invalid_argument& reason) {

@@ -7,7 +7,7 @@ import ssl
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, RelayTest, TlsTest, Upstream, deaf, eventually, surrounded
+from peers import LAST, OK, PATIENCE, Connection, RelayTest, TlsTest, Upstream, deaf, eventually, surrounded
 
 
 class UpstreamConnection(RelayTest):
