@@ -1,22 +1,18 @@
 #include "proxy/KeyFile.h"
 
 #include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <system_error>
-
-#include "proxy/system/FileTimes.h"
 
 namespace ferrin::proxy {
 namespace {
 
 constexpr std::size_t maxKeyBytes = std::size_t{16} * 1024;
-/// A file changed more recently than this is read every time: a second write may carry the same time stamp.
-constexpr std::chrono::seconds settlingTime{2};
 
 std::string_view withoutWhiteSpace(std::string_view text) {
   constexpr std::string_view blanks = " \t\r\n\v\f";
@@ -36,22 +32,17 @@ bool fitsAField(std::string_view key) {
 }  // namespace
 
 std::string_view KeyFile::current() {
-  struct stat now {};
-  if (stat(file.c_str(), &now) != 0) {
+  const auto now = versionOf(file);
+  if (!now) {
     forget();
     trouble = file.string() + ": " + std::generic_category().message(errno);
-  } else if (!unchanged(now)) {
-    read(now);
+  } else if (now != held) {
+    read(*now);
   }
   return key;
 }
 
-bool KeyFile::unchanged(const struct stat& now) const {
-  return settled && now.st_dev == seen.st_dev && now.st_ino == seen.st_ino && now.st_size == seen.st_size &&
-         modified(now) == modified(seen) && changed(now) == changed(seen);
-}
-
-void KeyFile::read(const struct stat& now) {
+void KeyFile::read(const FileVersion& now) {
   forget();
   const int descriptor =
       open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a named pipe must not block
@@ -65,10 +56,7 @@ void KeyFile::read(const struct stat& now) {
   }
   use({content.data(), static_cast<std::size_t>(count)});
   wipe(content.data(), static_cast<std::size_t>(count));
-  seen = now;
-  const auto age =
-      std::chrono::system_clock::now().time_since_epoch() - std::max(modified(now), changed(now));
-  settled = age > settlingTime;
+  if (isSettled(now)) held = now;
 }
 
 void KeyFile::use(std::string_view content) {
@@ -87,7 +75,7 @@ void KeyFile::use(std::string_view content) {
 
 void KeyFile::forget() {
   key.clear();
-  settled = false;
+  held.reset();
 }
 
 }  // namespace ferrin::proxy

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "proxy/system/FileVersion.h"
 #include "proxy/system/SecretMemory.h"
 
 namespace ferrin::proxy {
@@ -26,16 +26,14 @@ class KeyFile {
   const std::string& problem() const { return trouble; }
 
  private:
-  bool unchanged(const struct stat& now) const;
-  void read(const struct stat& now);
+  void read(const FileVersion& now);
   void use(std::string_view content);
   void forget();
 
   std::filesystem::path file;
   SecretString key;
   std::string trouble;
-  struct stat seen {};
-  bool settled = false;  ///< what was read is older than the clock's grain, so a later write shows in `seen`
+  std::optional<FileVersion> held;  ///< what was read, if a later write shows in it
 };
 
 }  // namespace ferrin::proxy
