@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <cerrno>
 #include <stdexcept>
@@ -65,11 +66,23 @@ const char* takeTlsError() {
   return reason == nullptr ? "TLS failure" : reason;
 }
 
+TlsContext::TlsContext(EventLoop& home) : loop(home), files(rootFiles()) {}
+
 TlsContext::~TlsContext() {
   if (loader.joinable()) loader.join();
 }
 
+TlsContext::RootVersions TlsContext::rootVersions() const {
+  RootVersions versions(files.size());
+  std::transform(files.begin(), files.end(), versions.begin(),
+                 [](const std::filesystem::path& file) { return versionOf(file); });
+  return versions;
+}
+
 void TlsContext::load() {
+  if (loading) return;
+  if (loader.joinable()) loader.join();    // it has ended: its result is here
+  RootVersions versions = rootVersions();  // before the files are read, so that a later change shows
   loader = std::thread([this] {
     std::shared_ptr<SSL_CTX> made;
     std::string problem;
@@ -83,11 +96,15 @@ void TlsContext::load() {
       loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), problem);
     });
   });
+  loading = true;
+  read = std::move(versions);
 }
 
 void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem) {
+  loading = false;
   settings = std::move(finished);
   failure = std::move(problem);
+  lastSession.reset();  // a resumed session's certificate is not verified again
   if (settings) {
     SSL_CTX_set_app_data(settings.get(), this);
     SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
@@ -100,6 +117,7 @@ void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string 
 }
 
 Task<> TlsContext::ready() {
+  if (!settings || read != rootVersions()) load();
   co_await Loaded(*this);
   if (!settings) throw std::runtime_error(failure);
 }
@@ -114,8 +132,10 @@ TlsContext::Handshake::~Handshake() {
 /// Keeps a copy: the library makes a session useless when its connection ends without a close_notify, which
 /// is how many servers end theirs.
 int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
-  auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
-  self->lastSession.reset(SSL_SESSION_dup(session));
+  SSL_CTX* const context = SSL_get_SSL_CTX(ssl);
+  auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(context));
+  if (context == self->settings.get())  // an older one's was verified with older roots
+    self->lastSession.reset(SSL_SESSION_dup(session));
   return 0;
 }
 

@@ -5,11 +5,14 @@
 
 #include <boost/intrusive/list.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "proxy/loop/Socket.h"
 #include "proxy/loop/Task.h"
+#include "proxy/system/FileVersion.h"
 
 namespace ferrin::proxy {
 
@@ -28,15 +31,17 @@ const char* takeTlsError();
 /// Everything else is called on the loop's thread. Outlives its streams.
 class TlsContext {
  public:
-  explicit TlsContext(EventLoop& home) : loop(home) {}
+  explicit TlsContext(EventLoop& home);
   TlsContext(const TlsContext&) = delete;
   TlsContext& operator=(const TlsContext&) = delete;
   /// Waits for the thread.
   ~TlsContext();
 
-  /// Starts to read the roots. Once. Throws std::system_error when the system has no thread left.
+  /// Starts to read the roots, if they are not being read. Throws std::system_error when the system has no
+  /// thread left.
   void load();
-  /// Waits until the roots have been read. Throws std::runtime_error when they can't be.
+  /// Waits until the roots have been read as they are now: again when their files have changed. Throws
+  /// std::runtime_error when they can't be.
   Task<> ready();
 
   /// A client's side for `host`, on `socket`, which outlives it. The certificate is verified for the host, be
@@ -62,7 +67,7 @@ class TlsContext {
       : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
    public:
     explicit Loaded(TlsContext& shared) : context(shared) {}
-    bool await_ready() const { return context.isLoaded(); }
+    bool await_ready() const { return !context.loading; }
     void await_suspend(std::coroutine_handle<> waiter) {
       coroutine = waiter;
       context.waiting.push_back(*this);
@@ -75,11 +80,16 @@ class TlsContext {
     std::coroutine_handle<> coroutine;
   };
 
-  bool isLoaded() const { return settings || !failure.empty(); }
+  using RootVersions = std::vector<std::optional<FileVersion>>;
+
+  RootVersions rootVersions() const;
   void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
   static int keepSession(SSL* ssl, SSL_SESSION* session);
 
   EventLoop& loop;
+  const std::vector<std::filesystem::path> files;  ///< with the roots
+  RootVersions read;                               ///< of those files, when they were read
+  bool loading = false;
   std::unique_ptr<SSL_CTX, FreeTls> settings;
   std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
   std::string failure;

@@ -139,6 +139,22 @@ class Tls(TlsTest):
             self.assert_refused(client.message(), "502 upstream_unreachable")
             wary.logs(cause)
 
+    def test_is_verified_with_the_roots_as_they_are_now(self):
+        roots, other = self.folder / "roots", self.identity("localhost")
+        roots.symlink_to(other)
+        relay, context = self.trusting(roots, self.upstream.port), self.context(self.own)
+        for trusted in (False, True, True, False, True):
+            roots.unlink()
+            roots.symlink_to(self.own if trusted else other)
+            client = relay.client()
+            if trusted:
+                self.serve(self.upstream.accept(), context, LAST)
+                self.assertTrue(client.message().startswith("HTTP/1.1 200 OK\r\n"))
+            else:
+                with self.assertRaises((OSError, EOFError)):
+                    self.serve(self.upstream.accept(), context, LAST)
+                self.assert_refused(client.message(), "502 upstream_unreachable")
+
     def test_stays_fit_and_at_rest_when_only_tls_itself_sends_something(self):
         with subprocess.Popen(["openssl", "s_server", "-accept", "127.0.0.1:0", "-key", self.own, "-cert", self.own],
                               stdin=subprocess.PIPE, stdout=open(self.folder / "told", "wb"), bufsize=0) as server:
