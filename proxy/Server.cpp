@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "proxy/system/FreeMemory.h"
 #include "proxy/system/PeerSocket.h"
 #include "proxy/system/PortHolder.h"
 
@@ -115,6 +116,7 @@ void Server::logShortage(int error) noexcept {
 Detached Server::run(FileDescriptor socket, std::optional<RelayError> refused) {
   std::size_t& count = refused ? turnedAway : services.connections;
   ++count;
+  crowd = std::max(crowd, services.connections);
   try {
     ClientConnection connection(services, std::move(socket));
     connections.push_back(connection);
@@ -129,6 +131,18 @@ Detached Server::run(FileDescriptor socket, std::optional<RelayError> refused) {
   }
   --count;
   stopLoopIfDone();
+  releaseMemoryAfterCrowd();
+  endIfReplaced();
+}
+
+/// Slow readers, above all, leave much freed memory behind. Looks at all memory, hence only when most of a
+/// crowd has gone.
+void Server::releaseMemoryAfterCrowd() noexcept {
+  constexpr std::size_t many = 32;
+  const std::size_t gone = crowd - services.connections;
+  if (gone < std::max(many, crowd / 2)) return;
+  crowd = services.connections;
+  releaseFreeMemory();
 }
 
 /// SIGQUIT lets requests that are under way end first. The others are what service managers and terminals
@@ -143,6 +157,24 @@ void Server::signalled(int number) noexcept {
       connection.abort();
     }
   }
+  stopLoopIfDone();
+}
+
+void Server::endWhenReplaced() {
+  programWatch.emplace(services.loop, program.path, [this] { endIfReplaced(); });
+  endIfReplaced();
+}
+
+/// Asks about the file only at rest, as it goes on while it is busy.
+void Server::endIfReplaced() noexcept {
+  if (!programWatch || services.stopping || services.connections + turnedAway > 0) return;
+  try {
+    if (!programWatch->mayHaveChanged() || !program.isReplaced()) return;
+  } catch (const std::bad_alloc&) {
+    return;  // asked again after the next connection
+  }
+  services.log.note("the program was replaced or removed, and nobody is connected");
+  stopAccepting();
   stopLoopIfDone();
 }
 

@@ -22,11 +22,11 @@ constexpr int failed = 1;
 constexpr int misused = 2;
 
 /// What a reader of the log asks first.
-std::string startLine(const Route& route) {
+std::string startLine(const Route& route, std::string_view starter) {
   std::string line("ferrin-third-party-proxy ");
   line.append(version).append(", upstream ").append(route.upstream.host);
   if (route.proxy) line.append(" via ").append(route.proxy->name);
-  return line.append(", started by ").append(starter(ownOrigin()));
+  return line.append(", started by ").append(starter);
 }
 
 int relay(const Options& options) {
@@ -36,7 +36,9 @@ int relay(const Options& options) {
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
   server.start();
-  services.log.note(startLine(services.route));
+  const std::string_view startedBy = starter(ownOrigin());
+  services.log.note(startLine(services.route, startedBy));
+  if (startedBy != "hand") server.endWhenReplaced();
   loop.run();
   return 0;
 }

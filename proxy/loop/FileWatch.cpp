@@ -6,8 +6,11 @@ namespace ferrin::proxy {
 
 constexpr std::chrono::milliseconds maxTrust{250};
 
-FileWatch::FileWatch(EventLoop& home, const std::filesystem::path& file)
-    : EventHandler(home), path(std::filesystem::absolute(file)), notices(openFileNotices()) {
+FileWatch::FileWatch(EventLoop& home, const std::filesystem::path& file, std::function<void()> onNotice)
+    : EventHandler(home),
+      path(std::filesystem::absolute(file)),
+      notify(std::move(onNotice)),
+      notices(openFileNotices()) {
   if (notices.valid()) loop.watch(notices.get(), *this);
 }
 

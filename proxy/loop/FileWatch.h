@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 #include "proxy/loop/EventLoop.h"
 #include "proxy/system/FileDescriptor.h"
@@ -10,8 +11,9 @@ namespace ferrin::proxy {
 /// Spares asking the system about a file that has not changed. On the loop's thread.
 class FileWatch : private EventHandler {
  public:
-  /// Watches what `file` names, which need not exist. Throws std::system_error when the loop can't watch it.
-  FileWatch(EventLoop& home, const std::filesystem::path& file);
+  /// Watches what `file` names, which need not exist. `onNotice`, which must not throw, is called once when
+  /// it changes after mayHaveChanged() was called. Throws std::system_error when the loop can't watch it.
+  FileWatch(EventLoop& home, const std::filesystem::path& file, std::function<void()> onNotice = nullptr);
 
   /// Whether the file may have changed since the last call. True if it had changed when this turn of the
   /// event loop began; always true where the system offers no notices. A change that no notice reports, by
@@ -21,10 +23,13 @@ class FileWatch : private EventHandler {
 
  private:
   void recordReadiness(const Readiness&) noexcept override { noticed = true; }
-  void handleReadable() noexcept override {}
+  void handleReadable() noexcept override {
+    if (notify) notify();
+  }
   void handleWritable() noexcept override {}
 
   std::filesystem::path path;
+  std::function<void()> notify;
   FileDescriptor notices;
   bool noticed = true;
   Clock::time_point lastYes;
