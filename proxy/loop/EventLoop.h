@@ -65,7 +65,9 @@ class EventLoop {
   void stop() noexcept;
 
   /// Throws std::system_error when the system can't watch one more descriptor.
-  void watch(int descriptor, EventHandler& handler) { poller.add(descriptor, handler); }
+  void watch(int descriptor, EventHandler& handler, Interest interest = Interest::both) {
+    poller.add(descriptor, handler, interest);
+  }
   /// Queues `call` for the end of this turn, or of the next one when called from a deferred call. Queuing it
   /// twice has no effect.
   void defer(DeferredCall& call) noexcept;

@@ -1,17 +1,12 @@
 #include "proxy/loop/FileWatch.h"
 
-#include "proxy/system/FileNotices.h"
-
 namespace ferrin::proxy {
 
 constexpr std::chrono::milliseconds maxTrust{250};
 
 FileWatch::FileWatch(EventLoop& home, const std::filesystem::path& file, std::function<void()> onNotice)
-    : EventHandler(home),
-      path(std::filesystem::absolute(file)),
-      notify(std::move(onNotice)),
-      notices(openFileNotices()) {
-  if (notices.valid()) loop.watch(notices.get(), *this);
+    : EventHandler(home), path(std::filesystem::absolute(file)), notify(std::move(onNotice)) {
+  if (notices.descriptor() >= 0) loop.watch(notices.descriptor(), *this, Interest::reading);
 }
 
 bool FileWatch::mayHaveChanged() {
@@ -19,7 +14,7 @@ bool FileWatch::mayHaveChanged() {
   if (!noticed && !loop.mayBeOutOfDate() && now - lastYes < maxTrust) return false;
   lastYes = now;
   noticed = true;
-  noticed = !noticeNextChange(notices, path);  // armed before the caller looks at the file
+  noticed = !notices.noticeNextChange(path);  // armed before the caller looks at the file
   return true;
 }
 

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "proxy/loop/EventLoop.h"
-#include "proxy/system/FileDescriptor.h"
+#include "proxy/system/FileNotices.h"
 
 namespace ferrin::proxy {
 
@@ -16,7 +16,7 @@ class FileWatch : private EventHandler {
   FileWatch(EventLoop& home, const std::filesystem::path& file, std::function<void()> onNotice = nullptr);
 
   /// Whether the file may have changed since the last call. True if it had changed when this turn of the
-  /// event loop began; always true where the system offers no notices. A change that no notice reports, by
+  /// event loop began; always true where the system gives no notices. A change that no notice reports, by
   /// another computer for example, counts after a quarter of a second. Wakes the event loop at most twice
   /// between two calls. Throws std::bad_alloc; the next call then returns true.
   bool mayHaveChanged();
@@ -30,7 +30,7 @@ class FileWatch : private EventHandler {
 
   std::filesystem::path path;
   std::function<void()> notify;
-  FileDescriptor notices;
+  FileNotices notices;
   bool noticed = true;
   Clock::time_point lastYes;
 };

@@ -23,6 +23,9 @@ struct Readiness {
   bool hungUp = false;  ///< the peer sends no more, even where bytes of it are still unread
 };
 
+/// What a handler is to be told of. Not every descriptor can be watched for writing.
+enum class Interest { reading, both };
+
 class Poller {
  public:
   /// The most that one wait reports. One more may be lost to wake(), so a report of fewer than this minus one
@@ -35,7 +38,7 @@ class Poller {
   /// Reports changes of `descriptor` to `handler` from now on, beginning with its state at this moment. A
   /// handler registered earlier for the same descriptor is replaced. Closing the descriptor ends the
   /// registration. Throws std::system_error; the descriptor is then not registered.
-  void add(int descriptor, EventHandler& handler);
+  void add(int descriptor, EventHandler& handler, Interest interest);
 
   /// Waits for changes, at most `timeout` (rounded to milliseconds, below 25 days); without one until a
   /// change or wake(). Returns the changes found, at the front of `into`; none when interrupted by a signal.

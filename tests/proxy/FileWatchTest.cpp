@@ -18,7 +18,7 @@ class Other : private EventHandler {
  public:
   Other(EventLoop& home, int readable, std::function<void()> told)
       : EventHandler(home), descriptor(dup(readable)), call(std::move(told)) {
-    loop.watch(descriptor.get(), *this);
+    loop.watch(descriptor.get(), *this, Interest::reading);
   }
 
  private:
@@ -56,7 +56,7 @@ TEST(FileWatch, missesNothingBesideOtherEventsAndIsQuietInBetween) {
   others.clear();
   const std::function<void()> changes[] = {
       [&] { put(key, "written over"); },
-      [&] { fs::permissions(key, fs::perms::none); },
+      [&] { fs::permissions(key, fs::perms::owner_read); },
       [&] { fs::rename(key, folder / "other"); },
       [&] { fs::rename(folder / "other", key); },
       [&] { fs::rename(own, folder / "old"), put(key, "in another folder"); },

@@ -16,14 +16,14 @@ bool watchOnce(const FileDescriptor& notices, const std::filesystem::path& path,
 
 }  // namespace
 
-FileDescriptor openFileNotices() { return FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)); }
+FileNotices::FileNotices() : queue(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
 /// The name in its folder, and what it stands for, which may lie elsewhere if it is a link.
-bool noticeNextChange(const FileDescriptor& notices, const std::filesystem::path& path) {
+bool FileNotices::noticeNextChange(const std::filesystem::path& path) {
   std::array<char, 4096> ignored;
-  while (read(notices.get(), ignored.data(), ignored.size()) > 0) continue;
-  return watchOnce(notices, path.parent_path(), IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF) &&
-         (watchOnce(notices, path, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) || errno == ENOENT);
+  while (read(queue.get(), ignored.data(), ignored.size()) > 0) continue;
+  return watchOnce(queue, path.parent_path(), IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF) &&
+         (watchOnce(queue, path, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) || errno == ENOENT);
 }
 
 }  // namespace ferrin::proxy

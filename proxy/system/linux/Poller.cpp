@@ -36,9 +36,10 @@ Poller::Poller() : queue(epoll_create1(EPOLL_CLOEXEC)), waker(eventfd(0, EFD_CLO
   registerWith(queue, waker.get(), event);
 }
 
-void Poller::add(int descriptor, EventHandler& handler) {
+void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
   epoll_event event{};
-  event.events = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
+  event.events = EPOLLIN | EPOLLRDHUP | EPOLLET;
+  if (interest == Interest::both) event.events |= EPOLLOUT;
   event.data.ptr = &handler;
   registerWith(queue, descriptor, event);
 }

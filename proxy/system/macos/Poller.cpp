@@ -17,9 +17,8 @@ struct kevent entry(int descriptor, int filter, int flags, void* data) {
   return made;
 }
 
-template <std::size_t count>
-void submit(int queue, const std::array<struct kevent, count>& entries) {
-  if (kevent(queue, entries.data(), static_cast<int>(count), nullptr, 0, nullptr) == 0) return;
+void submit(int queue, const struct kevent& entry) {
+  if (kevent(queue, &entry, 1, nullptr, 0, nullptr) == 0) return;
   throw std::system_error(errno, std::generic_category(), "kevent");
 }
 
@@ -39,12 +38,13 @@ Readiness readinessOf(const struct kevent& event) {
 Poller::Poller() : queue(kqueue()) {
   if (!queue.valid()) throw std::system_error(errno, std::generic_category(), "kqueue");
   fcntl(queue.get(), F_SETFD, FD_CLOEXEC);
-  submit(queue.get(), std::array{entry(0, EVFILT_USER, EV_ADD | EV_CLEAR, nullptr)});
+  submit(queue.get(), entry(0, EVFILT_USER, EV_ADD | EV_CLEAR, nullptr));
 }
 
-void Poller::add(int descriptor, EventHandler& handler) {
-  submit(queue.get(), std::array{entry(descriptor, EVFILT_READ, EV_ADD | EV_CLEAR, &handler),
-                                 entry(descriptor, EVFILT_WRITE, EV_ADD | EV_CLEAR, &handler)});
+void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
+  submit(queue.get(), entry(descriptor, EVFILT_READ, EV_ADD | EV_CLEAR, &handler));
+  if (interest == Interest::both)
+    submit(queue.get(), entry(descriptor, EVFILT_WRITE, EV_ADD | EV_CLEAR, &handler));
 }
 
 std::span<Readiness> Poller::wait(std::span<Readiness, maxReports> into,
