@@ -15,7 +15,7 @@ import ssl
 import subprocess
 import unittest
 
-from peers import KEY, RELEASED, Connection, RelayTest
+from peers import KEY, RELEASED, Connection, RelayTest, needs_released
 
 NOBODY = 65534
 PTRACE_SEIZE = 0x4206  # attaches without stopping the process (ptrace(2))
@@ -88,6 +88,7 @@ def ways_into(process):
     return ways
 
 
+@needs_released
 @unittest.skipIf(os.geteuid() != 0, "only root can run the relay as another user and read its memory")
 class Memory(RelayTest):
     """As it is released, since sanitizers keep what was freed, and run by an ordinary user, whom the system binds."""

@@ -13,7 +13,8 @@ import subprocess
 import tempfile
 import time
 
-from peers import LAST, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, eventually, surrounded, table
+from peers import (LAST, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, eventually, needs_released, surrounded,
+                   table)
 
 HEALTH = "GET /healthz"
 
@@ -149,6 +150,7 @@ class Crowd(RelayTest):
         while not self.relay.client(HEALTH).some().startswith("HTTP/1.1 200 "):
             pass  # until the relay has seen others go
 
+    @needs_released
     def test_of_slow_readers_leaves_no_memory_behind(self):
         relay = self.start(self.upstream.url, program=RELEASED)
         before = relay.resident_bytes()
@@ -182,6 +184,7 @@ class Crowd(RelayTest):
 
 
 class Shortage(RelayTest):
+    @needs_released
     def test_of_descriptors_is_overcome(self):
         relay = self.start(self.upstream.url, program=RELEASED)
         relay.logs("started by hand")  # to find that out takes descriptors for a moment
