@@ -6,18 +6,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <stdexcept>
-#include <thread>
 
 #include "relay/ManagerTable.h"
 #include "relay/Resources.h"
 #include "relay/RunitManager.h"
 #include "relay/SystemdManager.h"
 #include "tests/sampleprovider/RunningProvider.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {
@@ -28,17 +26,11 @@ using std::string_literals::operator""s;
 
 constexpr bool onSystemd = std::string_view(MANAGER) == "systemd";
 
-bool eventually(const std::function<bool()>& condition) {
-  for (int tries = 0; tries < 4000 && !condition(); ++tries)
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  return condition();
-}
-
 /// systemd --user, as long as the object lives.
 struct Session {
   explicit Session(fs::path place) : socket(std::move(place)) {
     if (process == 0) execl("/lib/systemd/systemd", "systemd", "--user", nullptr);
-    if (!eventually([this] { return exists(socket); })) throw std::runtime_error("no systemd --user");
+    if (!tests::eventually([this] { return exists(socket); })) throw std::runtime_error("no systemd --user");
   }
   ~Session() {
     run("/usr/bin/systemctl", {"--user", "exit"});
@@ -118,7 +110,7 @@ struct ServiceManagerTest : testing::Test {
   }
   void expectAnother(const char* after) {
     const pid_t replaced = process;
-    EXPECT_TRUE(eventually([&] {
+    EXPECT_TRUE(tests::eventually([&] {
       process = std::atoi(tests::contentOf(program + ".process").c_str());
       return process != 0 && process != replaced && isAlive(process) && manager->isRunning(label);
     })) << after;
@@ -184,7 +176,7 @@ TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
   // It is started twice: by bootstrap, and afresh by kickstart.
   const std::string ask = R"(curl -s --json '{"model": "m", "input": "word by word"}' \
     "$(sed -n 's/^listening on \([^,]*\),.*/\1/p' "$0" | tail -n 1)/responses" | grep 'word by word')";
-  EXPECT_TRUE(eventually([&] {
+  EXPECT_TRUE(tests::eventually([&] {
     return run("/bin/sh", {"-c", ask, definition.logFile}).status == 0;
   })) << tests::contentOf(definition.logFile);
 }
