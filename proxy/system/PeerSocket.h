@@ -20,7 +20,7 @@ enum class PeerOwner {
   thisUser,
   otherUser,
   nobody,   ///< the process has closed it, or is gone
-  unknown,  ///< the system could not be asked, for lack of descriptors or memory
+  unknown,  ///< the system could not be asked, for lack of descriptors or memory, or has two answers
 };
 PeerOwner ownerOfPeer(const ConnectionEnds& ends) noexcept;
 /// Opens what asking takes, so that a later shortage of descriptors does not matter.
