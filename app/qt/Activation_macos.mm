@@ -6,12 +6,9 @@ namespace ferrin::qt {
 
 void activateApplication() {
   [NSApp unhide:nil];
-  // macOS 14 has the first call, and deprecates the second.
-  if ([NSApp respondsToSelector:@selector(activate)]) {
-    [NSApp performSelector:@selector(activate)];
-  } else {
-    [NSApp activateIgnoringOtherApps:YES];
-  }
+  // Deprecated since macOS 14, whose "activate" only asks, and is often refused to an application without a
+  // Dock icon.
+  [NSApp activateIgnoringOtherApps:YES];
 }
 
 void hideApplication() { [NSApp hide:nil]; }
