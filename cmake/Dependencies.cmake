@@ -1,6 +1,6 @@
 # Third-party libraries. Each has one owner among the targets, which links it PRIVATE.
 
-find_package(Boost 1.74 CONFIG REQUIRED OPTIONAL_COMPONENTS url) # Boost.URL came with 1.81
+find_package(Boost 1.74 CONFIG REQUIRED)
 find_package(CURL 7.87 REQUIRED)
 find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
 find_package(nlohmann_json 3.11 REQUIRED)

@@ -68,6 +68,8 @@ std::optional<ProviderProfile> decodedProfile(const Json& object, ProfileMembers
 }
 
 ProviderProfiles decodedProfiles(const std::string& bytes, ProfileMembers members) {
+  // The parser takes a NUL, which JSON never holds, for the end.
+  if (bytes.find('\0') != std::string::npos) return {};
   const Json list = Json::parse(bytes, nullptr, /*allow_exceptions=*/false);
   if (!list.is_array()) return {};
   ProviderProfiles profiles;

@@ -17,7 +17,20 @@ namespace fs = std::filesystem;
 /// A write takes milliseconds: the process that made a temporary this old was killed.
 constexpr std::chrono::minutes abandonedAfter{10};
 
+/// What mkostemp(3) replaces in the name of a temporary.
+constexpr std::string_view placeholder = "XXXXXX";
+
 std::string temporaryPrefix(const fs::path& url) { return "." + url.filename().string() + ".new-"; }
+
+/// Whether `file` has the exact form of a temporary of ours.
+bool isTemporary(const fs::directory_entry& file, std::string_view prefix) {
+  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  const std::string name = file.path().filename().string();
+  std::error_code unknown;
+  return name.size() == prefix.size() + placeholder.size() && name.starts_with(prefix) &&
+         name.find_first_not_of(alphabet, prefix.size()) == std::string::npos &&
+         fs::is_regular_file(file.symlink_status(unknown));
+}
 
 /// Best effort: the next write tries again what fails here.
 void removeAbandonedTemporaries(const fs::path& url) {
@@ -26,7 +39,7 @@ void removeAbandonedTemporaries(const fs::path& url) {
   const auto oldest = fs::file_time_type::clock::now() - abandonedAfter;
   for (fs::directory_iterator entry(url.parent_path(), ignored), end; !ignored && entry != end;
        entry.increment(ignored)) {
-    if (!entry->path().filename().string().starts_with(prefix)) continue;
+    if (!isTemporary(*entry, prefix)) continue;
     std::error_code unknownAge;
     if (fs::last_write_time(entry->path(), unknownAge) < oldest && !unknownAge)
       fs::remove(entry->path(), unknownAge);
@@ -37,7 +50,7 @@ void removeAbandonedTemporaries(const fs::path& url) {
 class Temporary {
  public:
   explicit Temporary(const fs::path& url)
-      : target(url), name((url.parent_path() / (temporaryPrefix(url) + "XXXXXX")).string()) {
+      : target(url), name((url.parent_path() / temporaryPrefix(url)).string().append(placeholder)) {
     file.reset(mkostemp(name.data(), O_CLOEXEC));  // 0600 from the start
     if (!file.valid()) throwErrno(target);
   }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 #include "core/FileDescriptor.h"
@@ -34,6 +35,8 @@ std::string readText(const std::filesystem::path& url) {
     throw std::system_error(std::make_error_code(std::errc::illegal_byte_sequence),
                             url.string() + ": not UTF-8 text");
   }
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // some editors begin a file with it
+  if (text.starts_with(byteOrderMark)) text.erase(0, byteOrderMark.size());
   return text;
 }
 

@@ -10,7 +10,7 @@ namespace ferrin::core {
 /// thread, as are the others.
 std::string readBytes(const std::filesystem::path& url);
 
-/// The file's text. Throws as readBytes does, and std::system_error (illegal_byte_sequence) for ill-formed
+/// The file's text, without a byte-order mark in front of it. Throws as readBytes does, and std::system_error (illegal_byte_sequence) for ill-formed
 /// UTF-8.
 std::string readText(const std::filesystem::path& url);
 

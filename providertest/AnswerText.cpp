@@ -41,7 +41,8 @@ JSONObject::~JSONObject() = default;
 
 std::optional<JSONObject> JSONObject::decode(std::string_view body) {
   const auto text = core::textAsUTF8(body);
-  if (!text) return std::nullopt;
+  // The parser takes a NUL, which JSON never holds, for the end.
+  if (!text || text->find('\0') != std::string::npos) return std::nullopt;
   Json json = Json::parse(*text, nullptr, /*allow_exceptions=*/false);
   if (!json.is_object()) return std::nullopt;
   return JSONObject(std::make_unique<Value>(Value{std::move(json)}));

@@ -1,7 +1,8 @@
 #include "providertest/RequestCheck.h"
 
+#include <curl/curl.h>
+
 #include <algorithm>
-#include <cctype>
 #include <string_view>
 
 #include "providertest/URLComponents.h"
@@ -13,10 +14,8 @@ namespace {
 bool isWebURL(std::string_view url) {
   const auto components = parseURL(url);
   if (!components || !components->host || components->host->empty()) return false;
-  std::string scheme = components->scheme;
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(),
-                 [](unsigned char c) { return std::tolower(c); });
-  return scheme == "http" || scheme == "https";
+  const char* scheme = components->scheme.c_str();
+  return curl_strequal(scheme, "http") != 0 || curl_strequal(scheme, "https") != 0;  // in every locale
 }
 
 /// A line break would start another header (RFC 9112, section 11.1).

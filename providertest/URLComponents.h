@@ -14,8 +14,8 @@ struct URLComponents {
   std::optional<std::string> host;
 };
 
-/// Parses a URL or a relative reference (RFC 3986). No value for anything else, such as a character outside
-/// ASCII or a port that is not a number.
+/// Parses a URL or a relative reference (RFC 3986) as libcurl reads it, so that a host may be a name in any
+/// script. No value for anything else, such as white space or a port that is not a number.
 std::optional<URLComponents> parseURL(std::string_view text);
 
 }  // namespace ferrin::providertest

@@ -26,8 +26,13 @@ class StagedScript {
     fs::remove(staged, ignored);
   }
 
-  /// Unlike rename(2), link(2) never replaces a file that has appeared meanwhile.
-  void install(const fs::path& target) const { fs::create_hard_link(staged, target); }
+  /// Unlike rename(2), link(2) never replaces a file that has appeared meanwhile. File systems without hard
+  /// links, such as SMB's and exFAT, fail with different errors, so any failure leaves the other way.
+  void install(const fs::path& target) const {
+    std::error_code notLinked;
+    fs::create_hard_link(staged, target, notLinked);
+    if (notLinked && !fs::exists(target)) fs::rename(staged, target);
+  }
 
  private:
   const fs::path staged;

@@ -20,7 +20,8 @@ namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
 std::string unescaped(std::string text) {
-  for (const auto& [escape, byte] : {std::pair("\\n", "\n"), {"\\r", "\r"}, {"\\t", "\t"}, {"\\xFF", "\xFF"}})
+  for (const auto& [escape, byte] :
+       {std::pair("\\n", "\n"), {"\\r", "\r"}, {"\\t", "\t"}, {"\\xFF", "\xFF"}, {"\\uFEFF", "\xEF\xBB\xBF"}})
     text = tests::replaced(text, escape, byte);
   return text;
 }

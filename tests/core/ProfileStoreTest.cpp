@@ -21,7 +21,10 @@ TEST(LoadProfiles, takesWhatIsWellFormedAndNothingElse) {
   const ProviderProfile wanted{*UUID::parse("3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73"), "n", "https://h/v1", "m",
                                "k"};
   EXPECT_TRUE(loadProfiles(at).empty()) << "there is no file yet";
-  std::istringstream cases(tests::contentOf(PROFILES) + "0 caf\xE9\n0 " + std::string(100'000, '['));
+  const std::string whole =
+      R"([{"id":"3F2A9C1E-7B44-4D0A-9E61-2C5B8A0F1D73","name":"n","url":"https://h/v1","model":"m","keyFile":"k"}])";
+  std::istringstream cases(tests::contentOf(PROFILES) + "1 " + whole + "\n0 " + whole +
+                           "\0x\n0 caf\xE9\n0 "s + std::string(100'000, '['));
   std::string content;
   int seen = 0;
   for (std::size_t count = 0; cases >> count && std::getline(cases, content); ++seen) {

@@ -39,18 +39,21 @@ TEST(WriteRestricted, makesAnOwnerOnlyFileOrChangesNothingWhicheverStepFails) {
 TEST(WriteRestricted, replacesTheFileUnderItsReadersAndClearsWhatAKilledWriterLeft) {
   const tests::TemporaryFolder folder;
   tests::put(folder / "token", "old");
-  for (const char* name : {".token.new-young", ".token.new-old", ".other.new-old"})
+  tests::put(folder / ".token.new-young0", "");
+  for (const char* name :
+       {".token.new-aged00", ".other.new-aged00", ".token.new-aged", ".token.new-aged_0"}) {
     tests::put(folder / name, "");
-  for (const char* name : {".token.new-old", ".other.new-old"}) {
     fs::last_write_time(folder / name, fs::file_time_type::clock::now() - std::chrono::hours(1));
   }
   std::ifstream reader(folder / "token");
   writeRestricted(folder / "token", "new");
   std::string seen;
   EXPECT_TRUE(reader >> seen && seen == "old") << seen;
-  EXPECT_EQ(
-      filesBelow(folder.path()),
-      (tests::FileTree{{"token", "0600 new\n"}, {".token.new-young", "0644 "}, {".other.new-old", "0644 "}}));
+  EXPECT_EQ(filesBelow(folder.path()), (tests::FileTree{{"token", "0600 new\n"},
+                                                        {".token.new-young0", "0644 "},
+                                                        {".other.new-aged00", "0644 "},
+                                                        {".token.new-aged", "0644 "},
+                                                        {".token.new-aged_0", "0644 "}}));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST(AnswerText, isTheTextInItsPlacesOrWhyThereIsNone) {
     EXPECT_NE(shown(200, encoded), unreadable) << encoded;
   }
   EXPECT_EQ(shown(200, "\xFF\xFE{\0}\0"s), "服务未返回文本。");
-  for (const std::string& bad : {"{\0\x3D\xD8"s, "{\"a\":\"\xFF\"}"s, std::string(100'000, '{')}) {
+  for (const std::string& bad : {"{\0\x3D\xD8"s, "{}\0x"s, "{\"a\":\"\xFF\"}"s, std::string(100'000, '{')}) {
     EXPECT_EQ(shown(200, bad), unreadable);
   }
   for (const int status : {199, 300}) {
