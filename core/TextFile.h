@@ -10,8 +10,8 @@ namespace ferrin::core {
 /// thread, as are the others.
 std::string readBytes(const std::filesystem::path& url);
 
-/// The file's text, without a byte-order mark in front of it. Throws as readBytes does, and std::system_error (illegal_byte_sequence) for ill-formed
-/// UTF-8.
+/// The file's text, without a byte-order mark in front of it. Throws as readBytes does, and std::system_error
+/// (illegal_byte_sequence) for ill-formed UTF-8.
 std::string readText(const std::filesystem::path& url);
 
 /// The text of `current`, or, only when that can't be read, of `legacy`; empty when neither can be read. An

@@ -154,7 +154,7 @@ class Crowd(RelayTest):
     def test_of_slow_readers_leaves_no_memory_behind(self):
         relay = self.start(self.upstream.url, program=RELEASED)
         before = relay.resident_bytes()
-        pairs = [relay.joined(self.upstream, room=4096) for _ in range(200)]
+        pairs = [relay.joined(self.upstream, room=4096) for _ in range(400)]
         for _, side in pairs:
             side.send(STREAM)
             side.socket.settimeout(0)
