@@ -91,6 +91,12 @@ CommandResult LaunchdManager::kickstart(std::string_view label) {
   return run(launchctl, {"kickstart", "-k", serviceTarget(label)});
 }
 
+/// What launchd starts at login is what lies in the folder.
+void LaunchdManager::leaveToAnother(std::string_view label) {
+  std::error_code ignored;
+  std::filesystem::remove(propertyListURL(label), ignored);
+}
+
 bool LaunchdManager::isRunning(std::string_view label) {
   const CommandResult answer = run(launchctl, {"print", serviceTarget(label)});
   return answer.status == 0 && answer.output.find("state = running") != std::string::npos;

@@ -10,7 +10,10 @@ PresentManagers::PresentManagers(std::vector<std::unique_ptr<ServiceManager>> pr
     : managers(std::move(present)), failure{1, std::move(reasonForNone)} {}
 
 void PresentManagers::define(const ServiceDefinition& definition) {
-  if (!managers.empty()) managers.front()->define(definition);
+  if (managers.empty()) return;
+  managers.front()->define(definition);
+  for (auto other = managers.begin() + 1; other != managers.end(); ++other)
+    (*other)->leaveToAnother(definition.label);
 }
 
 CommandResult PresentManagers::bootout(std::string_view label) {
@@ -26,6 +29,10 @@ CommandResult PresentManagers::bootstrap(std::string_view label) {
 
 CommandResult PresentManagers::kickstart(std::string_view label) {
   return managers.empty() ? failure : managers.front()->kickstart(label);
+}
+
+void PresentManagers::leaveToAnother(std::string_view label) {
+  for (const auto& manager : managers) manager->leaveToAnother(label);
 }
 
 bool PresentManagers::isRunning(std::string_view label) {

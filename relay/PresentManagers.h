@@ -23,6 +23,7 @@ class PresentManagers : public ServiceManager {
   CommandResult bootout(std::string_view label) override;
   CommandResult bootstrap(std::string_view label) override;
   CommandResult kickstart(std::string_view label) override;
+  void leaveToAnother(std::string_view label) override;
   bool isRunning(std::string_view label) override;
 
  private:

@@ -113,13 +113,17 @@ fs::path RunitManager::serviceFolder(std::string_view label) const {
   return home / ".local" / "share" / "ferrin-relay" / "sv" / label;
 }
 
+fs::path RunitManager::autostartFile(std::string_view label) const {
+  return home / ".config" / "autostart" / (std::string(label) + ".desktop");
+}
+
 void RunitManager::define(const ServiceDefinition& definition) {
   const fs::path folder = serviceFolder(definition.label);
   core::makeFolders(folder);
   core::makeFolders(definition.logFile.parent_path());
   core::replaceRestricted(folder / "run", runScript(definition));
   fs::permissions(folder / "run", fs::perms::owner_all);
-  const fs::path autostart = home / ".config" / "autostart" / (definition.label + ".desktop");
+  const fs::path autostart = autostartFile(definition.label);
   core::makeFolders(autostart.parent_path());
   core::replaceRestricted(autostart, autostartEntry(programs / "runsv", folder));
   // For bootstrap to check: runsv runs whether or not its service can be started.
@@ -169,6 +173,11 @@ CommandResult RunitManager::kickstart(std::string_view label) {
   runsv.order('k');
   if (becomesTrueWithin(startDeadline, hasAnother)) return {};
   return {1, "the relay was not started again; its log says why"};
+}
+
+void RunitManager::leaveToAnother(std::string_view label) {
+  std::error_code ignored;
+  fs::remove(autostartFile(label), ignored);
 }
 
 bool RunitManager::isRunning(std::string_view label) { return RunsvFolder(serviceFolder(label)).isRunning(); }

@@ -33,10 +33,12 @@ class RunitManager : public ServiceManager {
   CommandResult bootout(std::string_view label) override;
   CommandResult bootstrap(std::string_view label) override;
   CommandResult kickstart(std::string_view label) override;
+  void leaveToAnother(std::string_view label) override;
   bool isRunning(std::string_view label) override;
 
  private:
   std::filesystem::path serviceFolder(std::string_view label) const;
+  std::filesystem::path autostartFile(std::string_view label) const;
 
   const std::filesystem::path home;
   const std::filesystem::path programs;

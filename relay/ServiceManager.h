@@ -55,12 +55,17 @@ class ServiceManager {
   /// Ends the running process, if any, and starts another; returns after the old one has ended.
   virtual CommandResult kickstart(std::string_view label) = 0;
 
+  /// Has the service not started at login any more, as a manager that comes before this one in the table has
+  /// been given it. Best effort.
+  virtual void leaveToAnother(std::string_view label) = 0;
+
   /// False, too, when the manager gives no answer.
   virtual bool isRunning(std::string_view label) = 0;
 };
 
 /// The first manager of this system's table (ManagerTable.h) that serves this process's user. Its bootout
-/// also ends what another manager of the table runs under the label. Where the user has none, the result can
+/// also ends what another manager of the table runs under the label, and its define keeps that one from
+/// starting it at the next login. Where the user has none, the result can
 /// start nothing, and the output of its failures says what to install.
 std::unique_ptr<ServiceManager> chooseServiceManager(const core::Locations& locations);
 

@@ -180,6 +180,10 @@ CommandResult SystemdManager::kickstart(std::string_view label) {
   return systemctl({"restart", unitName(label)});
 }
 
+void SystemdManager::leaveToAnother(std::string_view label) {
+  systemctl({"disable", "--quiet", unitName(label)});
+}
+
 bool SystemdManager::isRunning(std::string_view label) {
   return systemctl({"is-active", "--quiet", unitName(label)}).status == 0;
 }

@@ -40,6 +40,7 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   relay::CommandResult bootout(std::string_view label) override { return call("bootout", label); }
   relay::CommandResult bootstrap(std::string_view label) override { return call("bootstrap", label); }
   relay::CommandResult kickstart(std::string_view label) override { return call("kickstart", label); }
+  void leaveToAnother(std::string_view label) override { call("leaveToAnother", label); }
   bool isRunning(std::string_view label) override {
     call("isRunning", label);
     return running == label;

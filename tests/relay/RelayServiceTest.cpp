@@ -18,6 +18,7 @@ struct KeepingManager : ServiceManager {
   CommandResult bootout(std::string_view) override { return {}; }
   CommandResult bootstrap(std::string_view) override { return {}; }
   CommandResult kickstart(std::string_view) override { return {}; }
+  void leaveToAnother(std::string_view) override {}
   bool isRunning(std::string_view) override { return true; }
 
   std::map<std::string, std::string> environment;

@@ -164,6 +164,20 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_NE(run("/usr/bin/systemctl", {"--user", "start", label}).status, 0) << "as it is not known any more";
 }
 
+TEST_F(ServiceManagerTest, keepsAnotherManagerFromStartingTheServiceAtLogin) {
+  RunitManager runit(home, "/usr/bin");
+  runit.define(definition);
+  const fs::path entry = home / ".config/autostart/com.ferrin.third-party-proxy.desktop";
+  EXPECT_TRUE(exists(entry));
+  manager->define(definition);
+  EXPECT_EQ(exists(entry), !onSystemd);
+  start();
+  expectAnother("start");
+  manager->leaveToAnother(label);
+  EXPECT_FALSE(exists(entry));
+  EXPECT_EQ(onSystemd, run("/usr/bin/systemctl", {"--user", "is-enabled", label}).output == "disabled\n");
+}
+
 TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
   const tests::RunningProvider provider("sk-1");
   tests::put(home / "key", "sk-1");
