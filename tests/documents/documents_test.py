@@ -100,11 +100,14 @@ class Documents(unittest.TestCase):
         self.assertEqual(own["model_provider"], "openai")
         base = own["openai_base_url"].removeprefix("http://127.0.0.1:8787")
         asking = ["curl", "-sS", "--json", '{"model": "m", "input": "x", "stream": true}']
-        for options in ("", "--status 401", "--delay-ms 60000", "--break-after 3 --break-with fin", "--tls-self-made /dev/null"):
+        statuses = [f"--status {status}" for status in (401, 402, 404, 429)]
+        for options in ("", *statuses, "--delay-ms 60000", "--break-after 3 --break-with fin", "--tls-self-made /dev/null"):
             provider = self.running(provider_program, "--key-file", self.key, *options.split())
             with provider as upstream, self.relay(upstream) as relay:
                 answer = output(*asking, f"{relay}{base}/responses")
                 self.assertEqual("response.completed" in answer, not options, answer)
+        with self.relay("https://bücher.example") as relay:
+            self.assertIn("upstream_address_unusable", output(*asking, relay + base))
         with self.relay("http://127.0.0.1:9") as relay:
             self.assertIn('"status":"ok"', output("curl", "-sS", relay + "/healthz"))
             for arguments in ([relay + base], [relay + "/models"], [relay + base, "-H", "Origin: https://page.example"]):
