@@ -256,6 +256,14 @@ class RelayTest(unittest.TestCase):
         return relay
 
 
+def identity(file, host):
+    """`file`, where a key is now and its certificate for `host`, of its own making."""
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
+                    f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out", file], check=True,
+                   stderr=subprocess.DEVNULL)
+    return file
+
+
 class TlsTest(RelayTest):
     """The upstream has a certificate for localhost of its own making."""
     def setUp(self):
@@ -264,11 +272,7 @@ class TlsTest(RelayTest):
 
     def identity(self, host):
         """A file with a key and a certificate of its own making."""
-        file = self.folder / f"{len(list(self.folder.iterdir()))}.pem"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
-                        f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out", file], check=True,
-                       stderr=subprocess.DEVNULL)
-        return file
+        return identity(self.folder / f"{len(list(self.folder.iterdir()))}.pem", host)
 
     def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
