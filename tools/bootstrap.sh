@@ -19,7 +19,7 @@ test_packages=(
   at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
   openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
-  lintian man-db shellcheck
+  lintian llvm man-db shellcheck
 )
 
 say() { printf '%s\n' "$*"; }

@@ -32,6 +32,7 @@ endfunction()
 # Qt's headers ask the compiler which system they are for; its code generators are programs of this machine.
 function(qt_headers)
   find_path(found_qt6 QtCore/qglobal.h PATHS /usr/include/x86_64-linux-gnu/qt6 REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+  header_target(Qt6::Svg)
   header_target(Qt6::Widgets)
   foreach(module Core Gui Widgets)
     target_include_directories(Qt6::Widgets SYSTEM INTERFACE ${found_qt6} ${found_qt6}/Qt${module})
