@@ -12,6 +12,11 @@ void activateApplication();
 /// Hides all windows of the application; does nothing on those desktops.
 void hideApplication();
 
+/// Calls `opened` on the main thread whenever the application is opened again while it runs: macOS starts no
+/// second process then. Once, with a QApplication. Elsewhere nothing is called, as the second process finds
+/// the first (SingleInstance).
+void whenOpenedAgain(const std::function<void()>& opened);
+
 /// The token that lets a window of this process take the focus (XDG_ACTIVATION_TOKEN of the xdg-activation
 /// protocol). Empty where the launcher passed none.
 std::string activationToken();

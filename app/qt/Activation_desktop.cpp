@@ -16,6 +16,8 @@ void activateApplication() {}
 
 void hideApplication() {}
 
+void whenOpenedAgain(const std::function<void()>&) {}
+
 std::string activationToken() { return qgetenv(variable).toStdString(); }
 
 void withActivationToken(const std::string& token, const std::function<void()>& comeForward) {

@@ -99,6 +99,7 @@ ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
   shell.openWindow(app::mainWindow);
   showTrayItem();
   listenForLaunches();
+  whenOpenedAgain([this] { comeForward(""); });
 }
 
 void ProviderLauncherApp::showTrayItem() {

@@ -43,6 +43,7 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
   bindSettings();
   bindProviderTest();
   bindRelay();
+  connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
   subscription = view.subscribe([this] { render(); });
   render();
 }
