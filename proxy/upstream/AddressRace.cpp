@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "proxy/system/KeepAlive.h"
+#include "proxy/system/LocalNetwork.h"
 #include "proxy/system/NonBlocking.h"
 
 namespace ferrin::proxy {
@@ -123,8 +124,11 @@ void AddressRace::finish() noexcept {
 
 std::string AddressRace::problem() const {
   if (firstFailed == nullptr) return "";
-  return firstFailed->endpoint.address().to_string() + ": " +
-         std::generic_category().message(firstFailed->error);
+  const int error = firstFailed->error;
+  std::string text =
+      firstFailed->endpoint.address().to_string() + ": " + std::generic_category().message(error);
+  const std::string_view remedy = localNetworkRemedy(error);
+  return remedy.empty() ? text : text.append("; ").append(remedy);
 }
 
 }  // namespace ferrin::proxy

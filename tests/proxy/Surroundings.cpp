@@ -114,6 +114,11 @@ extern "C" int socket(int family, int type, int protocol) {
   return fails("socket") ? failed(EMFILE) : make(family, type, protocol);
 }
 
+extern "C" int connect(int descriptor, const sockaddr* address, socklen_t size) {
+  static const auto begin = systems<decltype(connect)>("connect");
+  return fails("connect") ? failed(EHOSTUNREACH) : begin(descriptor, address, size);
+}
+
 extern "C" int inotify_add_watch(int notices, const char* path, std::uint32_t events) {
   static const auto add = systems<decltype(inotify_add_watch)>("inotify_add_watch");
   return fails("inotify_add_watch") ? failed(ENOSPC) : add(notices, path, events);

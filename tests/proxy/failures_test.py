@@ -60,6 +60,12 @@ class Failure(RelayTest):
                     self.check(relay, path)
         sockets[0].close()
 
+    def test_to_connect_is_explained_as_the_system_means_it(self):
+        relay, path = next(self.through("connect"))
+        self.check(relay, path)
+        remedy = "check the provider's" if RELEASED else "if it is in your local network, allow the relay there"  # on macOS
+        relay.logs(f'cause="connect: 127.0.0.1: No route to host; {remedy}')
+
     @needs_released
     def test_of_an_allocation_ends_only_its_exchange(self):
         for relay, path in self.through("new"):
