@@ -166,6 +166,7 @@ class Crowd(RelayTest):
             client.reset()
         self.assertTrue(eventually(lambda: relay.resident_bytes() - before < 2_000_000), relay.resident_bytes() - before)
 
+    @needs_released  # as what a model costs says nothing
     def test_member_who_dawdles_costs_little_and_delays_nobody(self):
         head, (body, _) = Connection(self.relay.port), self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 9999")
         head.send("GET /v1/a HTTP/1.1\r\nX: " + 60_000 * "x")
