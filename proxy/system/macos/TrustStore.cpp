@@ -1,21 +1,32 @@
-#include <cstdlib>
-
 #include "proxy/system/TrustStore.h"
 
-namespace ferrin::proxy {
+#include <cstdlib>
 
+#include "proxy/system/macos/Keychain.h"
+
+namespace ferrin::proxy {
 namespace {
 
-// A library that came from a package manager looks for roots beside itself; this file is the system's own.
-const char* rootFile() {
-  const char* chosen = std::getenv("SSL_CERT_FILE");
-  return chosen != nullptr ? chosen : "/etc/ssl/cert.pem";
-}
+/// The system's anchors, without what people have changed.
+constexpr const char* anchorFile = "/etc/ssl/cert.pem";
+
+bool trustFile(SSL_CTX* context, const char* file) { return SSL_CTX_load_verify_file(context, file) == 1; }
 
 }  // namespace
 
-bool trustSystemRoots(SSL_CTX* context) { return SSL_CTX_load_verify_file(context, rootFile()) == 1; }
+// OpenSSL itself knows files only.
+bool trustSystemRoots(SSL_CTX* context) {
+  const char* chosen = std::getenv("SSL_CERT_FILE");
+  if (chosen != nullptr && !trustFile(context, chosen)) return false;
+  const bool hasKeychain = addKeychainRoots(SSL_CTX_get_cert_store(context));
+  return hasKeychain || chosen != nullptr || trustFile(context, anchorFile);
+}
 
-std::vector<std::filesystem::path> rootFiles() { return {rootFile()}; }
+// macOS keeps an administrator's certificates and the settings in these; Apple documents neither.
+std::vector<std::filesystem::path> rootFiles() {
+  const char* chosen = std::getenv("SSL_CERT_FILE");
+  return {chosen != nullptr ? chosen : anchorFile, "/Library/Keychains/System.keychain",
+          "/Library/Security/Trust Settings"};
+}
 
 }  // namespace ferrin::proxy

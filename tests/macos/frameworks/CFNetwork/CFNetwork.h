@@ -7,6 +7,8 @@ extern "C" {
 extern const CFStringRef kCFProxyTypeKey;
 extern const CFStringRef kCFProxyHostNameKey;
 extern const CFStringRef kCFProxyPortNumberKey;
+extern const CFStringRef kCFProxyTypeAutoConfigurationJavaScript;
+extern const CFStringRef kCFProxyTypeAutoConfigurationURL;
 extern const CFStringRef kCFProxyTypeHTTP;
 extern const CFStringRef kCFProxyTypeHTTPS;
 extern const CFStringRef kCFProxyTypeSOCKS;

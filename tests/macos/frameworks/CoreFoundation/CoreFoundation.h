@@ -8,6 +8,7 @@
 
 using CFTypeRef = const void*;
 using CFArrayRef = const struct __CFArray*;
+using CFDataRef = const struct __CFData*;
 using CFDictionaryRef = const struct __CFDictionary*;
 using CFLocaleRef = const struct __CFLocale*;
 using CFNumberRef = const struct __CFNumber*;
@@ -30,6 +31,8 @@ Boolean CFEqual(CFTypeRef one, CFTypeRef other);
 
 CFIndex CFArrayGetCount(CFArrayRef array);
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+const UInt8* CFDataGetBytePtr(CFDataRef data);
+CFIndex CFDataGetLength(CFDataRef data);
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
 CFTypeID CFNumberGetTypeID();
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
