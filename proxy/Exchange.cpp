@@ -41,7 +41,8 @@ Task<> Exchange::endRequest() {
 /// Keeps of the two connections what can serve again.
 AfterResponse Exchange::finish() {
   const bool whole = request.bodyComplete();
-  if (whole && request.allSent() && response.leavesUpstreamReusable())
+  const bool isCurrent = state.route == state.services.routes.current();
+  if (isCurrent && whole && request.allSent() && response.leavesUpstreamReusable())
     state.services.pool.keep(std::move(state.upstream));
   return response.closesClient() || !whole ? AfterResponse::close : AfterResponse::keep;
 }

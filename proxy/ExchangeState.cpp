@@ -15,9 +15,12 @@ RequestTraits::RequestTraits(const RequestHead& head)
       webSocket(asksForWebSocket(head)) {}
 
 ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& head)
-    : services(shared), client(from), request(head), started(shared.loop.timers().now()), silence([this] {
-        silenceExpired();
-      }) {
+    : services(shared),
+      client(from),
+      request(head),
+      route(shared.routeForNext(request.webSocket)),
+      started(shared.loop.timers().now()),
+      silence([this] { silenceExpired(); }) {
   record.method = head.method;
   record.path = pathForLog(head.target);
   ++services.inFlight;

@@ -67,6 +67,7 @@ struct ExchangeState {
   Services& services;
   Client& client;
   const RequestTraits request;
+  const std::shared_ptr<Route> route;
   const Clock::time_point started;
   ExchangeRecord record;
   Phase phase = Phase::connecting;

@@ -15,13 +15,13 @@ constexpr std::string_view brokenCoding = "the body is not what its coding, zstd
 RequestSide::RequestSide(ExchangeState& shared, const RequestHead& requestHead, std::string_view target,
                          std::string_view key)
     : state(shared), clientWatch(shared), body(BodyFraming::ofRequest(requestHead)) {
-  appendUpstreamHead(head, requestHead, state.services.route.addressing, target, key);
+  appendUpstreamHead(head, requestHead, state.route->addressing, target, key);
   if (hasZstdBody(requestHead)) decoded.emplace();
 }
 
 Task<> RequestSide::begin() {
   clientWatch.start();
-  state.record.via = state.services.route.via();
+  state.record.via = state.route->via();
   Client& client = state.client;
   const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
@@ -48,7 +48,7 @@ bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
 
 Task<> RequestSide::sendOverNew(const BodyFraming::Step& buffered) {
   Services& services = state.services;
-  Connector attempt(services.loop, services.timeouts.upstream, services.route, services.tls);
+  Connector attempt(services.loop, services.timeouts.upstream, *state.route, services.tls);
   const CancellationSlot::Scope cancellable(state.connecting, [&attempt] { attempt.cancel(); });
   Connected connected = co_await attempt.open();
   state.upstream = std::move(connected.stream);

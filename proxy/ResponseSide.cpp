@@ -81,9 +81,9 @@ void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
     return state.fail(RelayError::upgradeRequired,
                       "WebSocket answered with status " + std::to_string(head.status));
   }
-  if (head.status == 407 && state.services.route.asksProxy()) {
+  if (head.status == 407 && state.route->asksProxy()) {
     return state.fail(RelayError::proxyLoginRefused,
-                      "proxy " + state.services.route.proxy->name + ": refused with status 407");
+                      "proxy " + state.route->proxy->name + ": refused with status 407");
   }
   body = BodyFraming::ofResponse(head, request.headOnly ? "HEAD" : "");
   form = bodyForm(body->kind(), request.version);

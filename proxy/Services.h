@@ -32,7 +32,7 @@ struct Services {
         log(home, timeouts.logDelay, logDescriptor),
         key(given.apiKeyFile),
         keyWatch(home, given.apiKeyFile),
-        route(home, given.upstream, proxySettings()),
+        routes(home, given.upstream),
         tls(home),
         pool(timeouts.upstream) {}
   Services(const Services&) = delete;
@@ -46,13 +46,23 @@ struct Services {
     return lastKey;
   }
 
+  /// The way to the upstream for an exchange that begins. One that takes no kept connection, as there is none
+  /// or it wants its own, goes by the proxy settings of this moment. Throws std::bad_alloc.
+  const std::shared_ptr<Route>& routeForNext(bool wantsItsOwn) {
+    if ((wantsItsOwn || pool.empty()) && routes.refresh()) {
+      pool.clear();
+      log.note("the proxy settings have changed: " + routes.current()->description());
+    }
+    return routes.current();
+  }
+
   EventLoop& loop;
   const Options& options;
   Timeouts timeouts;
   AccessLog log;
   KeyFile key;
   FileWatch keyWatch;
-  Route route;
+  Routes routes;
   TlsContext tls;
   UpstreamPool pool;
 

@@ -24,9 +24,11 @@ constexpr int misused = 2;
 /// What a reader of the log asks first.
 std::string startLine(const Route& route, std::string_view starter) {
   std::string line("ferrin-third-party-proxy ");
-  line.append(version).append(", upstream ").append(route.upstream.host);
-  if (route.proxy) line.append(" via ").append(route.proxy->name);
-  return line.append(", started by ").append(starter);
+  return line.append(version)
+      .append(", ")
+      .append(route.description())
+      .append(", started by ")
+      .append(starter);
 }
 
 int relay(const Options& options) {
@@ -37,7 +39,7 @@ int relay(const Options& options) {
   Server server(services);
   server.start();
   const std::string_view startedBy = starter(ownOrigin());
-  services.log.note(startLine(services.route, startedBy));
+  services.log.note(startLine(*services.routes.current(), startedBy));
   if (startedBy != "hand") server.endWhenReplaced();
   loop.run();
   return 0;

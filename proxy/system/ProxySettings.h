@@ -10,9 +10,13 @@ struct ProxySettings {
   std::string forHttp;
   std::string forHttps;
   std::string exceptions;
+  std::string note;  ///< for the log, what of the system's settings is not followed; usually empty
+
+  bool operator==(const ProxySettings&) const = default;
 };
 
-/// What this process was started with: it does not change while the process runs.
-ProxySettings proxySettings();
+/// The settings at this moment; on macOS for the address `upstream` alone, as the system applies their
+/// exceptions itself. Elsewhere they are what this process was started with. Takes up to a millisecond.
+ProxySettings proxySettings(const std::string& upstream);
 
 }  // namespace ferrin::proxy

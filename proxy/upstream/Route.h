@@ -2,6 +2,7 @@
 // How the upstream is reached: directly, or through a proxy.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,9 +46,32 @@ class Route {
   bool asksProxy() const { return proxy && proxy->kind == Proxy::Kind::http && !upstream.secure; }
   /// The proxy for the log; empty where there is none.
   std::string_view via() const { return proxy ? std::string_view(proxy->name) : ""; }
+  /// For the log: the upstream, the proxy, and what is not followed of the settings.
+  std::string description() const;
 
  private:
   std::optional<Place> proxyPlace;
+  const std::string note;
+};
+
+/// The route as the proxy settings have it, which may change while the relay runs.
+class Routes {
+ public:
+  /// `url` outlives this object and its routes.
+  Routes(EventLoop& home, const UpstreamURL& url);
+
+  /// Whoever uses a route keeps it: it is replaced when the settings change.
+  const std::shared_ptr<Route>& current() const { return route; }
+  /// Reads the settings. True when there is another route since. Throws std::bad_alloc, and changes nothing
+  /// then.
+  bool refresh();
+
+ private:
+  EventLoop& loop;
+  const UpstreamURL& upstream;
+  const std::string address;
+  ProxySettings settings;
+  std::shared_ptr<Route> route;
 };
 
 }  // namespace ferrin::proxy

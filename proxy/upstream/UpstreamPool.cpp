@@ -14,6 +14,10 @@ std::unique_ptr<Stream> UpstreamPool::take() {
   return nullptr;
 }
 
+void UpstreamPool::clear() noexcept {
+  while (!idle.empty()) release(idle.back());
+}
+
 void UpstreamPool::keep(std::unique_ptr<Stream> stream) noexcept {
   try {
     if (vacant.empty()) vacant.emplace_back(*this);

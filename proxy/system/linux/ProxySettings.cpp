@@ -19,10 +19,10 @@ std::string firstOf(std::initializer_list<const char*> names) {
 
 /// The order of curl(1), "ENVIRONMENT". HTTP_PROXY is left out: web servers set it to a header that a client
 /// sent (RFC 3875, section 4.1.18).
-ProxySettings proxySettings() {
+ProxySettings proxySettings(const std::string&) {
   return {firstOf({"http_proxy", "all_proxy", "ALL_PROXY"}),
           firstOf({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}),
-          firstOf({"no_proxy", "NO_PROXY"})};
+          firstOf({"no_proxy", "NO_PROXY"}), ""};
 }
 
 }  // namespace ferrin::proxy
