@@ -98,8 +98,8 @@ install_packages() {
       command -v brew >/dev/null || fail "Homebrew is missing: install it first, then run this again"
       brew bundle check --file "$root/Brewfile" >/dev/null || brew bundle install --file "$root/Brewfile" ||
         fail "brew could not install what the Brewfile lists"
-      # Homebrew doesn't link these into its prefix.
-      CMAKE_PREFIX_PATH=$(brew --prefix curl):$(brew --prefix icu4c):$(brew --prefix openssl@3)
+      # Homebrew doesn't link these into its prefix. libcurl is the system's, which trusts what the Keychain trusts.
+      CMAKE_PREFIX_PATH=$(brew --prefix icu4c):$(brew --prefix openssl@3)
       export CMAKE_PREFIX_PATH
       ;;
     *)

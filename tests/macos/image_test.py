@@ -96,6 +96,7 @@ class Image(unittest.TestCase):
             f"{helper} looks for libraries in /opt/homebrew/lib":
                 lambda: self.link(helper, *INSIDE, "-Wl,-rpath,/opt/homebrew/lib", self.deployed(qt)),
             f"{helper} loads @rpath/QtDBus.framework/QtDBus": lambda: self.deployed(qt).unlink(),
+            "libcurl is in it": lambda: self.library("Frameworks/libcurl.4.dylib"),
             "the plug-in platforms/libqcocoa.dylib is missing":
                 lambda: self.deployed("PlugIns/platforms/libqcocoa.dylib").unlink(),
             "the signature does not verify": lambda: (self.tools / "broken").touch(),
