@@ -1,12 +1,12 @@
-# Configures the project as on a Mac, for compiling only: nothing is archived or linked, as the frameworks and
-# Homebrew's libraries are not at hand.
+# Configures the project as on a Mac with processors of the kind ARCHITECTURE, in the environment, for compiling only:
+# nothing is archived or linked, as the frameworks and Homebrew's libraries are not at hand.
 
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_VERSION 22)
-set(CMAKE_SYSTEM_PROCESSOR arm64)
+set(CMAKE_SYSTEM_PROCESSOR $ENV{ARCHITECTURE})
 
 set(CMAKE_CXX_COMPILER ${CMAKE_CURRENT_LIST_DIR}/zig-c++)
-set(CMAKE_CXX_COMPILER_TARGET aarch64-macos.13.0)
+set(CMAKE_CXX_COMPILER_TARGET $ENV{ARCHITECTURE}-macos.13.0)
 set(CMAKE_OBJCXX_COMPILER ${CMAKE_CURRENT_LIST_DIR}/objective-c++)
 set(CMAKE_OBJCXX_COMPILER_ID GNU)
 set(CMAKE_OBJCXX_COMPILER_ID_RUN ON)
