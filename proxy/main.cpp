@@ -37,9 +37,10 @@ int relay(const Options& options) {
   EventLoop loop;
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
-  server.start();
   const std::string_view startedBy = starter(ownOrigin());
-  services.log.note(startLine(*services.routes.current(), startedBy));
+  const std::string firstLine = startLine(*services.routes.current(), startedBy);
+  server.start();
+  services.log.note(firstLine);
   if (startedBy != "hand") server.endWhenReplaced();
   loop.run();
   return 0;
