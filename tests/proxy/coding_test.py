@@ -1,6 +1,5 @@
 """Bodies that are decoded on their way to the upstream."""
 
-import re
 import subprocess
 
 from peers import RelayTest
@@ -18,19 +17,6 @@ def zstd(text, *options):
 
 def chunked(text, size=1000):
     return "".join(f"{len(text[at:at + size]):x}\r\n{text[at:at + size]}\r\n" for at in range(0, len(text), size)) + "0\r\n\r\n"
-
-
-def content(side, head):
-    """What the upstream reads, and whether it took it for whole."""
-    if length := re.search(r"\r\nContent-Length: (\d+)\r\n", head):
-        text = side.read_up_to(int(length[1]))
-        return text, len(text) == int(length[1])
-    text = ""
-    while size := int(side.until_or_end("\r\n") or "-1", 16):
-        if size < 0:
-            return text, False
-        text += side.read_up_to(size + 2)[:-2]
-    return text, side.until_or_end("\r\n") == "\r\n"
 
 
 class Zstd(RelayTest):
@@ -60,7 +46,7 @@ class Zstd(RelayTest):
                     self.assertNotIn("ncoding: zstd", head)
                     if pieces == 1:
                         self.assertIn(f"\r\n{framed}\r\n", head)
-                    self.assertEqual(content(side, head), (TEXT * (2 if body == 2 * unsized else 1), True))
+                    self.assertEqual(side.body(head)[1], TEXT * (2 if body == 2 * unsized else 1))
                     self.complete(client, side)
                     self.assertIn("/next", side.until())
                     self.complete(client, side)
@@ -88,13 +74,4 @@ class Zstd(RelayTest):
                 self.assert_refused(client.message(), "400 bad_request")
                 if not self.upstream.silent(0.05):
                     side = self.upstream.accept()
-                    self.assertFalse(content(side, side.until())[1], name)
-
-    def test_other_codings_pass_untouched(self):
-        for coding in ("gzip", "zstd, gzip", "br"):
-            client, side = self.relay.client("POST /v1/a", f"Content-Encoding: {coding}", body="body"), None
-            side = self.upstream.accept()
-            self.assertIn(f"\r\nContent-Encoding: {coding}\r\nContent-Length: 4\r\n", side.until())
-            self.assertEqual(side.read(4), "body")
-            self.complete(client, side)
-            side.close()
+                    self.assertRaises(EOFError, side.body, side.until())

@@ -15,6 +15,7 @@ import ssl
 import struct
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
@@ -77,24 +78,23 @@ class Connection:
         self.fill_until(lambda: end.encode("latin-1") in self.buffer)
         return self.read(self.buffer.index(end.encode("latin-1")) + len(end))
 
-    def read_up_to(self, size):
-        """The same, or less where the connection ends before."""
-        try:
-            return self.read(size)
-        except EOFError:
-            return self.read(len(self.buffer))
-
-    def until_or_end(self, end):
-        try:
-            return self.until(end)
-        except EOFError:
-            return ""
-
     def message(self):
         """A head and as much body as its Content-Length says."""
         head = self.until()
         length = re.search(r"\r\nContent-Length: (\d+)", head)
         return head + self.read(int(length[1]) if length else 0)
+
+    def body(self, head):
+        """What follows `head`: as it comes, and the content. EOFError when it ends early."""
+        if length := re.search(r"\r\ncontent-length: (\d+)", head, re.IGNORECASE):
+            return 2 * (self.read(int(length[1])),)
+        framed, content, size = "", "", 1 if re.search(r"\r\ntransfer-encoding: chunked\r\n", head, re.IGNORECASE) else 0
+        while size:
+            line = self.until("\r\n")
+            size = int(line.split(";")[0], 16)
+            chunk = self.read(size + 2) if size else "".join(iter(lambda: self.until("\r\n"), "\r\n")) + "\r\n"
+            framed, content = framed + line + chunk, content + (chunk[:-2] if size else "")
+        return framed, content
 
     def rest(self):
         while self.fill():
@@ -134,6 +134,14 @@ class Upstream:
 
     def accept(self):
         return Connection(self.socket.accept()[0])
+
+    def serve_each(self, serve):
+        """Has `serve` called with every connection, in threads, for the life of the process."""
+        def accept():
+            while True:
+                threading.Thread(target=serve, args=(self.accept(),), daemon=True).start()
+        self.socket.settimeout(None)
+        threading.Thread(target=accept, daemon=True).start()
 
     def silent(self, seconds):
         return not select.select([self.socket], [], [], seconds)[0]

@@ -13,7 +13,6 @@ import socket
 import subprocess
 import sys
 import tempfile
-import threading
 
 from peers import Connection, Relay, Upstream, eventually, filled, request_rows
 
@@ -27,33 +26,15 @@ class Recorder(Upstream):
     def __init__(self):
         super().__init__()
         self.requests, self.raw = [], ""
-        self.socket.settimeout(None)
-        threading.Thread(target=self.serve_all, daemon=True).start()
-
-    def serve_all(self):
-        while True:
-            threading.Thread(target=self.serve, args=(self.accept(),), daemon=True).start()
+        self.serve_each(self.serve)
 
     def serve(self, side):
         with contextlib.suppress(AssertionError, EOFError, OSError, ValueError):
             while head := side.until():
-                framed, body = self.body(side, head)
+                framed, body = side.body(head)
                 self.requests.append((*head.split(" ", 2)[:2], body))
                 self.raw += head + framed
                 side.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")
-
-    @staticmethod
-    def body(side, head):
-        """As it came, and what it holds."""
-        if length := re.search(r"\r\ncontent-length: (\d+)", head, re.IGNORECASE):
-            return 2 * (side.read(int(length[1])),)
-        framed, body, size = "", "", 1 if re.search(r"\r\ntransfer-encoding: chunked\r\n", head, re.IGNORECASE) else 0
-        while size:
-            line = side.until("\r\n")
-            size = int(line.split(";")[0], 16)
-            chunk = side.read(size + 2) if size else "".join(iter(lambda: side.until("\r\n"), "\r\n")) + "\r\n"
-            framed, body = framed + line + chunk, body + (chunk[:-2] if size else "")
-        return framed, body
 
 
 class Reader:

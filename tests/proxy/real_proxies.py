@@ -9,7 +9,7 @@ import subprocess
 import sys
 import unittest
 
-from peers import LAST, TlsTest, eventually, surrounded, unproxied
+from peers import KEY, TlsTest, eventually, surrounded, unproxied
 
 TINYPROXY, MICROSOCKS, ASK = sys.argv[1:4]
 PASSWORD = "p-s.s"
@@ -46,7 +46,8 @@ class RealProxies(TlsTest):
         """The relay's answer and the direct one, to be read when the upstream has answered."""
         relay = self.start(url, environment=variables)
         yield relay, relay.client("POST /v1/responses", body="{}").message
-        direct = subprocess.Popen([ASK, f"{url}/responses", self.own], stdout=subprocess.PIPE, text=True, env=unproxied() | variables)
+        direct = subprocess.Popen([ASK, f"{url}/responses", self.own, KEY, "20000", "20000"], stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.PIPE, text=True, env=unproxied() | variables)
         yield relay, lambda: direct.communicate(timeout=20)[0]
 
     def test_carry_both_to_the_provider(self):

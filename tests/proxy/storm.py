@@ -6,6 +6,7 @@ answers are checked by content, and nothing is left behind. At its height the re
 """
 
 import concurrent.futures
+import functools
 import itertools
 import os
 import random
@@ -144,21 +145,15 @@ def storm(relay, seconds, stops=False):
         return sum(client.result() for client in clients)
 
 
-def serve_all(upstream, context):
-    while True:
-        threading.Thread(target=serve, args=(context, upstream.accept()), daemon=True).start()
-
-
 def main(program, scheme, seconds=3.0):
     upstream, failed, context = Upstream(), [], None
-    upstream.socket.settimeout(None)
     folder = tempfile.TemporaryDirectory()
     own = identity(pathlib.Path(folder.name, "own.pem"), "localhost")
     if scheme == "https":
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(own)
     threading.excepthook = lambda thread: failed.append(thread.exc_value)
-    threading.Thread(target=serve_all, args=(upstream, context), daemon=True).start()
+    upstream.serve_each(functools.partial(serve, context))
     relay = Relay(f"{scheme}://localhost:{upstream.port}", program=program, environment={
         "SSL_CERT_FILE": str(own),
         "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1:malloc_context_size=1"})

@@ -2,7 +2,6 @@
 // The sample provider on a thread of the test's own.
 
 #include <boost/asio/io_context.hpp>
-#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -13,10 +12,8 @@ namespace ferrin::tests {
 
 class RunningProvider {
  public:
-  /// Answers with what it is asked, to requests that carry `key`. With a `certificate` it speaks TLS, and
-  /// writes there what clients need to trust.
-  explicit RunningProvider(const std::string& key, const std::filesystem::path& certificate = {})
-      : server(io, optionsWith(certificate), key) {}
+  /// Answers with what it is asked, to requests that carry `key`.
+  explicit RunningProvider(const std::string& key) : server(io, echoing(options), key) {}
   ~RunningProvider() {
     io.stop();
     thread.join();
@@ -26,11 +23,9 @@ class RunningProvider {
   std::string baseURL() const { return server.baseURL(); }
 
  private:
-  const sampleprovider::Options& optionsWith(const std::filesystem::path& certificate) {
+  static const sampleprovider::Options& echoing(sampleprovider::Options& options) {
     options.prefix = "/v1";
     options.echo = true;
-    if (!certificate.empty())
-      options.tls = {.certificate = {}, .key = {}, .selfMadeCertificate = certificate};
     return options;
   }
 
