@@ -11,11 +11,10 @@ import secrets
 import shutil
 import signal
 import socket
-import ssl
 import subprocess
 import unittest
 
-from peers import KEY, RELEASED, Connection, RelayTest, needs_released
+from peers import KEY, RELEASED, Connection, RelayTest, TlsTest, needs_released
 
 NOBODY = 65534
 PTRACE_SEIZE = 0x4206  # attaches without stopping the process (ptrace(2))
@@ -90,7 +89,7 @@ def ways_into(process):
 
 @needs_released
 @unittest.skipIf(os.geteuid() != 0, "only root can run the relay as another user and read its memory")
-class Memory(RelayTest):
+class Memory(TlsTest):
     """As it is released, since sanitizers keep what was freed, and run by an ordinary user, whom the system binds."""
     scheme, step = "http", -25
 
@@ -100,18 +99,13 @@ class Memory(RelayTest):
         program = self.folder / "program"
         program.write_text(f'#!/bin/sh\ncd {self.folder}; chown -R {NOBODY} .; exec setpriv --reuid {NOBODY} ./relay "$@"')
         program.chmod(0o755)
-        self.identity = self.folder / "identity"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost", "-keyout",
-                        self.identity, "-out", self.identity], check=True, stderr=subprocess.DEVNULL)
         self.relay = self.start(f"{self.scheme}://localhost:{self.upstream.port}", program=program,
-                                environment={"SSL_CERT_FILE": str(self.identity)})
+                                environment={"SSL_CERT_FILE": str(self.own)})
 
     def accept(self):
         side = self.upstream.accept()
         if self.scheme == "https":
-            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-            context.load_cert_chain(self.identity)
-            side = Connection(context.wrap_socket(side.socket, server_side=True))
+            side.socket = self.context(self.own).wrap_socket(side.socket, server_side=True)
         return side
 
     def exchange(self, key, size):
