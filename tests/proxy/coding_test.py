@@ -2,7 +2,7 @@
 
 import subprocess
 
-from peers import RelayTest
+from peers import Connection, RelayTest
 
 TEXT = '{"model": "m", "input": "' + "word by word " * 9_000 + '"}'
 ZEROS = 64_000_000
@@ -21,11 +21,12 @@ def chunked(text, size=1000):
 
 class Zstd(RelayTest):
     def send(self, body, framing, pieces=1):
-        """A client that has sent such a request, and the upstream's side, where the head has been read."""
-        client = self.relay.client("POST /v1/a", "Content-Encoding: zstd", framing)
-        step = -(-len(body) // pieces)
-        for at in range(0, len(body), step):
-            client.send(body[at:at + step])
+        """A client that has sent such a request in so many pieces."""
+        client = Connection(self.relay.port)
+        request = self.relay.request("POST /v1/a", "Content-Encoding: zstd", framing, more=body)
+        step = -(-len(request) // pieces)
+        for at in range(0, len(request), step):
+            client.send(request[at:at + step])
         return client
 
     def test_reaches_the_upstream_decoded_and_framed_anew(self):
