@@ -14,8 +14,10 @@ struct Client {
   Client(EventLoop& loop, FileDescriptor connected);
 
   /// Whether its program has closed the connection, also when bytes that it sent before are still unread
-  /// here.
+  /// here. One that only sends no more (shutdown(2)) counts as gone too: no client of HTTP does that.
   bool hasGone() const noexcept;
+  /// Takes `count` bytes off the front of `pending`, and gives back what a large head or body has taken.
+  void dropPending(std::size_t count) noexcept;
 
   const std::optional<ConnectionEnds> ends;  ///< none of a connection that was gone at once
   PlainStream stream;

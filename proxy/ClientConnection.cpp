@@ -25,7 +25,7 @@ ClientConnection::ClientConnection(Services& shared, FileDescriptor connected)
       limit([this] { client.stream.socket().interrupt(); }) {}
 
 void ClientConnection::stopIfIdle() {
-  if (!currentExchange.filled()) client.stream.socket().interrupt();
+  if (!currentExchange.filled() && !answering) client.stream.socket().interrupt();
 }
 
 void ClientConnection::abort() {
@@ -40,8 +40,10 @@ Task<> ClientConnection::serve() {
     HeadResult head = beginHead();
     while (head == HeadResult::incomplete) head = readMore(co_await readSome(client.stream, services.block));
     limit.stop();
-    if (head == HeadResult::gone) co_return;
-    if (head == HeadResult::complete) {
+    if (head == HeadResult::gone) {
+      if (!services.stopping || aborted) co_return;
+      after = AfterResponse::close;  // its last response may still be on the way
+    } else if (head == HeadResult::complete) {
       after = co_await respond();
     } else {
       const bool large = head == HeadResult::tooLarge;
@@ -77,7 +79,7 @@ ClientConnection::HeadResult ClientConnection::readMore(const IoResult& got) {
 /// holds it until the next wait.
 ClientConnection::HeadResult ClientConnection::findHead() {
   if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
-    client.pending.erase(0, empty);
+    client.dropPending(empty);
     headSearched = 0;
   }
   const bool complete = mayBeWholeHead(client.pending, std::exchange(headSearched, client.pending.size()));
@@ -95,7 +97,7 @@ Task<AfterResponse> ClientConnection::respond() {
   } catch (const std::exception& exception) {
     own = refuse(services.request, RelayError::upstreamUnreachable, exception.what());
   }
-  client.pending.erase(0, headSize);
+  client.dropPending(headSize);
   if (!exchange) co_return co_await send(own);
   AfterResponse after = AfterResponse::reset;
   try {
@@ -168,10 +170,12 @@ ClientConnection::OwnResponse ClientConnection::reportHealth(const RequestHead& 
 }
 
 Task<AfterResponse> ClientConnection::send(const OwnResponse& response) {
+  answering = true;
   limit.start(services.timeouts.head);
   bool sent = client.sendBuffer.send(client.stream, {response.text});
   if (sent) sent = co_await client.sendBuffer.flush(client.stream, limit);
   limit.stop();
+  answering = false;
   if (!sent) co_return AfterResponse::reset;
   co_return response.close ? AfterResponse::close : AfterResponse::keep;
 }

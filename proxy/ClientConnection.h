@@ -29,7 +29,7 @@ class ClientConnection
   /// Answers with `error`, whatever is asked, and ends.
   Task<> turnAway(RelayError error);
 
-  /// Ends the connection unless a request is under way.
+  /// Ends the connection unless a request is being forwarded or answered.
   void stopIfIdle();
   /// Resets the connection, request or not. serve() may end within this call.
   void abort();
@@ -64,6 +64,7 @@ class ClientConnection
   std::size_t headSize = 0;
   std::size_t headSearched = 0;  ///< bytes of client.pending that are known to end no head
   bool headBegun = false;        ///< some of it has arrived
+  bool answering = false;        ///< a response of the relay's own is being sent
   bool aborted = false;
 };
 

@@ -14,6 +14,7 @@ Task<AfterResponse> Exchange::run() {
   AfterResponse after = state.failed() ? recordFailure() : finish();
   state.record.bytesIn = request.bodyBytes();
   state.record.bytesOut = response.bodyBytes();
+  state.record.total = state.elapsed();  // also where there is no memory for the error
   if (state.record.ending == Ending::refused) after = co_await sendError();
   state.silence.stop();
   state.record.total = state.elapsed();

@@ -1,6 +1,7 @@
 #include "proxy/RequestSide.h"
 
 #include "proxy/http/HeadRewriting.h"
+#include "proxy/loop/NextTurn.h"
 #include "proxy/upstream/Connector.h"
 
 namespace ferrin::proxy {
@@ -25,10 +26,11 @@ Task<> RequestSide::begin() {
   Client& client = state.client;
   const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
-  if (decoded && decodeFrom(client.pending)) decoded->appendFraming(head, body.complete());
+  if (decoded) client.dropPending(decode(client.pending));
+  if (decoded && !state.failed()) decoded->appendFraming(head, body.complete());
   const BodyFraming::Step buffered = decoded ? BodyFraming::Step{} : followBuffered();
   if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
-  client.pending.erase(0, buffered.belonging);  // also after a failure: the next request begins there
+  client.dropPending(buffered.belonging);  // also after a failure: the next request begins there
   head.clear();
   if (!state.failed()) state.phase = Phase::awaitingHead;
 }
@@ -68,7 +70,7 @@ bool RequestSide::send(std::string_view first, std::string_view bytes, const Bod
 /// Follows the part of the body that client.pending begins with.
 BodyFraming::Step RequestSide::followBuffered() {
   const auto step = body.follow(state.client.pending);
-  if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
+  if (!step.valid) state.fail(RelayError::malformedBody, malformedChunks);
   return step;
 }
 
@@ -106,7 +108,7 @@ Task<> RequestSide::forwardUntilEnd() {
     } else {
       const BodyFraming::Step buffered = followBuffered();
       if (state.failed() || !send("", state.client.pending, buffered)) co_return;
-      state.client.pending.erase(0, buffered.belonging);
+      state.client.dropPending(buffered.belonging);
     }
   }
   if (!state.failed()) clientWatch.start();
@@ -146,39 +148,36 @@ bool RequestSide::forward(const IoResult& got) {
   const std::string_view bytes(state.services.block.data(), got.bytes);
   const auto step = body.follow(bytes);
   state.client.pending.append(bytes.substr(step.belonging));
-  if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
+  if (!step.valid) state.fail(RelayError::malformedBody, malformedChunks);
   return step.valid && send("", bytes, step);
 }
 
-/// Takes the encoded content out of `bytes`, which are the client's next ones. False when their framing is
-/// broken.
-bool RequestSide::decodeFrom(std::string_view bytes) {
+/// Hands the encoded content of `bytes` to the decoder. Returns how many of them belong to the body.
+std::size_t RequestSide::decode(std::string_view bytes) {
   const auto step = body.follow(bytes, &decoded->input());
-  if (!step.valid) state.fail(RelayError::badRequest, malformedChunks);
-  if (bytes.data() == state.client.pending.data()) {
-    state.client.pending.erase(0, step.belonging);
-  } else {
-    state.client.pending.append(bytes.substr(step.belonging));
-  }
-  return step.valid;
+  if (!step.valid) state.fail(RelayError::malformedBody, malformedChunks);
+  return step.belonging;
 }
 
 Task<> RequestSide::forwardDecoded() {
   clientWatch.stop();
   for (;;) {
     if (!buffer.empty()) co_await forwardPending();
-    if (state.failed() || !buffer.empty()) co_return;
+    if (state.failed() || state.phase == Phase::over || !buffer.empty()) co_return;
     if (decodedWhole) break;
     const DecodedBody::Next next = decoded->next(state.services.block, body.complete());
-    if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::badRequest, brokenCoding);
+    if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::malformedBody, brokenCoding);
     if (next == DecodedBody::Next::needsInput) {
       const IoResult got = co_await receive();
-      if (!received(got) || !decodeFrom({state.services.block.data(), got.bytes})) co_return;
+      if (!received(got)) co_return;
+      const std::string_view bytes(state.services.block.data(), got.bytes);
+      state.client.pending.append(bytes.substr(decode(bytes)));
       continue;
     }
     const auto& [first, second, third] = decoded->pieces();
     if (!buffer.send(*state.upstream, {first, second, third})) co_return;
     decodedWhole = next == DecodedBody::Next::end;
+    co_await NextTurn(state.services.loop);
   }
   clientWatch.start();
 }

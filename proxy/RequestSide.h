@@ -47,7 +47,7 @@ class RequestSide {
   bool forward(const IoResult& got);
   Task<IoResult> receive();
   bool received(const IoResult& got);
-  bool decodeFrom(std::string_view bytes);
+  std::size_t decode(std::string_view bytes);
 
   ExchangeState& state;
   ClientWatch clientWatch;

@@ -92,8 +92,8 @@ void Server::accepted(FileDescriptor socket) noexcept {
 /// that another user's connections take no places.
 std::optional<RelayError> Server::refusalOf(PeerOwner owner) const noexcept {
   if (owner == PeerOwner::otherUser) return RelayError::forbiddenUser;
-  if (owner == PeerOwner::unknown || services.connections >= maxConnections)
-    return RelayError::tooManyConnections;
+  if (owner == PeerOwner::unknown) return RelayError::ownerUnknown;
+  if (services.connections >= maxConnections) return RelayError::tooManyConnections;
   return std::nullopt;
 }
 

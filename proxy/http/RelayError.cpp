@@ -21,6 +21,8 @@ struct Row {
 constexpr Row rows[] = {
     {RelayError::badRequest, 400, "Bad Request", "bad_request", "The relay could not read this request.",
      "speak http to it, not https"},
+    {RelayError::malformedBody, 400, "Bad Request", "bad_request", "The relay could not read this request.",
+     "mend the program that sent it"},
     {RelayError::forbiddenHost, 403, "Forbidden", "forbidden_host",
      "The relay answers only requests addressed to this computer.", "use http://127.0.0.1 with its port"},
     {RelayError::forbiddenOrigin, 403, "Forbidden", "forbidden_origin",
@@ -57,6 +59,9 @@ constexpr Row rows[] = {
      "save the key again in Ferrin Relay"},
     {RelayError::tooManyConnections, 503, "Service Unavailable", "too_many_connections",
      "The relay serves 1,024 connections at most.", "end programs that hold connections to it"},
+    {RelayError::ownerUnknown, 503, "Service Unavailable", "too_many_connections",
+     "The relay could not find out whose connection this is.",
+     "end programs that hold connections to it, or raise the limit of open files"},
     {RelayError::upstreamTimeout, 504, "Gateway Timeout", "upstream_timeout",
      "The provider did not answer in time.", "try again"},
 };

@@ -9,6 +9,7 @@ namespace ferrin::proxy {
 /// Each has a row in RelayError.cpp: status, code, texts.
 enum class RelayError {
   badRequest,
+  malformedBody,
   forbiddenHost,
   forbiddenOrigin,
   forbiddenUser,
@@ -26,6 +27,7 @@ enum class RelayError {
   upstreamAddressUnusable,
   apiKeyUnavailable,
   tooManyConnections,
+  ownerUnknown,
   upstreamTimeout,
 };
 

@@ -25,6 +25,7 @@ Listener::Listener(EventLoop& home, const boost::asio::ip::tcp::endpoint& endpoi
       socket(nonBlockingSocket(endpoint.protocol().family())),
       accepted(std::move(onAccepted)),
       failed(std::move(onFailed)) {
+  if (!socket.valid()) throw std::system_error(errno, std::generic_category());
   const int on = 1;
   setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (bind(socket.get(), endpoint.data(), static_cast<socklen_t>(endpoint.size())) != 0 ||

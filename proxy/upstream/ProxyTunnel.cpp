@@ -22,7 +22,8 @@ constexpr std::size_t maxTextBytes = 255;  // what one byte can count
 Task<> send(Stream& stream, const std::string& bytes) {
   SendBuffer buffer;
   Timer unlimited([] {});
-  const bool sent = buffer.send(stream, {bytes}) && co_await buffer.flush(stream, unlimited);
+  bool sent = buffer.send(stream, {bytes});
+  if (sent) sent = co_await buffer.flush(stream, unlimited);
   if (!sent) throw TunnelError(stream.problem());
 }
 

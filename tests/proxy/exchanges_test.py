@@ -5,7 +5,7 @@ import signal
 import socket
 import time
 
-from peers import OK, STREAM, Connection, RelayTest, surrounded
+from peers import OK, RELEASED, STREAM, Connection, RelayTest, surrounded
 
 MEGABYTES = 1_000_000
 LEAVING = (Connection.close, Connection.reset)
@@ -67,6 +67,20 @@ class Exchange(RelayTest):
             self.assertLess(sent, 40 * MEGABYTES)  # what the systems' own buffers hold, and no more
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
+
+    def test_a_stream_that_waits_keeps_nothing_of_its_requests_size(self):
+        relay, waiting = self.start(self.upstream.url, program=RELEASED), []
+        def grown_by(count, text):
+            before = relay.resident_bytes()
+            for _ in range(count):
+                client, side = relay.joined(self.upstream, "POST /v1/a", f"X: {text}", body=text)
+                side.read(len(text))
+                side.send(STREAM)
+                client.until()
+                waiting.append((client, side))
+            return relay.resident_bytes() - before
+        grown_by(20, 30_000 * "x")  # what all of them share
+        self.assertLess(grown_by(100, 30_000 * "x"), grown_by(100, "x") + 1_000_000)
 
     def test_what_arrived_while_the_relay_was_stopped_counts_before_any_limit(self):
         relay = self.start(self.upstream.url, timeout=2)

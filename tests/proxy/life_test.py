@@ -6,9 +6,11 @@ import os
 import pathlib
 import re
 import resource
+import select
 import shlex
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -77,6 +79,15 @@ class Stop(RelayTest):
         self.assertRaises(ConnectionRefusedError, Connection, self.relay.port)
         side.send("1\r\ny\r\n0\r\n\r\n")
         self.assertEqual(client.rest(), "1\r\ny\r\n0\r\n\r\n")
+        self.assertEqual(self.relay.process.wait(PATIENCE), 0)
+
+    def test_lets_answers_of_its_own_end_first_as_well(self):
+        client, sent = Connection(self.relay.port, room=4096), 0
+        requests = self.relay.request(HEALTH).encode() * 1000
+        while select.select([], [client.socket], [], 0.5)[1]:
+            sent += client.socket.send(requests[sent % len(requests):], socket.MSG_DONTWAIT)
+        self.relay.process.send_signal(signal.SIGQUIT)
+        self.assertTrue(client.rest().endswith("}"))
         self.assertEqual(self.relay.process.wait(PATIENCE), 0)
 
 
