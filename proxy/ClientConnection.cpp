@@ -75,7 +75,7 @@ ClientConnection::HeadResult ClientConnection::readMore(const IoResult& got) {
   return findHead();
 }
 
-/// Whether client.pending begins with a complete head. If so, its size is headSize, and services.request
+/// Whether client.pending begins with a complete head. If so, its size is headSize, and services.requestHead
 /// holds it until the next wait.
 ClientConnection::HeadResult ClientConnection::findHead() {
   if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
@@ -83,7 +83,7 @@ ClientConnection::HeadResult ClientConnection::findHead() {
     headSearched = 0;
   }
   const bool complete = mayBeWholeHead(client.pending, std::exchange(headSearched, client.pending.size()));
-  headSize = complete ? parseRequestHead(client.pending, services.request) : 0;
+  headSize = complete ? parseRequestHead(client.pending, services.requestHead) : 0;
   if (headSize == malformedHead) return HeadResult::malformed;
   if ((headSize == 0 ? client.pending.size() : headSize) > maxHeadBytes) return HeadResult::tooLarge;
   return headSize == 0 ? HeadResult::incomplete : HeadResult::complete;
@@ -93,15 +93,15 @@ Task<AfterResponse> ClientConnection::respond() {
   std::optional<Exchange> exchange;
   OwnResponse own;
   try {
-    own = decide(services.request, exchange);
+    own = decide(services.requestHead, exchange);
   } catch (const std::exception& exception) {
-    own = refuse(services.request, RelayError::upstreamUnreachable, exception.what());
+    own = refuse(services.requestHead, RelayError::upstreamUnreachable, exception.what());
   }
   client.dropPending(headSize);
   if (!exchange) co_return co_await send(own);
   AfterResponse after = AfterResponse::reset;
   try {
-    const CancellationSlot::Scope cancellable(currentExchange, [&exchange] { exchange->stop(); });
+    const CancellationSlot::Scope cancellable(currentExchange, [&exchange] { exchange->abort(); });
     after = co_await exchange->run();
   } catch (const std::exception&) {
     // The line tells the exchange's own failure; there was no memory to tell the client.

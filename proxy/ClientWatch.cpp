@@ -10,7 +10,7 @@ void ClientWatch::start() {
 
 void ClientWatch::startLater() { recheck.start(state.services.timeouts.recheck); }
 
-void ClientWatch::stop() {
+void ClientWatch::pause() {
   state.client.stream.socket().unwatchActivity();
   recheck.stop();
 }

@@ -4,10 +4,10 @@
 
 namespace ferrin::proxy {
 
-/// Ends an exchange when its client leaves while nobody reads from the client's connection. A client that
-/// closes normally is reported by its socket. But its end of stream can be held up by bytes that it sent
-/// before and that the relay does not read now: then the system is asked whether its socket still exists,
-/// from time to time.
+/// Ends an exchange when its client leaves while the exchange does not read from the client's connection. A
+/// client that closes normally is reported by its socket. But its end of stream can be held up by bytes that
+/// it sent before and that the relay does not read now: then the system is asked whether its socket still
+/// exists, from time to time.
 class ClientWatch {
  public:
   /// `shared` outlives this object.
@@ -17,8 +17,8 @@ class ClientWatch {
   void start();
   /// Watches from now on, beginning a moment later: for a pause in reading that is usually short.
   void startLater();
-  /// Somebody reads from the client again, or the exchange is over.
-  void stop();
+  /// Stops watching: the client is read from again, or the exchange is over.
+  void pause();
 
  private:
   void check() noexcept;

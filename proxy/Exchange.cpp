@@ -12,8 +12,8 @@ Task<AfterResponse> Exchange::run() {
   }
   co_await endRequest();
   AfterResponse after = state.failed() ? recordFailure() : finish();
-  state.record.bytesIn = request.bodyBytes();
-  state.record.bytesOut = response.bodyBytes();
+  state.record.bytesIn = requestSide.bodyBytes();
+  state.record.bytesOut = responseSide.bodyBytes();
   state.record.total = state.elapsed();  // also where there is no memory for the error
   if (state.record.ending == Ending::refused) after = co_await sendError();
   state.silence.stop();
@@ -24,16 +24,17 @@ Task<AfterResponse> Exchange::run() {
 /// The phases, one after the other, as far as nothing fails.
 Task<> Exchange::forward() {
   state.silence.start(state.services.timeouts.silence);
-  co_await request.begin();
-  if (!state.failed()) request.startBody();
-  if (!state.failed()) co_await response.forwardHeads();
-  if (state.phase == Phase::tunnelling) request.startTunnel();
-  if (!state.failed()) co_await response.forwardBody();
+  co_await requestSide.begin();
+  if (!state.failed()) requestSide.startBody();
+  if (!state.failed()) co_await responseSide.forwardHeads();
+  if (state.failed()) co_return;
+  if (state.phase == Phase::tunnelling) requestSide.startTunnel();
+  co_await responseSide.forwardBody();
 }
 
 Task<> Exchange::endRequest() {
   try {
-    co_await request.stop();
+    co_await requestSide.endForwarding();
   } catch (const std::exception& exception) {
     state.fail(exception);
   }
@@ -41,11 +42,11 @@ Task<> Exchange::endRequest() {
 
 /// Keeps of the two connections what can serve again.
 AfterResponse Exchange::finish() {
-  const bool whole = request.bodyComplete();
+  const bool whole = requestSide.bodyComplete();
   const bool isCurrent = state.route == state.services.routes.current();
-  if (isCurrent && whole && request.allSent() && response.leavesUpstreamReusable())
+  if (isCurrent && whole && requestSide.allSent() && responseSide.leavesUpstreamReusable())
     state.services.pool.keep(std::move(state.upstream));
-  return response.closesClient() || !whole ? AfterResponse::close : AfterResponse::keep;
+  return responseSide.closesClient() || !whole ? AfterResponse::close : AfterResponse::keep;
 }
 
 AfterResponse Exchange::recordFailure() {
@@ -55,7 +56,7 @@ AfterResponse Exchange::recordFailure() {
     record.ending = failure.ending;
     return AfterResponse::reset;
   }
-  record.ending = response.begun() ? Ending::truncated : Ending::refused;
+  record.ending = responseSide.begun() ? Ending::truncated : Ending::refused;
   record.cause = withRemedy(*failure.error, failure.cause);
   return AfterResponse::reset;
 }
@@ -63,13 +64,13 @@ AfterResponse Exchange::recordFailure() {
 /// Answers in the upstream's place, as nothing of its response has gone out.
 Task<AfterResponse> Exchange::sendError() {
   const RelayError error = *state.failure->error;
-  const bool close = !state.request.keepsConnection || !request.bodyComplete() || state.inputIsUncertain ||
+  const bool close = !state.traits.keepsConnection || !requestSide.bodyComplete() || state.inputIsUncertain ||
                      state.services.stopping;
   Client& client = state.client;
   state.record.status = statusOf(error);
   state.record.first = state.elapsed();
   state.silence.start(state.services.timeouts.silence);
-  const std::string text = relayResponse(error, close, state.request.headOnly);
+  const std::string text = relayResponse(error, close, state.traits.headOnly);
   bool sent = client.sendBuffer.send(client.stream, {text});
   if (sent) sent = co_await client.sendBuffer.flush(client.stream, state.silence);
   if (!sent) co_return AfterResponse::reset;

@@ -25,7 +25,7 @@ class Exchange {
   /// `key` are used only now. What belongs to the request's body is taken from the front of from.pending.
   Exchange(Services& shared, Client& from, const RequestHead& head, std::string_view target,
            std::string_view key)
-      : state(shared, from, head), request(state, head, target, key), response(state) {}
+      : state(shared, from, head), requestSide(state, head, target, key), responseSide(state) {}
 
   /// Carries the exchange out, whatever fails on the way: in the end the client has been sent a response, the
   /// relay's own error, or nothing if neither is possible. Throws only when a last resort fails too (no
@@ -33,7 +33,7 @@ class Exchange {
   Task<AfterResponse> run();
 
   /// Ends it early, as the relay stops. At any time during run(), which may end within this call.
-  void stop() { state.stop(); }
+  void abort() { state.relayStops(); }
 
   /// For the log; complete after run(), also when that threw.
   const ExchangeRecord& record() const { return state.record; }
@@ -46,8 +46,8 @@ class Exchange {
   Task<AfterResponse> sendError();
 
   ExchangeState state;
-  RequestSide request;
-  ResponseSide response;
+  RequestSide requestSide;
+  ResponseSide responseSide;
 };
 
 }  // namespace ferrin::proxy

@@ -17,8 +17,8 @@ RequestTraits::RequestTraits(const RequestHead& head)
 ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& head)
     : services(shared),
       client(from),
-      request(head),
-      route(shared.routeForNext(request.webSocket)),
+      traits(head),
+      route(shared.routeForNext(traits.webSocket)),
       started(shared.loop.timers().now()),
       silence([this] { silenceExpired(); }) {
   record.method = head.method;
@@ -47,7 +47,7 @@ void ExchangeState::end(Failure why) noexcept {
   if (!failure) failure = std::move(why);
   client.stream.socket().interrupt();
   if (upstream) upstream->socket().interrupt();
-  connecting.cancel();  // last, as it may resume the exchange at once
+  connectAttempt.cancel();  // last, as it may resume the exchange at once
 }
 
 void ExchangeState::fail(const std::exception& exception) noexcept {

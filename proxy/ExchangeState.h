@@ -57,23 +57,25 @@ struct ExchangeState {
   /// afterwards.
   void fail(RelayError error, std::string_view cause) noexcept;
   void clientHasGone() noexcept { end(Failure{{}, Ending::clientGone, {}}); }
-  void stop() noexcept { end(Failure{{}, Ending::stopped, {}}); }
+  void relayStops() noexcept { end(Failure{{}, Ending::stopped, {}}); }
   /// The same for an exception: out of memory, or no descriptor, say.
   void fail(const std::exception& exception) noexcept;
   bool failed() const { return failure.has_value(); }
+  /// Whether nothing more is to be forwarded: after a failure, and in the phase `over`.
+  bool ended() const { return failed() || phase == Phase::over; }
 
   std::chrono::milliseconds elapsed() const;
 
   Services& services;
   Client& client;
-  const RequestTraits request;
+  const RequestTraits traits;
   const std::shared_ptr<Route> route;
   const Clock::time_point started;
   ExchangeRecord record;
   Phase phase = Phase::connecting;
   bool awaitsBody = false;           ///< the request's body is being waited for, and not the upstream
   std::unique_ptr<Stream> upstream;  ///< none while connecting
-  CancellationSlot connecting;       ///< filled while connecting
+  CancellationSlot connectAttempt;   ///< filled while connecting
   std::optional<Failure> failure;
   bool inputIsUncertain =
       false;      ///< after an exception, it is not known where the client's next request begins

@@ -1,5 +1,7 @@
 #pragma once
-// The relay's size limits.
+// The relay's size limits that several files share. Others stand where they apply: maxHeadBytes in
+// http/Heads.h, the log's in LogFile.h, the key's in KeyFile.cpp, refused connections in Server.cpp, a
+// chunk's head and trailers in http/Framing.cpp.
 
 #include <cstddef>
 

@@ -32,7 +32,7 @@ off_t newerHalf(int file, off_t size) {
   return size;
 }
 
-/// Moves everything from offset `from` on to the front of the file. Needs no memory for it.
+/// Moves everything from offset `from` on to the front of the file, block by block.
 void moveToFront(int file, off_t from) {
   std::array<char, blockSize> block;
   off_t to = 0;
@@ -57,8 +57,8 @@ std::size_t writeAll(int descriptor, std::string_view bytes) {
   return written;
 }
 
-/// A pipe that nobody reads must not hold up the relay: what does not fit is dropped. This much fits, or
-/// nothing does (pipe(7)).
+/// A full pipe must not hold up the relay: what it does not take is dropped. Up to PIPE_BUF bytes are taken
+/// whole or not at all (pipe(7)).
 std::size_t writeWhileTaken(int descriptor, std::string_view bytes) {
   std::size_t written = 0;
   pollfd polled{descriptor, POLLOUT, 0};

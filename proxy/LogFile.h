@@ -15,8 +15,8 @@ class LogFile {
   /// Writes to `descriptor`, which stays the caller's.
   explicit LogFile(int descriptor) : output(descriptor) {}
 
-  /// Appends whole lines. What can't be written at once (a full disk, a pipe that is full or closed) is lost;
-  /// nobody could be told. The next line is a line of its own all the same.
+  /// Appends whole lines. What can't be written at once (a full disk, a pipe that is full or closed) is lost.
+  /// After a line that was cut off, the next one begins with a line feed.
   void write(std::string_view lines) noexcept;
 
  private:

@@ -16,7 +16,7 @@ constexpr std::string_view brokenCoding = "the body is not what its coding, zstd
 RequestSide::RequestSide(ExchangeState& shared, const RequestHead& requestHead, std::string_view target,
                          std::string_view key)
     : state(shared), clientWatch(shared), body(BodyFraming::ofRequest(requestHead)) {
-  appendUpstreamHead(head, requestHead, state.route->addressing, target, key);
+  appendUpstreamHead(upstreamHead, requestHead, state.route->addressing, target, key);
   if (hasZstdBody(requestHead)) decoded.emplace();
 }
 
@@ -24,26 +24,26 @@ Task<> RequestSide::begin() {
   clientWatch.start();
   state.record.via = state.route->via();
   Client& client = state.client;
-  const bool awaitsGoAhead = state.request.expectsContinue && !body.complete() && client.pending.empty();
+  const bool awaitsGoAhead = state.traits.expectsContinue && !body.complete() && client.pending.empty();
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
   if (decoded) client.dropPending(decode(client.pending));
-  if (decoded && !state.failed()) decoded->appendFraming(head, body.complete());
+  if (decoded && !state.failed()) decoded->appendFraming(upstreamHead, body.complete());
   const BodyFraming::Step buffered = decoded ? BodyFraming::Step{} : followBuffered();
   if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
   client.dropPending(buffered.belonging);  // also after a failure: the next request begins there
-  head.clear();
+  upstreamHead.clear();
   if (!state.failed()) state.phase = Phase::awaitingHead;
 }
 
 /// False when there is no kept connection, or when one takes nothing because it has died since: only then is
 /// a new one tried, as a request is never sent twice.
 bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
-  if (state.request.webSocket) return false;  // the end of a kept connection would look like a refusal
+  if (state.traits.webSocket) return false;  // the end of a kept connection would look like a refusal
   state.upstream = state.services.pool.take();
   if (!state.upstream) return false;
   state.record.upstream = UpstreamUse::reused;
-  const bool sent = send(head, state.client.pending, buffered);
-  if (!sent && !buffer.anyTaken()) return false;
+  const bool sent = send(upstreamHead, state.client.pending, buffered);
+  if (!sent && !buffer.mayHaveBeenTaken()) return false;
   if (!sent) state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   return true;
 }
@@ -51,20 +51,21 @@ bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
 Task<> RequestSide::sendOverNew(const BodyFraming::Step& buffered) {
   Services& services = state.services;
   Connector attempt(services.loop, services.timeouts.upstream, *state.route, services.tls);
-  const CancellationSlot::Scope cancellable(state.connecting, [&attempt] { attempt.cancel(); });
+  const CancellationSlot::Scope cancellable(state.connectAttempt, [&attempt] { attempt.cancel(); });
   Connected connected = co_await attempt.open();
   state.upstream = std::move(connected.stream);
   state.record.upstream = UpstreamUse::fresh;
   if (!state.upstream) {
     state.fail(connected.error, "connect: " + connected.problem);
-  } else if (!state.failed() && !send(head, state.client.pending, buffered)) {
+  } else if (!state.failed() && !send(upstreamHead, state.client.pending, buffered)) {
     state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   }
 }
 
 /// Sends `first`, and of `bytes` what passes on.
 bool RequestSide::send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step) {
-  return buffer.send(*state.upstream, {first, bytes.substr(0, step.passing), step.endsLine ? "\r\n" : ""});
+  return buffer.send(*state.upstream,
+                     {first, bytes.substr(0, step.passing), step.endsTrailers ? "\r\n" : ""});
 }
 
 /// Follows the part of the body that client.pending begins with.
@@ -97,8 +98,8 @@ Task<> RequestSide::forwardBody() {
 }
 
 Task<> RequestSide::forwardUntilEnd() {
-  clientWatch.stop();
-  while (!state.failed() && state.phase != Phase::over) {
+  clientWatch.pause();
+  while (!state.ended()) {
     if (!buffer.empty()) co_await forwardPending();
     if (state.failed() || !buffer.empty()) co_return;
     if (body.complete()) break;
@@ -119,7 +120,7 @@ Task<> RequestSide::forwardUntilEnd() {
 Task<> RequestSide::forwardPending() {
   clientWatch.startLater();
   co_await buffer.flush(*state.upstream, state.silence);
-  clientWatch.stop();
+  clientWatch.pause();
 }
 
 /// Reads from the client into the shared block.
@@ -160,10 +161,10 @@ std::size_t RequestSide::decode(std::string_view bytes) {
 }
 
 Task<> RequestSide::forwardDecoded() {
-  clientWatch.stop();
+  clientWatch.pause();
   for (;;) {
     if (!buffer.empty()) co_await forwardPending();
-    if (state.failed() || state.phase == Phase::over || !buffer.empty()) co_return;
+    if (state.ended() || !buffer.empty()) co_return;
     if (decodedWhole) break;
     const DecodedBody::Next next = decoded->next(state.services.block, body.complete());
     if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::malformedBody, brokenCoding);
@@ -182,15 +183,15 @@ Task<> RequestSide::forwardDecoded() {
   clientWatch.start();
 }
 
-Task<> RequestSide::stop() {
-  clientWatch.stop();
+Task<> RequestSide::endForwarding() {
+  clientWatch.pause();
   if (!forwarding.started()) co_return;
   if (forwarding.running()) {
     state.client.stream.socket().interrupt();
     state.upstream->socket().interrupt();
   }
   co_await forwarding.join();
-  clientWatch.stop();
+  clientWatch.pause();  // forwarding may have started it again at its end
 }
 
 }  // namespace ferrin::proxy

@@ -26,8 +26,8 @@ class RequestSide {
   void startBody();
   /// Starts to forward everything that the client sends.
   void startTunnel();
-  /// Ends forwarding and watching; waits until that is done.
-  Task<> stop();
+  /// Ends forwarding and the watch of the client; waits until that is done.
+  Task<> endForwarding();
 
   /// Whether the whole request has been read from the client.
   bool bodyComplete() const { return body.complete(); }
@@ -51,7 +51,7 @@ class RequestSide {
 
   ExchangeState& state;
   ClientWatch clientWatch;
-  SecretString head;  ///< for the upstream, key included; empty once it is sent
+  SecretString upstreamHead;  ///< for the upstream, key included; empty once it is sent
   BodyFraming body;
   std::optional<DecodedBody> decoded;  ///< the body, where it is decoded on its way
   bool decodedWhole = false;

@@ -14,7 +14,7 @@ bool passesToWebSocketClient(int status) { return status == 401 || status == 403
 
 Task<> ResponseSide::forwardHeads() {
   Timer answerLimit([this] { webSocketUnanswered("WebSocket got no answer within 5 s"); });
-  if (state.request.webSocket) answerLimit.start(state.services.timeouts.webSocket);
+  if (state.traits.webSocket) answerLimit.start(state.services.timeouts.webSocket);
   while (!state.failed() && !begun()) {
     if (!state.client.sendBuffer.empty()) co_await flush();
     if (!state.failed()) takeBytes(co_await readSome(*state.upstream, state.services.block));
@@ -35,7 +35,7 @@ void ResponseSide::takeBytes(const IoResult& got) {
   if (got.status != IoStatus::moved) {
     const bool closed = got.status == IoStatus::end;
     const std::string cause = closed ? "closed before a response" : "receive: " + state.upstream->problem();
-    if (state.request.webSocket) return webSocketUnanswered("WebSocket: " + cause);
+    if (state.traits.webSocket) return webSocketUnanswered("WebSocket: " + cause);
     return state.fail(RelayError::upstreamClosed, cause);
   }
   state.silence.restart();
@@ -49,7 +49,7 @@ void ResponseSide::takeBytes(const IoResult& got) {
 void ResponseSide::takeHeads(std::string_view bytes, std::size_t searched) {
   while (!state.failed() && !begun()) {
     const bool complete = mayBeWholeHead(bytes, std::exchange(searched, 0));
-    const std::size_t size = complete ? parseResponseHead(bytes, state.services.response) : 0;
+    const std::size_t size = complete ? parseResponseHead(bytes, state.services.responseHead) : 0;
     if (size == malformedHead)
       return state.fail(RelayError::upstreamInvalid, "the response's head is malformed");
     if ((size == 0 ? bytes.size() : size) > maxHeadBytes)
@@ -59,25 +59,25 @@ void ResponseSide::takeHeads(std::string_view bytes, std::size_t searched) {
       return;
     }
     bytes.remove_prefix(size);
-    takeHead(state.services.response, bytes);
+    takeHead(state.services.responseHead, bytes);
   }
 }
 
 void ResponseSide::takeHead(const ResponseHead& head, std::string_view rest) {
-  if (head.status == 101 && state.request.webSocket) return beginTunnel(head, rest);
-  if (head.status >= 200) return begin(head, rest);
+  if (head.status == 101 && state.traits.webSocket) return takeSwitchingHead(head, rest);
+  if (head.status >= 200) return takeFinalHead(head, rest);
   if (head.status == 101)
     return state.fail(RelayError::upstreamInvalid, "the upstream switched protocols unasked");
-  if (state.request.version == 10) return;  // which has no informational responses (RFC 9110, section 15.2)
-  std::string& out = state.services.head;
+  if (state.traits.version == 10) return;  // which has no informational responses (RFC 9110, section 15.2)
+  std::string& out = state.services.clientHead;
   out.clear();
   appendInformationalHead(out, head);
   send({out});
 }
 
-void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
-  const RequestTraits& request = state.request;
-  if (request.webSocket && !passesToWebSocketClient(head.status)) {
+void ResponseSide::takeFinalHead(const ResponseHead& head, std::string_view rest) {
+  const RequestTraits& traits = state.traits;
+  if (traits.webSocket && !passesToWebSocketClient(head.status)) {
     return state.fail(RelayError::upgradeRequired,
                       "WebSocket answered with status " + std::to_string(head.status));
   }
@@ -85,27 +85,27 @@ void ResponseSide::begin(const ResponseHead& head, std::string_view rest) {
     return state.fail(RelayError::proxyLoginRefused,
                       "proxy " + state.route->proxy->name + ": refused with status 407");
   }
-  body = BodyFraming::ofResponse(head, request.headOnly ? "HEAD" : "");
-  form = bodyForm(body->kind(), request.version);
-  upstreamReusable = head.version == 11 && !head.connectionHas("close") && !request.webSocket;
-  closesAfterwards = !request.keepsConnection || state.services.stopping;
+  body = BodyFraming::ofResponse(head, traits.headOnly ? "HEAD" : "");
+  form = bodyForm(body->kind(), traits.version);
+  upstreamReusable = head.version == 11 && !head.connectionHas("close") && !traits.webSocket;
+  closesAfterwards = !traits.keepsConnection || state.services.stopping;
   state.phase = Phase::responding;
   state.record.status = head.status;
   state.record.cause = explanationOf(head.status, state.record.path);
   state.record.first = state.elapsed();
-  std::string& out = state.services.head;
+  std::string& out = state.services.clientHead;
   out.clear();
-  appendClientHead(out, head, form, request.version, closesAfterwards);
+  appendClientHead(out, head, form, traits.version, closesAfterwards);
   forward(rest, out);
 }
 
-void ResponseSide::beginTunnel(const ResponseHead& head, std::string_view rest) {
+void ResponseSide::takeSwitchingHead(const ResponseHead& head, std::string_view rest) {
   body = BodyFraming::tunnel();
   closesAfterwards = true;
   state.phase = Phase::tunnelling;
   state.record.status = head.status;
   state.record.first = state.elapsed();
-  std::string& out = state.services.head;
+  std::string& out = state.services.clientHead;
   out.clear();
   appendInformationalHead(out, head);
   forward(rest, out);
@@ -122,7 +122,7 @@ void ResponseSide::forward(std::string_view bytes, std::string_view head) {
   } else if (form == BodyForm::chunked && !own.empty()) {
     send({head, chunkHeadOf(own.size()), own, "\r\n"});
   } else {
-    send({head, own, step.endsLine ? "\r\n" : ""});
+    send({head, own, step.endsTrailers ? "\r\n" : ""});
   }
   if (!step.valid) state.fail(RelayError::upstreamInvalid, "the response's chunks are malformed");
 }
@@ -139,7 +139,7 @@ Task<> ResponseSide::flush() {
 Task<> ResponseSide::forwardBody() {
   while (!state.failed()) {
     if (!state.client.sendBuffer.empty()) co_await flush();
-    if (state.failed() || state.phase == Phase::over) break;
+    if (state.ended()) break;
     if (body->complete()) {
       state.phase = Phase::over;
       break;
@@ -156,7 +156,7 @@ Task<> ResponseSide::forwardBody() {
 
 /// The upstream's connection gave no bytes.
 void ResponseSide::upstreamEnded(const IoResult& got) {
-  if (state.failed() || state.phase == Phase::over) return;
+  if (state.ended()) return;
   upstreamReusable = false;
   if (state.phase == Phase::tunnelling && got.status == IoStatus::end) {
     state.phase = Phase::over;

@@ -39,8 +39,8 @@ class ResponseSide {
   void takeBytes(const IoResult& got);
   void takeHeads(std::string_view bytes, std::size_t searched);
   void takeHead(const ResponseHead& head, std::string_view rest);
-  void begin(const ResponseHead& head, std::string_view rest);
-  void beginTunnel(const ResponseHead& head, std::string_view rest);
+  void takeFinalHead(const ResponseHead& head, std::string_view rest);
+  void takeSwitchingHead(const ResponseHead& head, std::string_view rest);
   void forward(std::string_view bytes, std::string_view head);
   void send(std::initializer_list<std::string_view> pieces);
   Task<> flush();

@@ -126,8 +126,8 @@ Detached Server::run(FileDescriptor socket, std::optional<RelayError> refused) {
       co_await connection.serve();
     }
   } catch (const std::exception& exception) {
-    services.log.note("closed a connection early, for the reason that follows");
-    services.log.note(exception.what());
+    services.log.note("closed a connection early; the next line is the reason");
+    services.log.note(exception.what());  // a line of its own, as joining them takes memory
   }
   --count;
   stopLoopIfDone();

@@ -76,9 +76,9 @@ struct Services {
   // Scratch memory, shared by all coroutines: valid from being filled to the next co_await, and not across a
   // call that may resume another coroutine.
   std::array<char, blockBytes> block{};  ///< what was read last, from any stream
-  RequestHead request;                   ///< the request head that was parsed last
-  ResponseHead response;                 ///< the response head that was parsed last
-  std::string head;                      ///< the head that is being written for a client
+  RequestHead requestHead;               ///< the request head that was parsed last
+  ResponseHead responseHead;             ///< the response head that was parsed last
+  std::string clientHead;                ///< the head that is being written for a client
 
  private:
   std::string_view lastKey;

@@ -20,11 +20,12 @@ struct Timeouts {
         upstream(timers) {}
 
   TimerQueue silence;     ///< no byte in either direction of an exchange
-  TimerQueue head;        ///< from a request head's first byte to its last
+  TimerQueue head;        ///< from a request head's first byte to its last; for the relay's own responses
   TimerQueue idleClient;  ///< a client's connection between requests
-  TimerQueue recheck;     ///< between checks whether a client whose bytes wait unread is still there
+  TimerQueue recheck;     ///< between checks whether a client whose bytes wait unread is still there, or
+                          ///< whether connections can be accepted again
   TimerQueue logDelay;    ///< before the lines of exchanges are written, many at once
-  TimerQueue linger;      ///< for reading on after an early response, so that a reset does not overtake it
+  TimerQueue linger;      ///< for reading on after the last response, so that no reset overtakes it
   TimerQueue webSocket;   ///< for the upstream to answer a WebSocket request at all
   UpstreamTimeouts upstream;
 };

@@ -29,7 +29,7 @@ class BodyFraming {
   struct Step {
     std::size_t belonging;  ///< this many bytes at the front are the message's
     std::size_t passing;    ///< this many bytes at the front are passed on
-    bool endsLine;          ///< an empty line is to follow them, in place of a trailer section
+    bool endsTrailers;      ///< the trailer section ends here: an empty line is sent in its place
     bool valid;             ///< false: the framing is broken after the bytes that belong
   };
   /// Follows the next bytes; with `payload`, appends what they carry without the framing.

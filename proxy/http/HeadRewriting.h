@@ -1,6 +1,6 @@
 #pragma once
-// Writes the heads that the relay sends. Fields that concern one connection, and everything that tells who
-// the client is, stop here; all others pass unchanged and in order.
+// Writes the heads that the relay sends. Fields that concern one connection, credentials and account marks
+// are left out; all others pass unchanged and in order. Which they are is the table of Fields.cpp.
 
 #include <string>
 #include <string_view>

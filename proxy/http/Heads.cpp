@@ -40,8 +40,8 @@ bool isOf(char byte, std::uint8_t wanted) {
   return (byteClasses[static_cast<unsigned char>(byte)] & wanted) != 0;
 }
 
-/// Goes through a head from its first byte on. What it can't take leaves it where it is, or at the end if
-/// that came too early to tell.
+/// A position in a head. Each take function moves it past what it names; where that does not match, the
+/// position stays at the first byte that differs, or at the end where more bytes are needed to tell.
 class Cursor {
  public:
   explicit Cursor(std::string_view text) : begin(text.data()), at(begin), end(begin + text.size()) {}
@@ -81,7 +81,7 @@ class Cursor {
 };
 
 bool takeStartLine(Cursor& cursor, RequestHead& into) {
-  if (cursor.take('\r')) return false;  // of an empty line to be skipped, if it is all there is so far
+  if (cursor.take('\r')) return false;  // an empty line's, which the caller skips once it is complete
   into.method = cursor.takeAll(inName);
   if (into.method.empty() || !cursor.take(' ')) return false;
   into.target = cursor.takeAll(inTarget);

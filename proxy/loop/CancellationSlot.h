@@ -5,7 +5,7 @@
 
 namespace ferrin::proxy {
 
-/// Holds the way to end what one coroutine waits for at the moment, so that somebody else can end that wait.
+/// Holds the way to end what one coroutine waits for at the moment, so that other code can end that wait.
 class CancellationSlot {
  public:
   /// Fills the slot for as long as it lives; leaving its scope, also by an exception, empties the slot. One
@@ -23,6 +23,7 @@ class CancellationSlot {
     CancellationSlot& slot;
   };
 
+  /// Whether there is a wait to end. False again once cancel() was called, even while the Scope still exists.
   bool filled() const { return cancelWait != nullptr; }
   /// Ends the wait, if there is one; ends the same wait only once. May resume the coroutine within this call.
   void cancel() {

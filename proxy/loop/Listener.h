@@ -7,8 +7,8 @@
 
 namespace ferrin::proxy {
 
-/// A listening socket that accepts one connection per turn of the event loop, so that the others are served
-/// meanwhile.
+/// A listening socket. Accepts one connection per turn of the event loop, so that connections that are open
+/// already are served in between.
 class Listener : private EventHandler, private DeferredCall {
  public:
   /// `accepted` gets each connection, non-blocking and close-on-exec. `failed` gets the reason, an errno

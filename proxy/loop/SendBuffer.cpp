@@ -7,10 +7,10 @@ namespace ferrin::proxy {
 bool SendBuffer::send(Stream& stream, std::initializer_list<std::string_view> pieces) {
   IoResult result{IoStatus::blocked};
   if (kept.empty()) result = stream.write(std::span(pieces.begin(), pieces.size()));
-  taken = taken || result.bytes > 0;
+  maybeTaken = maybeTaken || result.bytes > 0;
   if (result.status == IoStatus::failed) return false;
   // A TLS record that is blocked may have gone in part, so only a clean failure counts as nothing taken.
-  taken = true;
+  maybeTaken = true;
   std::size_t sent = result.bytes;
   for (const std::string_view piece : pieces) {
     const std::size_t skipped = std::min(sent, piece.size());

@@ -23,12 +23,12 @@ class SendBuffer {
   /// goes on after it.
   Task<bool> flush(Stream& stream, Timer& silence);
   /// Whether any byte may have been taken since this object was made.
-  bool anyTaken() const { return taken; }
+  bool mayHaveBeenTaken() const { return maybeTaken; }
 
  private:
   SecretString kept;
   std::size_t gone = 0;  ///< bytes at the front of `kept` that have been taken
-  bool taken = false;
+  bool maybeTaken = false;
 };
 
 }  // namespace ferrin::proxy

@@ -156,7 +156,7 @@ struct Detached {
 /// A second coroutine beside the one that owns this object. Destroying this object cancels it.
 class SideTask {
  public:
-  /// Runs `task` up to its first wait. Once.
+  /// Runs `task` up to its first wait. Again only when the task before it has ended.
   void start(Task<> task) {
     side.emplace(std::move(task));
     side->coroutine.resume();
@@ -165,7 +165,7 @@ class SideTask {
   /// Whether it has started and not ended.
   bool running() const { return started() && !side->coroutine.done(); }
 
-  /// Waits until it has ended, and rethrows what it threw. Only after start(), and once.
+  /// Waits until it has ended, and rethrows what it threw. Once after each start().
   auto join() {
     struct Awaiter {
       explicit Awaiter(Task<>& awaited) : task(awaited) {}

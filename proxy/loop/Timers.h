@@ -63,10 +63,11 @@ class TimerService {
   std::vector<TimerQueue*> queues;
 };
 
-/// All timers of one duration.
+/// All timers of one duration. The service keeps a pointer to it: no queue is destroyed while the event loop
+/// still runs.
 class TimerQueue {
  public:
-  /// `service` outlives the queue, and the queue its timers.
+  /// `service` outlives the queue, and the queue its timers. Throws std::bad_alloc.
   TimerQueue(TimerService& service, std::chrono::milliseconds timerDuration);
   TimerQueue(const TimerQueue&) = delete;
   TimerQueue& operator=(const TimerQueue&) = delete;

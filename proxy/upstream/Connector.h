@@ -51,7 +51,7 @@ class Connector {
   CancellationSlot currentWait;
   bool cancelled = false;
   bool timedOut = false;
-  bool atProxy = false;  ///< what goes wrong now is the proxy's fault
+  bool atProxy = false;  ///< failures now are the proxy's, and named so
 };
 
 }  // namespace ferrin::proxy

@@ -32,8 +32,8 @@ class NameLookups {
   ~NameLookups();
 
   class Wait;
-  /// Waits for the result of a look-up that begins now or began a moment ago. Without one when `wait` was
-  /// cancelled. Throws std::bad_alloc.
+  /// Waits for the result of a look-up that begins now or began a moment ago. The result is empty when `wait`
+  /// was cancelled. Throws std::bad_alloc.
   Task<Found> find(Wait& wait);
 
  private:

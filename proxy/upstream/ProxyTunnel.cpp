@@ -17,7 +17,7 @@ using namespace std::string_literals;
 constexpr char version = 5;
 constexpr char noLogin = 0;  // section 3
 constexpr char withPassword = 2;
-constexpr std::size_t maxTextBytes = 255;  // what one byte can count
+constexpr std::size_t maxTextBytes = 255;  // as its length is one byte
 
 Task<> send(Stream& stream, const std::string& bytes) {
   SendBuffer buffer;
@@ -120,7 +120,8 @@ Task<> socksConnect(Stream& stream, const Proxy& proxy, const std::string& host,
   const std::string reply = co_await receive(stream, 2);
   if (reply[0] != version) throw TunnelError("did not answer as a SOCKS 5 proxy does");
   if (reply[1] != 0) throw TunnelError(socksProblem(reply[1]), RelayError::proxyRefused);
-  const std::string own = co_await receive(stream, 3);  // up to the first byte of the address that it uses
+  const std::string own =
+      co_await receive(stream, 3);  // reserved, kind and first byte of the proxy's own address
   const std::size_t nameBytes = static_cast<unsigned char>(own[2]) + std::size_t{1};
   const std::size_t addressBytes = own[1] == 1 ? 4 : own[1] == 4 ? 16 : nameBytes;
   co_await receive(stream, addressBytes - 1 + sizeof port);

@@ -14,7 +14,7 @@
 
 namespace ferrin::proxy {
 
-/// A host that connections are made to, or its name looked up for the proxy's sake.
+/// A host, and the look-ups of its name.
 struct Place {
   Place(EventLoop& loop, const std::string& hostName, std::uint16_t hostPort)
       : host(hostName),
@@ -26,7 +26,7 @@ struct Place {
   NameLookups lookups;
 };
 
-/// What all connections to one upstream have in common. On the loop's thread.
+/// The way to one upstream, decided once when the relay starts. On the loop's thread.
 class Route {
  public:
   /// `url` outlives this object.
@@ -34,15 +34,16 @@ class Route {
 
   const UpstreamURL& upstream;
   std::optional<Proxy> proxy;
-  std::string problem;  ///< why there is no way to the upstream at all; usually empty
+  std::string problem;  ///< why the proxy that is set can't be used; else empty
   Place destination;
   Addressing addressing;  ///< of the requests' heads
 
   /// Where connections are made to: the proxy, or the upstream itself.
   Place& firstHop() { return proxyPlace ? *proxyPlace : destination; }
-  /// Whether the proxy has to be asked for a tunnel first. Else it is sent the requests themselves.
+  /// Whether the proxy is asked for a tunnel first.
   bool tunnels() const { return proxy && !asksProxy(); }
-  /// Whether the proxy reads the requests, and answers some of them itself.
+  /// Whether requests are sent to the proxy in absolute form, which may answer them itself: an HTTP proxy
+  /// for an http:// upstream.
   bool asksProxy() const { return proxy && proxy->kind == Proxy::Kind::http && !upstream.secure; }
   /// The proxy for the log; empty where there is none.
   std::string_view via() const { return proxy ? std::string_view(proxy->name) : ""; }
