@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 #include <system_error>
 
 namespace ferrin::proxy {
@@ -28,6 +29,18 @@ bool fitsAField(std::string_view key) {
     return value < 0x20 || value == 0x7F;
   });
 }
+
+/// Wipes a block when its scope is left, also by an exception.
+class Wiped {
+ public:
+  Wiped(char* block, std::size_t size) : bytes(block, size) {}
+  Wiped(const Wiped&) = delete;
+  Wiped& operator=(const Wiped&) = delete;
+  ~Wiped() { wipe(bytes.data(), bytes.size()); }
+
+ private:
+  const std::span<char> bytes;
+};
 
 }  // namespace
 
@@ -54,8 +67,8 @@ void KeyFile::read(const FileVersion& now) {
     trouble = file.string() + ": " + std::generic_category().message(error);
     return;
   }
+  const Wiped afterwards(content.data(), static_cast<std::size_t>(count));
   use({content.data(), static_cast<std::size_t>(count)});
-  wipe(content.data(), static_cast<std::size_t>(count));
   if (isSettled(now)) held = now;
 }
 

@@ -108,6 +108,12 @@ Task<Connected> Connector::tunnel(Stream& proxySide) {
   co_return result;
 }
 
+Task<> Connector::rootsRead() {
+  TlsContext::Wait wait(tls);
+  const CancellationSlot::Scope cancellable(currentWait, [&wait] { wait.cancel(); });
+  co_await tls.ready(wait);
+}
+
 Task<Connected> Connector::secure(FileDescriptor socket) {
   Connected result;
   try {
@@ -115,11 +121,12 @@ Task<Connected> Connector::secure(FileDescriptor socket) {
       result.stream = std::make_unique<PlainStream>(loop, std::move(socket));
       co_return result;
     }
-    co_await tls.ready();
+    co_await rootsRead();
+    if (cancelled) co_return result;
     auto stream = std::make_unique<TlsStream>(loop, std::move(socket), tls, route.upstream.host);
     const TlsContext::Handshake counted(tls);
     const CancellationSlot::Scope cancellable(currentWait, [&stream] { stream->socket().interrupt(); });
-    if (!cancelled) result.problem = co_await stream->handshake();
+    result.problem = co_await stream->handshake();
     if (result.problem.empty()) result.stream = std::move(stream);
   } catch (const std::exception& error) {
     result.problem = error.what();

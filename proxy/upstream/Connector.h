@@ -41,6 +41,7 @@ class Connector {
   Task<FileDescriptor> raced(AddressRace& race);
   Task<Connected> begin(FileDescriptor socket, Timer& limit);
   Task<Connected> tunnel(Stream& proxySide);
+  Task<> rootsRead();
   Task<Connected> secure(FileDescriptor socket);
   void explain(Connected& result) const;
 

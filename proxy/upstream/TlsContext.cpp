@@ -109,17 +109,13 @@ void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string 
     SSL_CTX_set_app_data(settings.get(), this);
     SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
   }
-  while (!waiting.empty()) {
-    Loaded& waiter = waiting.front();
-    waiter.unlink();
-    waiter.resume();
-  }
+  while (!waiting.empty()) waiting.front().resume();
 }
 
-Task<> TlsContext::ready() {
+Task<> TlsContext::ready(Wait& wait) {
   if (!settings || read != rootVersions()) load();
-  co_await Loaded(*this);
-  if (!settings) throw std::runtime_error(failure);
+  co_await wait;
+  if (!settings && !loading) throw std::runtime_error(failure);
 }
 
 TlsContext::Handshake::~Handshake() {

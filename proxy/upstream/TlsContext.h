@@ -40,9 +40,37 @@ class TlsContext {
   /// Starts to read the roots, if they are not being read. Throws std::system_error when the system has no
   /// thread left.
   void load();
-  /// Waits until the roots have been read as they are now: again when their files have changed. Throws
-  /// std::runtime_error when they can't be.
-  Task<> ready();
+  /// One coroutine's wait for the roots. Forgotten when destroyed.
+  class Wait
+      : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
+   public:
+    explicit Wait(TlsContext& shared) : context(shared) {}
+    /// Ends ready() within this call, if it waits.
+    void cancel() {
+      if (is_linked()) resume();
+    }
+
+    bool await_ready() const { return !context.loading; }
+    void await_suspend(std::coroutine_handle<> waiter) {
+      coroutine = waiter;
+      context.waiting.push_back(*this);
+    }
+    void await_resume() const {}
+
+   private:
+    friend class TlsContext;
+    void resume() {
+      unlink();
+      coroutine.resume();
+    }
+
+    TlsContext& context;
+    std::coroutine_handle<> coroutine;
+  };
+  /// Waits until the roots have been read as they are now: again when their files have changed. Returns at
+  /// once when `wait` is cancelled; connection() must not be called then. Throws std::runtime_error when the
+  /// roots can't be read.
+  Task<> ready(Wait& wait);
 
   /// A client's side for `host`, on `socket`, which outlives it. The certificate is verified for the host, be
   /// that a name or an address. Only after ready(). Throws std::runtime_error.
@@ -62,24 +90,6 @@ class TlsContext {
   };
 
  private:
-  /// One coroutine's wait for the roots. Forgotten when destroyed.
-  class Loaded
-      : public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>> {
-   public:
-    explicit Loaded(TlsContext& shared) : context(shared) {}
-    bool await_ready() const { return !context.loading; }
-    void await_suspend(std::coroutine_handle<> waiter) {
-      coroutine = waiter;
-      context.waiting.push_back(*this);
-    }
-    void await_resume() const {}
-    void resume() { coroutine.resume(); }
-
-   private:
-    TlsContext& context;
-    std::coroutine_handle<> coroutine;
-  };
-
   using RootVersions = std::vector<std::optional<FileVersion>>;
 
   RootVersions rootVersions() const;
@@ -93,7 +103,7 @@ class TlsContext {
   std::unique_ptr<SSL_CTX, FreeTls> settings;
   std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
   std::string failure;
-  boost::intrusive::list<Loaded, boost::intrusive::constant_time_size<false>> waiting;
+  boost::intrusive::list<Wait, boost::intrusive::constant_time_size<false>> waiting;
   std::thread loader;
   int handshakes = 0;       ///< under way
   int handshakesEnded = 0;  ///< since memory was last given back

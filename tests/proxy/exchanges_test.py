@@ -5,7 +5,7 @@ import signal
 import socket
 import time
 
-from peers import OK, RELEASED, STREAM, Connection, RelayTest, surrounded
+from peers import OK, RELEASED, STREAM, Connection, RelayTest, needs_released, surrounded
 
 MEGABYTES = 1_000_000
 LEAVING = (Connection.close, Connection.reset)
@@ -68,6 +68,7 @@ class Exchange(RelayTest):
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
 
+    @needs_released
     def test_a_stream_that_waits_keeps_nothing_of_its_requests_size(self):
         relay, waiting = self.start(self.upstream.url, program=RELEASED), []
         def grown_by(count, text):

@@ -1,6 +1,7 @@
 """Proxies and upstreams that can't be reached, refuse or are slow. proxies.txt has what is said to those that serve."""
 
 import contextlib
+import os
 import socket
 import time
 
@@ -79,6 +80,13 @@ class Way(RelayTest):
                 self.give_up(self.start(url, environment=surrounded(FERRIN_SPEED="10", all_proxy=proxy)), replies)
                 self.relay.logs(f'cause="connect: {blamed}no connection in time; ')
         sockets[0].close()
+
+    def test_that_waits_for_the_systems_certificates_is_given_up_as_well(self):
+        roots = self.folder / "roots"
+        os.mkfifo(roots)  # whoever opens it waits
+        relay = self.start(f"https://{self.place}", environment=surrounded(FERRIN_SPEED="10", SSL_CERT_FILE=str(roots)))
+        self.addCleanup(lambda: os.close(os.open(roots, os.O_RDWR)))
+        self.give_up(relay, [])
 
     def give_up(self, relay, replies):
         """Of two clients one leaves, and the other waits until the relay has waited for long enough."""
