@@ -115,8 +115,8 @@ Task<> RequestSide::forwardUntilEnd() {
   if (!state.failed()) clientWatch.start();
 }
 
-/// Leaves the buffer filled when the upstream takes no more: it may have sent a response all the same, which
-/// the other side finds out.
+/// When the connection breaks, the buffer stays filled and nothing fails here: the upstream may have sent a
+/// response before, which ResponseSide still reads.
 Task<> RequestSide::forwardPending() {
   clientWatch.startLater();
   co_await buffer.flush(*state.upstream, state.silence);

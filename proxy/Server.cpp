@@ -34,7 +34,7 @@ OwnAddress addressOf(const ip::tcp::endpoint& endpoint) {
   return {endpoint.address().is_v6() ? "[" + address + "]" : address, endpoint.port()};
 }
 
-/// Behind the reason why the relay can't listen.
+/// What follows, in the message, the reason why the relay can't listen.
 std::string remedy(const std::error_code& error, std::uint16_t port) {
   if (error != std::errc::address_in_use) return "";
   const std::string holder = holderOfPort(port);

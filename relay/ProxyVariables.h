@@ -6,8 +6,9 @@
 
 namespace ferrin::relay {
 
-/// The variables by which this process finds its proxies (curl(1), "ENVIRONMENT"), for a service that is to
-/// find the same: those that are not set here are withheld from it. They may hold passwords.
+/// The variables that name this process's proxies (curl(1), "ENVIRONMENT"), for a service that is to use the
+/// same ones. A variable without a value is not set here: the service must not get it from its manager
+/// either. Values may hold passwords.
 std::vector<EnvironmentVariable> proxyVariables();
 
 }  // namespace ferrin::relay

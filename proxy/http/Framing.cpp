@@ -99,7 +99,7 @@ bool BodyFraming::takeSizeDigit(char byte) {
   return true;
 }
 
-/// A byte behind the digits of a chunk's size. White space there must lead to an extension (RFC 9112, 7.1.1).
+/// A byte after the digits of a chunk's size. White space there must lead to an extension (RFC 9112, 7.1.1).
 bool BodyFraming::afterSize(char byte) {
   if (byte == ';') {
     state = State::extension;

@@ -23,7 +23,7 @@ class BodyFraming {
   static BodyFraming ofRequest(const RequestHead& head);
   /// The body of the final answer `head` to a request with `method` (RFC 9112, section 6.3).
   static BodyFraming ofResponse(const ResponseHead& head, std::string_view method);
-  /// No message at all: everything up to the end of the connection, as after a switch of protocols.
+  /// After a switch of protocols: everything up to the end of the connection.
   static BodyFraming tunnel() { return BodyFraming(Kind::untilClose, 0); }
 
   struct Step {

@@ -63,7 +63,7 @@ std::string_view written(std::uint64_t number, std::array<char, 24>& digits) {
 }
 
 /// Appends the fields that go on in `direction`, but for those that `stops` picks. Lines that stand one
-/// behind the other are copied in one piece.
+/// after the other are copied in one piece.
 template <typename Text, typename Stops>
 void appendPassingFields(Text& out, const Head& head, Passage direction, Stops stops,
                          std::optional<std::uint64_t> length) {

@@ -2,6 +2,7 @@
 
 namespace ferrin::proxy {
 
+/// For so long the lack of a notice counts as "not changed".
 constexpr std::chrono::milliseconds maxTrust{250};
 
 FileWatch::FileWatch(EventLoop& home, const std::filesystem::path& file, std::function<void()> onNotice)
@@ -13,7 +14,7 @@ bool FileWatch::mayHaveChanged() {
   const auto now = loop.timers().now();
   if (!noticed && !loop.mayBeOutOfDate() && now - lastYes < maxTrust) return false;
   lastYes = now;
-  noticed = true;
+  noticed = true;  // in case the next line throws
   noticed = !notices.noticeNextChange(path);  // armed before the caller looks at the file
   return true;
 }

@@ -8,7 +8,7 @@
 
 namespace ferrin::proxy {
 
-/// Spares asking the system about a file that has not changed. On the loop's thread.
+/// Knows, usually without a system call, that a file has not changed. On the loop's thread.
 class FileWatch : private EventHandler {
  public:
   /// Watches what `file` names, which need not exist. `onNotice`, which must not throw, is called once when

@@ -24,7 +24,7 @@ class Socket final : private EventHandler, private DeferredCall {
   /// Takes over a connected, non-blocking socket and switches Nagle's algorithm off. Throws
   /// std::system_error when the loop can't watch it; the descriptor is closed then.
   Socket(EventLoop& loop, FileDescriptor connected);
-  /// Whoever still waits on it is forgotten and never woken.
+  /// Waits that are still under way never end: their coroutines are not resumed.
   ~Socket() override;
 
   int descriptor() const { return socket.get(); }
@@ -34,7 +34,7 @@ class Socket final : private EventHandler, private DeferredCall {
   /// sendmsg(2).
   ssize_t transmit(std::span<iovec> pieces);
 
-  /// Whoever waits. Forgotten when destroyed.
+  /// Base of what waits for this socket. Destroying it ends the wait.
   class Waiter {
    public:
     Waiter() = default;

@@ -102,7 +102,7 @@ inline Task<void> detail::Promise<void>::get_return_object() {
   return Task<void>(std::coroutine_handle<Promise>::from_promise(*this));
 }
 
-/// Something that one coroutine waits for and that happens once. Outlives whoever waits.
+/// A one-time event that one coroutine waits for. Outlives the wait.
 class SingleConsumerEvent {
  public:
   SingleConsumerEvent() = default;
@@ -141,7 +141,7 @@ class SingleConsumerEvent {
   bool happened = false;
 };
 
-/// A coroutine that nobody awaits: it starts at once and frees itself when it ends. An exception that leaves
+/// A coroutine that is not awaited: it starts at once and frees itself when it ends. An exception that leaves
 /// it ends the process; so its body catches everything.
 struct Detached {
   struct promise_type {

@@ -4,7 +4,7 @@ namespace ferrin::proxy {
 
 /// Has the kernel notice that the path of a TCP connection is dead: after 30 s of silence it probes the peer,
 /// which also keeps NATs open, and it ends the connection when data or probes stay unacknowledged for 75 s.
-/// Wakes nobody as long as the peer answers.
+/// The process is not woken as long as the peer answers.
 void probePath(int socket) noexcept;
 
 }  // namespace ferrin::proxy

@@ -12,7 +12,7 @@
 
 namespace ferrin::proxy {
 
-/// Whoever owns a descriptor. Opaque here; the event loop defines it.
+/// The owner of a descriptor. Opaque here; the event loop defines it.
 class EventHandler;
 
 /// What has changed on a descriptor since its last report.

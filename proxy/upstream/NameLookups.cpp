@@ -108,7 +108,7 @@ std::shared_ptr<NameLookups::Lookup> NameLookups::begin() {
     try {
       to->deliver(lookup, question());
     } catch (const std::bad_alloc&) {
-      // The answer is lost; whoever waits for it gives up in time.
+      // Without memory the answer is lost; those who wait for it run into their time limit.
     }
   }).detach();
   return lookup;

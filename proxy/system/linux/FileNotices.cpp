@@ -9,7 +9,7 @@
 namespace ferrin::proxy {
 namespace {
 
-/// Each reports once (inotify(7)), so that a busy folder keeps nobody awake.
+/// Each reports once (inotify(7)), so that a busy folder does not keep the relay awake.
 bool watchOnce(const FileDescriptor& notices, const std::filesystem::path& path, std::uint32_t events) {
   return inotify_add_watch(notices.get(), path.c_str(), events | IN_ONESHOT) >= 0;
 }
