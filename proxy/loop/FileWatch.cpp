@@ -14,7 +14,7 @@ bool FileWatch::mayHaveChanged() {
   const auto now = loop.timers().now();
   if (!noticed && !loop.mayBeOutOfDate() && now - lastYes < maxTrust) return false;
   lastYes = now;
-  noticed = true;  // in case the next line throws
+  noticed = true;                             // in case the next line throws
   noticed = !notices.noticeNextChange(path);  // armed before the caller looks at the file
   return true;
 }

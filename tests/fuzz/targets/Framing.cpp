@@ -30,7 +30,8 @@ Outcome followed(std::string_view bytes, std::size_t block) {
     const auto step = framing.follow(bytes.substr(outcome.belonging, block), &outcome.payload);
     claim(step.belonging > 0 || !step.valid, "it goes on");
     claim(step.passing <= step.belonging, "nothing passes that does not belong");
-    outcome.sent.append(bytes.substr(outcome.belonging, step.passing)).append(step.endsTrailers ? "\r\n" : "");
+    outcome.sent.append(bytes.substr(outcome.belonging, step.passing))
+        .append(step.endsTrailers ? "\r\n" : "");
     outcome.belonging += step.belonging;
     outcome.valid = step.valid;
   }
