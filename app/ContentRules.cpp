@@ -30,6 +30,8 @@ Button sendButton(bool isSending, std::string_view prompt) {
   return {isSending ? "Sending..." : "Send to provider", !isSending && !core::trimmed(prompt).empty()};
 }
 
+bool startsInForm(std::string_view savedURL) { return savedURL.empty(); }
+
 bool showsResponse(std::string_view response) { return !response.empty(); }
 
 std::vector<PickerEntry> pickerEntries(const core::ProviderProfiles& profiles) {

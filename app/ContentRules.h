@@ -39,6 +39,9 @@ RelayButton relayButton(bool isRunning, bool isWorking);
 /// Enabled unless the prompt is blank or a test is under way.
 Button sendButton(bool isSending, std::string_view prompt);
 
+/// Whether the window first opens with the focus in the form's first row; else it is in the prompt.
+bool startsInForm(std::string_view savedURL);
+
 /// True for every text that is not empty, blanks included.
 bool showsResponse(std::string_view response);
 

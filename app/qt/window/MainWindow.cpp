@@ -1,6 +1,7 @@
 #include "app/qt/window/MainWindow.h"
 
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QLayout>
 #include <QShortcut>
 #include <QSignalBlocker>
@@ -22,14 +23,8 @@ void showText(QLineEdit* field, const std::string& text) {
   field->setCursorPosition(0);
 }
 
-/// A button that is disabled while it has the focus loses it, and gets it back when it is enabled.
-void showButton(QPushButton* button, const app::Button& wanted) {
-  constexpr const char* hadFocus = "hadFocus";
-  if (button->text() != fromUTF8(wanted.label)) button->setText(fromUTF8(wanted.label));
-  if (button->isEnabled() == wanted.enabled) return;
-  if (!wanted.enabled) button->setProperty(hadFocus, button->hasFocus());
-  button->setEnabled(wanted.enabled);
-  if (wanted.enabled && button->property(hadFocus).toBool()) button->setFocus(Qt::OtherFocusReason);
+bool isHeldReturn(const QEvent& event) {
+  return isReturn(event) && static_cast<const QKeyEvent&>(event).isAutoRepeat();
 }
 
 }  // namespace
@@ -44,6 +39,7 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
   bindProviderTest();
   bindRelay();
   connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
+  for (QWidget* control : controls.actingOnReturn()) control->installEventFilter(this);
   subscription = view.subscribe([this] { render(); });
   render();
 }
@@ -83,6 +79,7 @@ void MainWindow::bindProviderTest() {
   for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
     auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | key), controls.prompt);
     shortcut->setContext(Qt::WidgetShortcut);
+    shortcut->setAutoRepeat(false);
     connect(shortcut, &QShortcut::activated, controls.send, [this] { controls.send->click(); });
   }
 }
@@ -116,7 +113,7 @@ void MainWindow::renderForm() {
 }
 
 void MainWindow::renderProviderTest() {
-  showButton(controls.send, app::sendButton(view.isSending, view.prompt.get()));
+  controls.send->showButton(app::sendButton(view.isSending, view.prompt.get()));
   if (shownResponse == view.response.get()) return;
   shownResponse = view.response;
   controls.response->setPlainText(fromUTF8(shownResponse));
@@ -125,13 +122,22 @@ void MainWindow::renderProviderTest() {
 
 void MainWindow::renderRelay() {
   controls.status->showStatus(fromUTF8(view.status.get()), app::statusColour(view.status.get()));
-  showButton(controls.relay, app::relayButton(view.launcherState.isRunning(), view.isWorking).button);
+  controls.relay->showButton(app::relayButton(view.launcherState.isRunning(), view.isWorking).button);
 }
 
 bool MainWindow::event(QEvent* event) {
   const bool handled = QWidget::event(event);
   if (event->type() == QEvent::LayoutRequest) fitToContent();
   return handled;
+}
+
+bool MainWindow::eventFilter(QObject* control, QEvent* event) {
+  return isHeldReturn(*event) || QWidget::eventFilter(control, event);
+}
+
+QWidget* MainWindow::firstControl() const {
+  return app::startsInForm(view.upstreamURL.get()) ? static_cast<QWidget*>(controls.inputs.front())
+                                                   : controls.prompt;
 }
 
 /// A layout with a size constraint would override the fixed width.
@@ -146,6 +152,7 @@ void MainWindow::showEvent(QShowEvent* event) {
   if (!event->spontaneous()) {
     view.appear();
     fitToContent();
+    if (!focusWidget()) firstControl()->setFocus(Qt::OtherFocusReason);
   }
   QWidget::showEvent(event);
 }

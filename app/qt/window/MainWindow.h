@@ -20,6 +20,8 @@ class MainWindow : public QWidget {
  protected:
   /// Adapts the size to the content after a change of the layout.
   bool event(QEvent* event) override;
+  /// One press is one action: drops the repeated Return of a held key.
+  bool eventFilter(QObject* control, QEvent* event) override;
   /// Calls ContentView::appear, unless the window system only restores the window.
   void showEvent(QShowEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
@@ -39,6 +41,7 @@ class MainWindow : public QWidget {
   void renderProviderTest();
   void renderRelay();
   void fitToContent();
+  QWidget* firstControl() const;
 
   app::ContentView& view;
   const std::function<void()> closed;

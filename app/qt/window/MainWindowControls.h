@@ -4,12 +4,13 @@
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <array>
 #include <iterator>
+#include <vector>
 
 #include "app/FormRows.h"
 #include "app/qt/look/Shapes.h"
+#include "app/qt/window/ActionButton.h"
 #include "app/qt/window/ProfilePicker.h"
 #include "app/qt/window/StatusLabel.h"
 
@@ -25,15 +26,18 @@ FormInputs makeFormInputs();
 struct MainWindowControls {
   ProfilePicker* picker = new ProfilePicker;
   QLineEdit* profileName = new QLineEdit;
-  QPushButton* saveProfile = new QPushButton("Save profile");
+  ActionButton* saveProfile = new ActionButton("Save profile");
   FormInputs inputs = makeFormInputs();
   QCheckBox* restartChatGPT = new QCheckBox("Restart ChatGPT after applying");
   QPlainTextEdit* prompt = new QPlainTextEdit;
-  QPushButton* send = new QPushButton;
+  ActionButton* send = new ActionButton;
   QPlainTextEdit* response = new QPlainTextEdit;
   Panel* responsePanel = new Panel(Panel::Kind::filled, response, 8);
   StatusLabel* status = new StatusLabel;
-  QPushButton* relay = new QPushButton;
+  ActionButton* relay = new ActionButton;
+
+  /// Those that Return makes act.
+  std::vector<QWidget*> actingOnReturn() const;
 };
 
 /// Makes the controls and lays them out in `window`, top to bottom, without any content.

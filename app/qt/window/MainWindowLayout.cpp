@@ -157,6 +157,12 @@ void setKeyboardOrder(const MainWindowControls& controls) {
 
 }  // namespace
 
+std::vector<QWidget*> MainWindowControls::actingOnReturn() const {
+  std::vector<QWidget*> result{profileName, saveProfile, send, relay};
+  result.insert(result.end(), inputs.begin(), inputs.end());
+  return result;
+}
+
 FormInputs makeFormInputs() {
   FormInputs inputs{};
   std::generate(inputs.begin(), inputs.end(), [] { return new QLineEdit; });

@@ -3,6 +3,7 @@
 #include <QSignalBlocker>
 #include <QStyleOptionComboBox>
 #include <QStylePainter>
+#include <QWheelEvent>
 
 #include "app/qt/look/Text.h"
 
@@ -31,6 +32,8 @@ void ProfilePicker::replaceEntries(const std::vector<app::PickerEntry>& entries)
 }
 
 std::string ProfilePicker::selectedID() const { return currentData().toString().toStdString(); }
+
+void ProfilePicker::wheelEvent(QWheelEvent* event) { event->ignore(); }
 
 void ProfilePicker::paintEvent(QPaintEvent*) {
   QStylePainter painter(this);

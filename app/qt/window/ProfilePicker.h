@@ -21,6 +21,8 @@ class ProfilePicker : public QComboBox {
   std::string selectedID() const;
 
  protected:
+  /// The wheel scrolls what the picker is in.
+  void wheelEvent(QWheelEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:

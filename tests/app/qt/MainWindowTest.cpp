@@ -76,18 +76,59 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   QApplication::setFont(font);
 }
 
-TEST_F(MainWindowTest, offersOneRelayActionAtATimeAndKeepsTheFocus) {
+TEST_F(MainWindowTest, offersOneRelayActionAtATime) {
   application.fill("p", app::typedURL, "sk-1", "m");
   auto& relay = find<QPushButton>("Apply and start");
-  relay.setFocus();
   QTest::keyClick(&relay, Qt::Key_Space);
   EXPECT_FALSE(relay.isEnabled());
   application.finishWork();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
   EXPECT_EQ(relay.text(), "Stop relay") << "Return never stops it";
-  EXPECT_TRUE(relay.hasFocus());
-  relay.click();
-  EXPECT_EQ(relay.text(), "Apply and start");
+  QTest::mouseClick(&relay, Qt::LeftButton);
+  QTest::mouseDClick(&relay, Qt::LeftButton);
+  QTest::mouseRelease(&relay, Qt::LeftButton);
+  EXPECT_EQ(relay.text(), "Apply and start") << "one action for a double click";
+  EXPECT_TRUE(relay.isEnabled());
+}
+
+TEST_F(MainWindowTest, keepsTheFocusOnABusyButtonUnlessItIsMoved) {
+  application.fill("p", app::typedURL, "sk-1", "m");
+  QWidget& first = *QApplication::focusWidget();
+  EXPECT_EQ(&first, &find("Provider URL")) << "where one would type";
+  for (const char* label : {"Send to provider", "Apply and start"}) {
+    view.prompt = "text";
+    auto& button = find<QPushButton>(label);
+    for (QWidget* movedTo : {static_cast<QWidget*>(&button), &first}) {
+      button.setFocus();
+      QTest::keyClick(&button, Qt::Key_Return);
+      EXPECT_FALSE(button.isEnabled()) << label;
+      for (const auto key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Down}) {
+        QTest::keyClick(window.windowHandle(), key);
+        EXPECT_TRUE(button.hasFocus()) << label << key;
+      }
+      movedTo->setFocus();
+      if (application.complete) application.complete({.error = {}, .status = 500, .body = {}});
+      application.finishWork();
+      EXPECT_TRUE(button.isEnabled() && movedTo->hasFocus()) << label;
+      view.stop();
+    }
+  }
+}
+
+TEST_F(MainWindowTest, ignoresAHeldReturnAndTheWheelOverThePicker) {
+  application.fill("p", app::typedURL, "sk-1", "m");
+  view.saveProfile();
+  const QPointF middle(5, 5);
+  QWheelEvent wheel(middle, middle, {}, {0, 120}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+  QApplication::sendEvent(&find<QComboBox>("已保存配置"), &wheel);
+  EXPECT_NE(view.selectedProfileID.get(), "");
+  const std::string status = view.status;
+  for (QWidget* control : {static_cast<QWidget*>(&find("Profile name")), static_cast<QWidget*>(&find("Model")),
+                           static_cast<QWidget*>(&find<QPushButton>("Apply and start"))}) {
+    QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
+    QApplication::sendEvent(control, &held);
+    EXPECT_EQ(view.status.get(), status) << control->accessibleName().toStdString();
+  }
 }
 
 TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {

@@ -96,7 +96,7 @@ class WindowTest(unittest.TestCase):
         self.assertEqual((list(self.desktop.tray.menu()), self.desktop.tray.menu()["Relay is stopped"]), (MENU, 0))
         self.assertRegex(pathlib.Path(f"/proc/{self.process.pid}/limits").read_text(), r"Max core file size +0 +0 ")
         stopped = self.desktop.tray.symbol()
-        self.keyboard("type", f"\tWork\t\t{url}/\t{KEY}")
+        self.keyboard("key", "shift+Tab", "shift+Tab", "type", f"Work\t\t{url}/\t{KEY}")
         self.desktop.press("Save profile")
         self.desktop.find("Loaded Work. The key is stored securely.", "label")
         self.assertEqual(self.desktop.text("Provider URL"), url)

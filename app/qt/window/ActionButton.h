@@ -1,0 +1,27 @@
+#pragma once
+// A push button that acts once for each press.
+
+#include <QPushButton>
+
+#include "app/ContentRules.h"
+
+namespace ferrin::qt {
+
+/// Whether it is a press of Return, on either part of the keyboard.
+bool isReturn(const QEvent& event);
+
+/// Return presses it as Space does; the second click of a double click does nothing. While it is disabled it
+/// keeps the focus, and keys do nothing: the next control must not get a key that was meant for this one.
+class ActionButton : public QPushButton {
+ public:
+  using QPushButton::QPushButton;
+
+  void showButton(const app::Button& wanted);
+
+ protected:
+  bool event(QEvent* event) override;
+  bool focusNextPrevChild(bool next) override;
+  void changeEvent(QEvent* event) override;
+};
+
+}  // namespace ferrin::qt
