@@ -24,9 +24,10 @@ class LauncherError : public std::runtime_error {
   const std::int64_t code;
 };
 
-/// The text to show for `error`: what failed and the system's reason, such as "config.toml: Permission
-/// denied", without the wording that std::filesystem::filesystem_error adds. Any other exception's `what()`
-/// comes back unchanged, line feeds included.
+/// The text to show for `error`: the name of the file that failed, without its folder, and the system's
+/// reason, such as "config.toml: Permission denied". It fits into the window's status line; what() of the
+/// exceptions of readBytes and others has the whole path. Any other exception's `what()` comes back
+/// unchanged, line feeds included.
 std::string localizedDescription(const std::exception& error);
 
 }  // namespace ferrin::core

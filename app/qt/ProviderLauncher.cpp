@@ -49,8 +49,7 @@ LaunchCheck checkOtherLaunches(const core::Locations& locations) {
     auto instance = SingleInstance::take(instanceFolder(locations.home), activationToken());
     return {!instance, std::move(instance)};
   } catch (const std::exception& error) {
-    writeError("ferrin-relay: " + core::localizedDescription(error) +
-               "; other launches will not find this one");
+    writeError("ferrin-relay: " + std::string(error.what()) + "; other launches will not find this one");
     return {false, std::nullopt};
   }
 }
