@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
   libboost-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
-  libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
+  fonts-noto-cjk libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
 demo_packages=(curl iproute2 libnss-wrapper runit)
@@ -16,7 +16,7 @@ fuzz_packages=(clang libclang-rt-dev)
 test_packages=(
   "${fuzz_packages[@]}" 'chromium-headless-shell?' 'clang-format-14?' clang-tidy curl dbus haproxy libgmock-dev
   libgtest-dev libnss-wrapper microsocks nginx nodejs npm openssl procps python3 runit systemd tinyproxy-bin util-linux zstd
-  at-spi2-core fonts-noto-cjk gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
+  at-spi2-core gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
   openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
   lintian llvm man-db shellcheck
