@@ -23,6 +23,8 @@ QColor secondaryText(const QPalette& palette) { return overWindow(palette, isDar
 
 QColor redText(const QPalette& palette) { return isDark(palette) ? QColor(0xff6961) : QColor(0xc9261b); }
 
+QColor focusRing(const QPalette& palette) { return palette.color(QPalette::Link); }
+
 QColor quaternaryStroke(const QPalette& palette) {
   return overWindow(palette, isDark(palette) ? 0.22 : 0.19);
 }

@@ -15,6 +15,8 @@ bool isDark(const QPalette& palette);
 QColor secondaryText(const QPalette& palette);
 /// Text of a failure.
 QColor redText(const QPalette& palette);
+/// What shows where the keyboard is.
+QColor focusRing(const QPalette& palette);
 /// The faintest foreground: outlines and dividers.
 QColor quaternaryStroke(const QPalette& palette);
 /// The faintest fill of an area.

@@ -42,7 +42,7 @@ void Panel::paintEvent(QPaintEvent*) {
   painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
   painter.setBrush(Qt::NoBrush);
   if (content->hasFocus()) {
-    strokeInside(painter, rect(), palette().color(QPalette::Highlight), 2);
+    strokeInside(painter, rect(), focusRing(palette()), 2);
   } else if (!isFilled) {
     strokeInside(painter, rect(), quaternaryStroke(palette()), 1);
   }

@@ -1,7 +1,9 @@
 #pragma once
 // Conversion of the application's texts, all UTF-8, for Qt.
 
+#include <QFontMetrics>
 #include <QString>
+#include <QStringList>
 #include <string_view>
 
 namespace ferrin::qt {
@@ -13,5 +15,9 @@ inline QString fromUTF8(std::string_view text) {
 /// `text` as rich text for a tooltip that wraps, long words too. Qt shows a plain text in one line, however
 /// long.
 QString wrappedToolTip(const QString& text);
+
+/// `text` in `room` pixels: whole, or cut in the middle, at its end or at its beginning, where it differs
+/// least from the other `texts`.
+QString elidedApart(const QString& text, const QStringList& texts, const QFontMetrics& metrics, int room);
 
 }  // namespace ferrin::qt

@@ -3,8 +3,11 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLayout>
+#include <QScreen>
 #include <QShortcut>
 #include <QSignalBlocker>
+#include <QStyle>
+#include <algorithm>
 #include <utility>
 
 #include "app/ContentRules.h"
@@ -117,7 +120,11 @@ void MainWindow::renderProviderTest() {
   if (shownResponse == view.response.get()) return;
   shownResponse = view.response;
   controls.response->setPlainText(fromUTF8(shownResponse));
-  controls.responsePanel->setVisible(app::showsResponse(shownResponse));
+  const bool isShown = app::showsResponse(shownResponse);
+  // Not while something else is being edited.
+  if (isShown && (controls.prompt->hasFocus() || controls.send->hasFocus()))
+    controls.form->reveal(controls.responsePanel);
+  controls.responsePanel->setVisible(isShown);
 }
 
 void MainWindow::renderRelay() {
@@ -127,7 +134,8 @@ void MainWindow::renderRelay() {
 
 bool MainWindow::event(QEvent* event) {
   const bool handled = QWidget::event(event);
-  if (event->type() == QEvent::LayoutRequest) fitToContent();
+  // The frame is known once the window is active.
+  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::WindowActivate) fitToContent();
   return handled;
 }
 
@@ -143,7 +151,19 @@ QWidget* MainWindow::firstControl() const {
 /// A layout with a size constraint would override the fixed width.
 void MainWindow::fitToContent() {
   layout()->activate();
-  setFixedSize(mainWindowWidth, layout()->totalSizeHint().height());
+  const QRect room = roomOnScreen();
+  const int wanted = std::min(layout()->totalSizeHint().height(), room.height());
+  const bool grows = wanted > height();
+  setFixedSize(mainWindowWidth, wanted);
+  if (isVisible() && grows && geometry().bottom() > room.bottom())
+    move(pos() - QPoint(0, geometry().bottom() - room.bottom()));
+}
+
+/// What the window can fill inside its frame.
+QRect MainWindow::roomOnScreen() const {
+  const QRect frame = frameGeometry();
+  const int title = std::max(geometry().top() - frame.top(), style()->pixelMetric(QStyle::PM_TitleBarHeight));
+  return screen()->availableGeometry().adjusted(0, title, 0, geometry().bottom() - frame.bottom());
 }
 
 void MainWindow::showEvent(QShowEvent* event) {

@@ -41,6 +41,7 @@ class MainWindow : public QWidget {
   void renderProviderTest();
   void renderRelay();
   void fitToContent();
+  QRect roomOnScreen() const;
   QWidget* firstControl() const;
 
   app::ContentView& view;

@@ -11,6 +11,7 @@
 #include "app/FormRows.h"
 #include "app/qt/look/Shapes.h"
 #include "app/qt/window/ActionButton.h"
+#include "app/qt/window/FormArea.h"
 #include "app/qt/window/ProfilePicker.h"
 #include "app/qt/window/StatusLabel.h"
 
@@ -21,20 +22,24 @@ inline constexpr int mainWindowWidth = 520;
 /// One for each of app::formRows, in their order.
 using FormInputs = std::array<QLineEdit*, std::size(app::formRows)>;
 FormInputs makeFormInputs();
+QLineEdit* makeProfileNameField();
+QCheckBox* makeCheckBox(const QString& text);
 
 /// The controls of one window, which owns them, in keyboard order.
 struct MainWindowControls {
   ProfilePicker* picker = new ProfilePicker;
-  QLineEdit* profileName = new QLineEdit;
+  QLineEdit* profileName = makeProfileNameField();
   ActionButton* saveProfile = new ActionButton("Save profile");
   FormInputs inputs = makeFormInputs();
-  QCheckBox* restartChatGPT = new QCheckBox("Restart ChatGPT after applying");
+  QCheckBox* restartChatGPT = makeCheckBox("Restart ChatGPT after applying");
   QPlainTextEdit* prompt = new QPlainTextEdit;
   ActionButton* send = new ActionButton;
   QPlainTextEdit* response = new QPlainTextEdit;
   Panel* responsePanel = new Panel(Panel::Kind::filled, response, 8);
   StatusLabel* status = new StatusLabel;
   ActionButton* relay = new ActionButton;
+  /// Holds all but the last two.
+  FormArea* form = nullptr;
 
   /// Those that Return makes act.
   std::vector<QWidget*> actingOnReturn() const;

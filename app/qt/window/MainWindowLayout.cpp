@@ -12,6 +12,7 @@
 
 #include "app/qt/look/Text.h"
 #include "app/qt/window/MainWindowControls.h"
+#include "app/qt/window/WrappingRow.h"
 
 namespace ferrin::qt {
 namespace {
@@ -19,6 +20,10 @@ namespace {
 constexpr int promptHeight = 84;
 constexpr int responseHeight = 120;
 constexpr int profileNameWidth = 130;
+constexpr int margin = 24;
+constexpr int spacing = 18;
+/// Beside a scroll bar.
+constexpr int contentWidth = mainWindowWidth - 2 * margin - 8;
 
 constexpr double headlineSize = 1;
 constexpr double title2Size = 17.0 / 13;
@@ -62,17 +67,46 @@ QHBoxLayout* row() {
   return layout;
 }
 
-QLayout* profileRow(const MainWindowControls& controls) {
+QWidget* profileRow(const MainWindowControls& controls) {
   controls.profileName->setPlaceholderText("Profile name");
   controls.profileName->setAccessibleName("Profile name");
-  controls.profileName->setFixedWidth(profileNameWidth);
-  auto* layout = row();
-  layout->addWidget(labelFor(controls.picker, "已保存配置"));
-  layout->addWidget(controls.picker, 1);
-  layout->addWidget(controls.profileName);
-  layout->addWidget(controls.saveProfile);
-  return layout;
+  auto* saved = row();
+  saved->addWidget(labelFor(controls.picker, "已保存配置"));
+  saved->addWidget(controls.picker, 1);
+  auto* edited = row();
+  edited->addWidget(controls.profileName);
+  edited->addWidget(controls.saveProfile);
+  return new WrappingRow(saved, edited, contentWidth);
 }
+
+/// As wide as it must be beside the picker, or wider on a row of its own.
+class NameField : public QLineEdit {
+ public:
+  QSize sizeHint() const override { return {profileNameWidth, QLineEdit::sizeHint().height()}; }
+  QSize minimumSizeHint() const override { return sizeHint(); }
+};
+
+/// A check box whose text goes on in a second line where the font is large.
+class WrappingCheckBox : public QCheckBox {
+ public:
+  explicit WrappingCheckBox(const QString& whole) : QCheckBox(whole) { setAccessibleName(whole); }
+
+ protected:
+  bool event(QEvent* event) override {
+    const bool handled = QCheckBox::event(event);
+    const auto type = event->type();
+    if (type == QEvent::Polish || type == QEvent::FontChange || type == QEvent::StyleChange)
+      wrapWhereNeeded();
+    return handled;
+  }
+
+ private:
+  void wrapWhereNeeded() {
+    const QString whole = accessibleName();
+    setText(whole);
+    if (sizeHint().width() > contentWidth) setText(QString(whole).replace(whole.lastIndexOf(' '), 1, '\n'));
+  }
+};
 
 /// Masks the text and keeps input methods from learning it.
 void keepSecret(QLineEdit* field) {
@@ -133,20 +167,54 @@ QWidget* responsePanel(const MainWindowControls& controls) {
   return controls.responsePanel;
 }
 
-QLayout* statusRow(const MainWindowControls& controls) {
+QWidget* statusRow(const MainWindowControls& controls) {
   controls.relay->setDefault(true);  // styles fill the default button with the accent colour
-  auto* layout = row();
-  layout->addWidget(controls.status, 1);
-  layout->addWidget(controls.relay);
+  auto* status = row();
+  status->addWidget(controls.status);
+  auto* action = row();
+  action->addStretch();
+  action->addWidget(controls.relay);
+  return new WrappingRow(status, action, contentWidth);
+}
+
+QVBoxLayout* column(QWidget* widget, int top, int bottom) {
+  auto* layout = new QVBoxLayout(widget);
+  layout->setContentsMargins(margin, top, margin, bottom);
+  layout->setSpacing(spacing);
   return layout;
+}
+
+QWidget* form(const MainWindowControls& controls) {
+  auto* widget = new QWidget;
+  auto* stack = column(widget, margin, spacing);
+  stack->addWidget(new Heading("Ferrin Relay", title2Size));
+  stack->addWidget(profileRow(controls));
+  stack->addLayout(settingsGrid(controls));
+  stack->addWidget(controls.restartChatGPT, 0, Qt::AlignLeft);
+  stack->addWidget(new Divider);
+  stack->addWidget(new Heading("Direct provider test", headlineSize));
+  stack->addWidget(promptEditor(controls.prompt));
+  stack->addLayout(sendRow(controls.send));
+  stack->addWidget(responsePanel(controls));
+  return widget;
+}
+
+/// What stays in sight while the form scrolls.
+QWidget* lastRow(const MainWindowControls& controls) {
+  auto* widget = new QWidget;
+  auto* stack = column(widget, 0, margin);
+  stack->addWidget(new Divider);
+  stack->addWidget(statusRow(controls));
+  return widget;
 }
 
 /// With nested layouts, the default order is the order of creation.
 void setKeyboardOrder(const MainWindowControls& controls) {
   std::vector<QWidget*> order{controls.picker, controls.profileName, controls.saveProfile};
   order.insert(order.end(), controls.inputs.begin(), controls.inputs.end());
-  for (QWidget* below : std::initializer_list<QWidget*>{controls.restartChatGPT, controls.prompt,
-                                                        controls.send, controls.response, controls.relay}) {
+  for (QWidget* below :
+       std::initializer_list<QWidget*>{controls.restartChatGPT, controls.prompt, controls.send,
+                                       controls.response, controls.status, controls.relay}) {
     order.push_back(below);
   }
   for (std::size_t next = 1; next < order.size(); ++next) {
@@ -156,6 +224,10 @@ void setKeyboardOrder(const MainWindowControls& controls) {
 }
 
 }  // namespace
+
+QLineEdit* makeProfileNameField() { return new NameField; }
+
+QCheckBox* makeCheckBox(const QString& text) { return new WrappingCheckBox(text); }
 
 std::vector<QWidget*> MainWindowControls::actingOnReturn() const {
   std::vector<QWidget*> result{profileName, saveProfile, send, relay};
@@ -170,21 +242,13 @@ FormInputs makeFormInputs() {
 }
 
 MainWindowControls layOutMainWindow(QWidget& window) {
-  const MainWindowControls controls;
+  MainWindowControls controls;
+  controls.form = new FormArea(form(controls));
   auto* stack = new QVBoxLayout(&window);
-  stack->setContentsMargins(24, 24, 24, 24);
-  stack->setSpacing(18);
-  stack->addWidget(new Heading("Ferrin Relay", title2Size));
-  stack->addLayout(profileRow(controls));
-  stack->addLayout(settingsGrid(controls));
-  stack->addWidget(controls.restartChatGPT, 0, Qt::AlignLeft);
-  stack->addWidget(new Divider);
-  stack->addWidget(new Heading("Direct provider test", headlineSize));
-  stack->addWidget(promptEditor(controls.prompt));
-  stack->addLayout(sendRow(controls.send));
-  stack->addWidget(responsePanel(controls));
-  stack->addWidget(new Divider);
-  stack->addLayout(statusRow(controls));
+  stack->setContentsMargins(0, 0, 0, 0);
+  stack->setSpacing(0);
+  stack->addWidget(controls.form, 1);
+  stack->addWidget(lastRow(controls));
   setKeyboardOrder(controls);
   return controls;
 }

@@ -9,7 +9,8 @@
 
 namespace ferrin::qt {
 
-/// As wide as its place in the layout, however long the names are: long ones are elided.
+/// As wide as its place in the layout, however long the names are: long ones are elided, where they can still
+/// be told apart. The open list is as wide as the longest.
 class ProfilePicker : public QComboBox {
  public:
   explicit ProfilePicker(QWidget* parent = nullptr);
@@ -20,12 +21,17 @@ class ProfilePicker : public QComboBox {
   /// The id of the chosen entry.
   std::string selectedID() const;
 
+  QSize sizeHint() const override { return minimumSizeHint(); }
+  QSize minimumSizeHint() const override;
+  void showPopup() override;
+
  protected:
   /// The wheel scrolls what the picker is in.
   void wheelEvent(QWheelEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  QString elided(int room) const;
   void replaceEntries(const std::vector<app::PickerEntry>& entries);
 
   std::vector<app::PickerEntry> shown;

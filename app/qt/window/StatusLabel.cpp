@@ -1,7 +1,13 @@
 #include "app/qt/window/StatusLabel.h"
 
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMenu>
 #include <QPainter>
 #include <QTextLayout>
+#include <QtMath>
 
 #include "app/qt/look/Shades.h"
 #include "app/qt/look/Text.h"
@@ -10,24 +16,37 @@ namespace ferrin::qt {
 namespace {
 
 constexpr int maxLines = 2;
+/// More than two lines hold; laying out a text of any length would take any time.
+constexpr qsizetype maxLaidOut = 1000;
+
+/// Chinese letters come from another font, whose lines are higher.
+int lineHeight(const QFont& font) {
+  QTextLayout sample(QString::fromUtf8("Åg默认"), font);
+  sample.beginLayout();
+  const QTextLine line = sample.createLine();
+  sample.endLayout();
+  return qCeil(line.height());
+}
 
 }  // namespace
 
 StatusLabel::StatusLabel(QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);
+  setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  setFocusPolicy(Qt::StrongFocus);
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
 void StatusLabel::showStatus(const QString& text, app::StatusColour newColour) {
-  if (text == this->text() && newColour == colour) return;
+  if (text == status && newColour == colour) return;
+  status = text;
   colour = newColour;
-  setText(text);
-  updateToolTip();
-  update();
+  adoptColour();
+  fit();
 }
 
 StatusLabel::Fitted StatusLabel::fitted() const {
-  const QString whole = text().trimmed().replace('\n', QChar::LineSeparator);
+  const QString whole = status.left(maxLaidOut).trimmed().replace('\n', QChar::LineSeparator);
   QTextLayout layout(whole, font());
   QTextOption option;
   option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -52,21 +71,62 @@ QString StatusLabel::elided(const QString& rest) const {
   return fontMetrics().elidedText(rest.section(QChar::LineSeparator, 0, 0) + "…", Qt::ElideRight, width());
 }
 
-QSize StatusLabel::sizeHint() const { return {0, maxLines * fontMetrics().lineSpacing()}; }
+QSize StatusLabel::sizeHint() const { return minimumSizeHint(); }
 
-QSize StatusLabel::minimumSizeHint() const { return sizeHint(); }
-
-void StatusLabel::paintEvent(QPaintEvent*) {
-  QPainter painter(this);
-  painter.setPen(colour == app::StatusColour::red ? redText(palette()) : secondaryText(palette()));
-  painter.drawText(rect(), static_cast<int>(Qt::AlignLeft | Qt::AlignVCenter), fitted().lines.join('\n'));
+/// Wide enough for a few words beside the button.
+QSize StatusLabel::minimumSizeHint() const {
+  return {fontMetrics().horizontalAdvance(QString(22, 'x')), maxLines * lineHeight(font())};
 }
 
 void StatusLabel::resizeEvent(QResizeEvent* event) {
   QLabel::resizeEvent(event);
-  updateToolTip();
+  fit();
 }
 
-void StatusLabel::updateToolTip() { setToolTip(fitted().isCut ? wrappedToolTip(text()) : QString()); }
+void StatusLabel::changeEvent(QEvent* event) {
+  QLabel::changeEvent(event);
+  if (event->type() == QEvent::FontChange) fit();
+  if (event->type() == QEvent::PaletteChange) adoptColour();
+}
+
+void StatusLabel::fit() {
+  const Fitted shown = fitted();
+  QString lines = shown.lines.join('\n');
+  if (lines != text()) setText(lines.remove(QChar::LineSeparator));
+  setAccessibleName(status);
+  setToolTip(shown.isCut ? wrappedToolTip(status) : QString());
+}
+
+void StatusLabel::adoptColour() {
+  const QPalette around = parentWidget() ? parentWidget()->palette() : QGuiApplication::palette();
+  const QColor wanted = colour == app::StatusColour::red ? redText(around) : secondaryText(around);
+  QPalette own = palette();
+  if (own.color(QPalette::WindowText) == wanted) return;
+  own.setColor(QPalette::WindowText, wanted);
+  setPalette(own);
+}
+
+void StatusLabel::paintEvent(QPaintEvent* event) {
+  QLabel::paintEvent(event);
+  QPainter painter(this);
+  if (hasFocus()) painter.fillRect(0, height() - 2, width(), 2, focusRing(palette()));
+}
+
+void StatusLabel::keyPressEvent(QKeyEvent* event) {
+  if (event->matches(QKeySequence::Copy)) return copy();
+  QLabel::keyPressEvent(event);
+}
+
+void StatusLabel::contextMenuEvent(QContextMenuEvent* event) {
+  QMenu menu(this);
+  menu.addAction("Copy", this, [this] { copy(); });
+  menu.exec(event->globalPos());
+}
+
+/// The selected part of what is shown; else the whole status.
+void StatusLabel::copy() const {
+  const bool isPart = hasSelectedText() && selectedText().size() < text().size();
+  QGuiApplication::clipboard()->setText(isPart ? selectedText() : status);
+}
 
 }  // namespace ferrin::qt

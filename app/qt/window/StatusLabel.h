@@ -8,7 +8,7 @@
 namespace ferrin::qt {
 
 /// Always two lines high. A longer text is elided and shown whole in a tooltip; screen readers get the whole
-/// text.
+/// text, and so does whoever copies all of it.
 class StatusLabel : public QLabel {
  public:
   explicit StatusLabel(QWidget* parent = nullptr);
@@ -19,20 +19,26 @@ class StatusLabel : public QLabel {
     QStringList lines;
     bool isCut;
   };
-  /// The lines that are drawn.
+  /// The lines that are shown.
   Fitted fitted() const;
 
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 
  protected:
-  void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  void changeEvent(QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void contextMenuEvent(QContextMenuEvent* event) override;
 
  private:
   QString elided(const QString& rest) const;
-  void updateToolTip();
+  void fit();
+  void adoptColour();
+  void copy() const;
 
+  QString status;
   app::StatusColour colour = app::StatusColour::secondary;
 };
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QTest>
 
 #include "app/qt/look/Look.h"
@@ -66,13 +67,18 @@ TEST_F(MainWindowTest, closesByTheUsualKeys) {
 TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText) {
   const QSize before = window.size();
   for (auto* field : {&view.profileName, &view.status, &view.response}) *field = std::string(5000, 'W');
-  QApplication::processEvents();
+  EXPECT_TRUE(QTest::qWaitFor([&] { return window.height() != before.height(); }));
   const QSize grown = window.size() - before;
   EXPECT_TRUE(grown.width() == 0 && grown.height() > 120 && grown.height() < 240) << grown.height();
   const QFont font = QApplication::font();
   QApplication::setFont(QFont(font.family(), 26));
   QApplication::processEvents();
   EXPECT_EQ(find<QLabel>("Ferrin Relay").font().pointSizeF(), 34);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return window.height() > before.height() + grown.height(); }));
+  EXPECT_LT(window.height(), 800) << "the screen's height";
+  EXPECT_TRUE(find<QComboBox>("已保存配置").width() > 200 && find("Profile name").width() > 130);
+  const auto& relay = find<QPushButton>("Apply and start");
+  EXPECT_TRUE(window.rect().contains({relay.mapTo(&window, QPoint(0, 0)), relay.size()}));
   QApplication::setFont(font);
 }
 
@@ -123,8 +129,9 @@ TEST_F(MainWindowTest, ignoresAHeldReturnAndTheWheelOverThePicker) {
   QApplication::sendEvent(&find<QComboBox>("已保存配置"), &wheel);
   EXPECT_NE(view.selectedProfileID.get(), "");
   const std::string status = view.status;
-  for (QWidget* control : {static_cast<QWidget*>(&find("Profile name")), static_cast<QWidget*>(&find("Model")),
-                           static_cast<QWidget*>(&find<QPushButton>("Apply and start"))}) {
+  for (QWidget* control :
+       {static_cast<QWidget*>(&find("Profile name")), static_cast<QWidget*>(&find("Model")),
+        static_cast<QWidget*>(&find<QPushButton>("Apply and start"))}) {
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
     QApplication::sendEvent(control, &held);
     EXPECT_EQ(view.status.get(), status) << control->accessibleName().toStdString();
@@ -135,10 +142,11 @@ TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {
   view.prompt = "text";
   view.response = "text";
   QApplication::processEvents();
-  for (int step = 0; step < 11; ++step) {
+  for (int step = 0; step < 12; ++step) {
     QWidget& at = *QApplication::focusWidget();
     QWidget& drawn = qobject_cast<QPlainTextEdit*>(&at) ? *at.parentWidget() : at;
-    const auto edge = [&drawn] { return drawn.grab().toImage().pixel(9, 1); };
+    const int line = qobject_cast<QLabel*>(&at) ? at.height() - 1 : 1;
+    const auto edge = [&] { return drawn.grab().toImage().pixel(9, line); };
     const QRgb focused = edge();
     at.clearFocus();
     EXPECT_NE(edge(), focused) << step;
@@ -161,6 +169,31 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   }
   EXPECT_EQ(wrappedToolTip(QString(41, 'x') + "\n<b>"),
             "<p>" + QString(40, 'x') + "\u200bx<br>&lt;b&gt;</p>");
+}
+
+TEST(ElidedApart, cutsWhereTheNamesDifferLeast) {
+  const QString same(60, 'x');
+  const QStringList names[] = {
+      {"one-" + same, "two-" + same}, {same + "-one", same + "-two"}, {"a" + same + "b"}};
+  for (const QStringList& texts : names) {
+    QStringList cut;
+    for (const QString& text : texts) {
+      cut << elidedApart(text, texts, QFontMetrics(QApplication::font()), 120);
+      EXPECT_TRUE(cut.last().contains("…")) << text.toStdString();
+    }
+    EXPECT_EQ(cut.removeDuplicates(), 0) << texts.first().toStdString();
+  }
+  EXPECT_EQ(elidedApart("short", {}, QFontMetrics(QApplication::font()), 120), "short");
+}
+
+TEST(StatusLabel, copiesAllOfACutStatus) {
+  StatusLabel label;
+  label.resize(300, 40);
+  const QString text = "first\nsecond\nthird";
+  label.showStatus(text, app::StatusColour::red);
+  for (const auto key : {QKeySequence::SelectAll, QKeySequence::Copy}) QTest::keySequence(&label, key);
+  EXPECT_EQ(QApplication::clipboard()->text(), text);
+  EXPECT_EQ(label.accessibleName(), text);
 }
 
 }  // namespace
