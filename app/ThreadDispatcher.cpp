@@ -12,7 +12,7 @@ ThreadDispatcher::~ThreadDispatcher() {
     const std::lock_guard lock(mutex);
     stopping = true;
   }
-  changed.notify_one();
+  changed.notify_all();
   worker.join();
 }
 
@@ -21,7 +21,7 @@ void ThreadDispatcher::inBackground(Work work) {
     const std::lock_guard lock(mutex);
     background.push_back(std::move(work));
   }
-  changed.notify_one();
+  changed.notify_all();
 }
 
 void ThreadDispatcher::onMain(Work work) {
@@ -44,15 +44,29 @@ void ThreadDispatcher::runMainQueue() {
   for (const Work& next : waiting) next();
 }
 
+void ThreadDispatcher::finish() {
+  for (;;) {
+    {
+      std::unique_lock lock(mutex);
+      changed.wait(lock, [this] { return !working && background.empty(); });
+      if (main.empty()) return;
+    }
+    runMainQueue();
+  }
+}
+
 void ThreadDispatcher::work() {
   for (;;) {
     Work next;
     {
       std::unique_lock lock(mutex);
+      working = false;
+      changed.notify_all();
       changed.wait(lock, [this] { return stopping || !background.empty(); });
       if (stopping) return;
       next = std::move(background.front());
       background.pop_front();
+      working = true;
     }
     next();
   }

@@ -29,14 +29,19 @@ class ThreadDispatcher : public Dispatcher {
   /// waits for the next call.
   void runMainQueue();
 
+  /// To be called on the main thread: returns when all work has run that was submitted until then, and all
+  /// that this work submitted.
+  void finish();
+
  private:
   void work();
 
   const std::function<void()> wake;
   std::mutex mutex;
   std::condition_variable changed;
-  std::deque<Work> background;  // guarded by mutex, as are the next two
+  std::deque<Work> background;  // guarded by mutex, as are the next three
   std::deque<Work> main;
+  bool working = false;
   bool stopping = false;
   std::thread worker;
 };

@@ -6,6 +6,7 @@
 #include <semaphore>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace ferrin::app {
 namespace {
@@ -27,6 +28,11 @@ TEST(ThreadDispatcher, worksBesideTheMainThreadReportsOnItInOrderAndWaitsForRunn
     EXPECT_EQ(order, expected);
   }
 
+  for (const char* text : {"4", "5"})
+    dispatcher->inBackground([&, text] { dispatcher->onMain([&order, text] { order += text; }); });
+  dispatcher->finish();
+  EXPECT_EQ(std::exchange(order, ""), "12345");
+
   dispatcher->inBackground([&] {
     begun.release();
     mayEnd.acquire();
@@ -36,7 +42,7 @@ TEST(ThreadDispatcher, worksBesideTheMainThreadReportsOnItInOrderAndWaitsForRunn
   begun.acquire();
   mayEnd.release();
   dispatcher.reset();
-  EXPECT_EQ(order, "123worked");
+  EXPECT_EQ(order, "worked");
 }
 
 }  // namespace
