@@ -13,6 +13,10 @@ std::string_view menuBarSymbol(bool isRunning) {
   return isRunning ? "arrow.triangle.2.circlepath.circle.fill" : "arrow.triangle.2.circlepath.circle";
 }
 
+std::string_view menuBarToolTip(bool isRunning) {
+  return isRunning ? "Ferrin Relay: the relay is running" : "Ferrin Relay: the relay is stopped";
+}
+
 std::vector<MenuItem> menuItems(bool isRunning) {
   using Kind = MenuItem::Kind;
   const MenuItem separator{Kind::separator, "", MenuAction::none};
@@ -29,6 +33,8 @@ std::vector<MenuItem> menuItems(bool isRunning) {
 MenuBarControls::MenuBarControls(const Collaborators& collaborators) : with(collaborators) {}
 
 std::string_view MenuBarControls::symbol() const { return menuBarSymbol(with.launcherState.isRunning()); }
+
+std::string_view MenuBarControls::toolTip() const { return menuBarToolTip(with.launcherState.isRunning()); }
 
 std::vector<MenuItem> MenuBarControls::items() const { return menuItems(with.launcherState.isRunning()); }
 

@@ -15,6 +15,9 @@ inline constexpr std::string_view menuBarTitle = "Ferrin Relay";
 /// The name of the symbol to show: filled while the relay runs, else an outline.
 std::string_view menuBarSymbol(bool isRunning);
 
+/// What the item says when it is pointed at.
+std::string_view menuBarToolTip(bool isRunning);
+
 /// What choosing an item does.
 enum class MenuAction { none, openWindow, stopRelay, restoreOpenAI, quit };
 
@@ -39,8 +42,9 @@ class MenuBarControls {
   explicit MenuBarControls(const Collaborators& collaborators);
 
   std::string_view symbol() const;
+  std::string_view toolTip() const;
   std::vector<MenuItem> items() const;
-  /// Calls `observer` after symbol and items have changed.
+  /// Calls `observer` after symbol, tool tip and items have changed.
   core::Subscription subscribe(std::function<void()> observer);
 
   /// Performs the action of a chosen item.

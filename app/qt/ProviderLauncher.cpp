@@ -89,7 +89,8 @@ ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
                     .restartChatGPTApplication = restartChatGPT},
       contentView(collaborators),
       menuBarControls(collaborators),
-      window(contentView, [this] { windowClosed(); }),
+      window(
+          contentView, [this] { windowClosed(); }, [this] { menuBarControls.quit(); }),
       trayItem(makeTrayItem([this](app::MenuAction action) { chosen(action); }, [this] { trayItemLost(); })),
       menuBarSubscription(menuBarControls.subscribe([this] { showTrayItem(); })),
       instance(std::move(ownInstance)) {
@@ -101,8 +102,10 @@ ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
   whenOpenedAgain([this] { comeForward(""); });
 }
 
+ProviderLauncherApp::~ProviderLauncherApp() { dispatcher.finish(); }
+
 void ProviderLauncherApp::showTrayItem() {
-  trayItem->show(menuBarControls.symbol(), menuBarControls.items());
+  trayItem->show(menuBarControls.symbol(), menuBarControls.toolTip(), menuBarControls.items());
 }
 
 /// While an alert is shown, its event loop runs the menu: no second relay action then.

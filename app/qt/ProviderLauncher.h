@@ -26,6 +26,9 @@ class ProviderLauncherApp {
   /// outlives this object.
   ProviderLauncherApp(const core::Locations& locations, std::optional<SingleInstance> instance);
 
+  /// Waits for actions under way: each leaves its files, the running marker included, as it promises.
+  ~ProviderLauncherApp();
+
   /// The whole process: the command-line mode when an argument asks for it, before anything of Qt is used,
   /// else the application until it is quit. Returns the exit status; throws nothing.
   static int main(int count, char** arguments);

@@ -18,8 +18,10 @@ class TrayItem {
   /// Removes the item. Not to be destroyed from `chosen`.
   virtual ~TrayItem() = default;
 
-  /// Shows this now, or when a tray appears. `symbol` is one of menuBarSymbol's, whose text is static.
-  virtual void show(std::string_view symbol, const std::vector<app::MenuItem>& items) = 0;
+  /// Shows this now, or when a tray appears. `symbol` is one of menuBarSymbol's and `toolTip` of
+  /// menuBarToolTip's, whose texts are static.
+  virtual void show(std::string_view symbol, std::string_view toolTip,
+                    const std::vector<app::MenuItem>& items) = 0;
 
   /// Whether the user can see it now.
   virtual bool isPresent() = 0;

@@ -44,10 +44,14 @@ class DesktopTrayItem : public TrayItem {
     settling.start(settlingTime);
   }
 
-  void show(std::string_view symbol, const std::vector<app::MenuItem>& items) override {
+  void show(std::string_view symbol, std::string_view toolTip,
+            const std::vector<app::MenuItem>& items) override {
     shownSymbol = symbol;
+    shownToolTip = toolTip;
     showItems(items);
-    if (icon) icon->setIcon(trayIcon(symbol));
+    if (!icon) return;
+    icon->setIcon(trayIcon(symbol));
+    icon->setToolTip(fromUTF8(toolTip));
   }
 
   bool isPresent() override {
@@ -77,7 +81,7 @@ class DesktopTrayItem : public TrayItem {
     if (icon) return;  // Qt itself shows it again in a tray that restarts
     isNotifierItem = notifierHost.isPresent();
     icon.emplace(trayIcon(shownSymbol));
-    icon->setToolTip(fromUTF8(app::menuBarTitle));
+    icon->setToolTip(fromUTF8(shownToolTip));
     icon->setContextMenu(&menu);
     QObject::connect(&*icon, &QSystemTrayIcon::activated, &menu, [this](auto reason) {
       if (reason == QSystemTrayIcon::Trigger) chosen(app::MenuAction::openWindow);
@@ -88,6 +92,7 @@ class DesktopTrayItem : public TrayItem {
   const Chosen chosen;
   const std::function<void()> lost;
   std::string_view shownSymbol = app::menuBarSymbol(false);
+  std::string_view shownToolTip = app::menuBarToolTip(false);
   QMenu menu;
   QTimer settling;
   std::optional<QSystemTrayIcon> icon;

@@ -51,11 +51,12 @@ class NativeTrayItem : public TrayItem {
     [target release];
   }
 
-  void show(std::string_view symbol, const std::vector<MenuItem>& items) override {
+  void show(std::string_view symbol, std::string_view toolTip, const std::vector<MenuItem>& items) override {
     NSImage* image = [NSImage imageWithSystemSymbolName:toNative(symbol)
-                               accessibilityDescription:toNative(app::menuBarTitle)];
+                               accessibilityDescription:toNative(toolTip)];
     [image setTemplate:YES];
     [[status button] setImage:image];
+    [[status button] setToolTip:toNative(toolTip)];
     [menu removeAllItems];
     for (const MenuItem& item : items) [menu addItem:entryFor(item)];
   }

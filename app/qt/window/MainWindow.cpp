@@ -1,6 +1,7 @@
 #include "app/qt/window/MainWindow.h"
 
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLayout>
 #include <QScreen>
@@ -32,7 +33,8 @@ bool isHeldReturn(const QEvent& event) {
 
 }  // namespace
 
-MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> whenClosed)
+MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> whenClosed,
+                       std::function<void()> quit)
     : view(contentView), closed(std::move(whenClosed)), controls(layOutMainWindow(*this)) {
   setWindowTitle(fromUTF8(app::menuBarTitle));
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -43,6 +45,8 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
   bindRelay();
   connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
   for (QWidget* control : controls.actingOnReturn()) control->installEventFilter(this);
+  bindKey(Qt::CTRL | Qt::Key_W, this, [this] { close(); });
+  bindKey(Qt::CTRL | Qt::Key_Q, this, std::move(quit));
   subscription = view.subscribe([this] { render(); });
   render();
 }
@@ -80,11 +84,16 @@ void MainWindow::bindProviderTest() {
           [this] { view.prompt = controls.prompt->toPlainText().toStdString(); });
   connect(controls.send, &QPushButton::clicked, this, [this] { view.sendToProvider(); });
   for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
-    auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | key), controls.prompt);
-    shortcut->setContext(Qt::WidgetShortcut);
-    shortcut->setAutoRepeat(false);
-    connect(shortcut, &QShortcut::activated, controls.send, [this] { controls.send->click(); });
+    bindKey(Qt::CTRL | key, controls.prompt, [this] { controls.send->click(); });
   }
+}
+
+/// Qt takes Control for Command on macOS.
+void MainWindow::bindKey(QKeySequence keys, QWidget* scope, std::function<void()> action) {
+  auto* shortcut = new QShortcut(keys, scope);
+  shortcut->setContext(scope->isWindow() ? Qt::WindowShortcut : Qt::WidgetShortcut);
+  shortcut->setAutoRepeat(false);
+  connect(shortcut, &QShortcut::activated, this, std::move(action));
 }
 
 void MainWindow::bindRelay() {
@@ -164,6 +173,13 @@ QRect MainWindow::roomOnScreen() const {
   const QRect frame = frameGeometry();
   const int title = std::max(geometry().top() - frame.top(), style()->pixelMetric(QStyle::PM_TitleBarHeight));
   return screen()->availableGeometry().adjusted(0, title, 0, geometry().bottom() - frame.bottom());
+}
+
+void MainWindow::setVisible(bool shown) {
+  if (!shown && isVisible())
+    place = geometry();  // without the frame, which window managers count differently
+  if (shown && !isVisible() && place && QGuiApplication::screenAt(place->center())) setGeometry(*place);
+  QWidget::setVisible(shown);
 }
 
 void MainWindow::showEvent(QShowEvent* event) {

@@ -3,6 +3,7 @@
 
 #include <QWidget>
 #include <functional>
+#include <optional>
 
 #include "app/ContentView.h"
 #include "app/qt/window/MainWindowControls.h"
@@ -14,8 +15,12 @@ namespace ferrin::qt {
 /// actions. Decides nothing by itself. Its size follows its content. `view` outlives it.
 class MainWindow : public QWidget {
  public:
-  /// Calls `closed` after the user has closed the window, which only hides it.
-  MainWindow(app::ContentView& view, std::function<void()> closed);
+  /// Calls `closed` after the user has closed the window, which only hides it, and `quit` when the user asks
+  /// for that by keyboard.
+  MainWindow(app::ContentView& view, std::function<void()> closed, std::function<void()> quit);
+
+  /// A window that comes back does so in its place; window managers would choose another.
+  void setVisible(bool shown) override;
 
  protected:
   /// Adapts the size to the content after a change of the layout.
@@ -32,6 +37,7 @@ class MainWindow : public QWidget {
   void bindSettings();
   void bindProviderTest();
   void bindRelay();
+  void bindKey(QKeySequence keys, QWidget* scope, std::function<void()> action);
   void applyOnReturn(QLineEdit* field);
   void pressRelayButton();
 
@@ -48,6 +54,7 @@ class MainWindow : public QWidget {
   const std::function<void()> closed;
   const MainWindowControls controls;
   std::string shownResponse;
+  std::optional<QRect> place;
   core::Subscription subscription;
 };
 

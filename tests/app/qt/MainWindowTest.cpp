@@ -34,7 +34,7 @@ class MainWindowTest : public testing::Test {
 
   app::TestApplication application;
   app::ContentView& view = *application.view;
-  MainWindow window{view, [] {}};
+  MainWindow window{view, [] {}, [] {}};
 };
 
 TEST_F(MainWindowTest, showsWhatTheViewHoldsAndHandsOnWhatIsTyped) {
@@ -76,7 +76,8 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   EXPECT_EQ(find<QLabel>("Ferrin Relay").font().pointSizeF(), 34);
   EXPECT_TRUE(QTest::qWaitFor([&] { return window.height() > before.height() + grown.height(); }));
   EXPECT_LT(window.height(), 800) << "the screen's height";
-  EXPECT_TRUE(find<QComboBox>("已保存配置").width() > 200 && find("Profile name").width() > 130);
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] { return find<QComboBox>("已保存配置").width() > 200 && find("Profile name").width() > 130; }));
   const auto& relay = find<QPushButton>("Apply and start");
   EXPECT_TRUE(window.rect().contains({relay.mapTo(&window, QPoint(0, 0)), relay.size()}));
   QApplication::setFont(font);

@@ -51,9 +51,12 @@ class Tray:
         proxy = dbus.SessionBus().get_object(self.item, path, introspect=False)
         return dbus.Interface(proxy, interface).get_dbus_method(method)(*arguments, **options)
 
+    def shown(self):
+        return self.ask("/StatusNotifierItem", dbus.PROPERTIES_IFACE, "GetAll", "org.kde.StatusNotifierItem")
+
     def symbol(self):
         """The icon's name where it has one, else the pixels of its largest picture."""
-        shown = self.ask("/StatusNotifierItem", dbus.PROPERTIES_IFACE, "GetAll", "org.kde.StatusNotifierItem")
+        shown = self.shown()
         return shown["IconName"] or max(shown["IconPixmap"])[2]
 
     def menu(self):

@@ -112,6 +112,7 @@ class WindowTest(unittest.TestCase):
         self.keyboard("key", "shift+Tab", "shift+Tab", "Return")  # applies, and is out of the way
         eventually(lambda: not self.open_window())
         eventually(relay_answers)
+        eventually(lambda: self.desktop.tray.shown()["ToolTip"][2] == "Ferrin Relay: the relay is running")
         self.assertNotEqual(self.desktop.tray.symbol(), stopped)
         self.desktop.tray.choose("Open Ferrin Relay")
         self.desktop.find("Running: relay is ready; Ferrin configuration was left unchanged", "label")
@@ -136,9 +137,22 @@ class WindowTest(unittest.TestCase):
         self.desktop.tray.choose("Quit Ferrin Relay")
         self.assert_ends(self.process, 0)
 
+    def test_ends_what_was_begun_before_it_quits_and_comes_back_to_its_place(self):
+        self.start()
+        output_of("xdotool", "windowmove", "--sync", self.open_window(), "40", "60")
+        self.keyboard("key", "ctrl+w")
+        eventually(lambda: not self.open_window())
+        self.desktop.tray.choose("Open Ferrin Relay")
+        eventually(lambda: "x:  40" in output_of("xwininfo", "-id", eventually(self.open_window)).replace("X", "x"))
+        self.keyboard("type", "http://127.0.0.1:9/v1\tsk")
+        self.keyboard("key", "Return", "ctrl+q")
+        self.assert_ends(self.process, 0)
+        self.assertEqual((self.home / ".ferrin/secrets/provider-launcher.running").read_text(), "running\n")
+
     def test_waits_for_a_tray_at_no_cost_and_is_its_window_where_there_is_none(self):
         self.desktop.hide_tray()
         self.start()
+        self.keyboard("key", "shift+Tab")  # to a button: a text cursor blinks
         process = pathlib.Path("/proc") / str(self.process.pid)
         self.assertLess(int(output_of("ps", "-o", "rss=", "-p", process.name)), 80 * 1024)
 
