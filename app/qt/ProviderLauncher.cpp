@@ -75,7 +75,7 @@ int fail(const std::exception& error) {
 ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
                                          std::optional<SingleInstance> ownInstance)
     : services(relay::chooseServiceManager(locations)),
-      colours(followDesktopColours([](ColourScheme scheme) { setColourScheme(*qApp, scheme); })),
+      colours(followDesktopColours([](Colouring colouring) { setColouring(*qApp, colouring); })),
       launcherState(locations, *services),
       shell([this] { return trayItem->isPresent(); }),
       dispatcher([this] { wake(dispatcher); }),
@@ -94,7 +94,7 @@ ProviderLauncherApp::ProviderLauncherApp(const core::Locations& locations,
       trayItem(makeTrayItem([this](app::MenuAction action) { chosen(action); }, [this] { trayItemLost(); })),
       menuBarSubscription(menuBarControls.subscribe([this] { showTrayItem(); })),
       instance(std::move(ownInstance)) {
-  setColourScheme(*qApp, colours->scheme());
+  setColouring(*qApp, colours->colouring());
   shell.setWindow(&window);
   shell.openWindow(app::mainWindow);
   showTrayItem();

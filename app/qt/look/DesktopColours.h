@@ -1,5 +1,5 @@
 #pragma once
-// Whether the desktop prefers light or dark colours.
+// Whether the desktop prefers light or dark colours, and more contrast.
 
 #include <functional>
 #include <memory>
@@ -14,10 +14,10 @@ class DesktopColours {
   virtual ~DesktopColours() = default;
 
   /// The present preference. The first call may wait up to 0.2 s for it, without user input.
-  virtual ColourScheme scheme() = 0;
+  virtual Colouring colouring() = 0;
 };
 
 /// Calls `changed` on the main thread after each change of the preference. Needs a QApplication.
-std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(ColourScheme)> changed);
+std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(Colouring)> changed);
 
 }  // namespace ferrin::qt

@@ -7,12 +7,12 @@ namespace {
 
 class NativeColours : public DesktopColours {
  public:
-  ColourScheme scheme() override { return ColourScheme::light; }
+  Colouring colouring() override { return {}; }
 };
 
 }  // namespace
 
-std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(ColourScheme)>) {
+std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(Colouring)>) {
   return std::make_unique<NativeColours>();
 }
 

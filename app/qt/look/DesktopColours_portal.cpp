@@ -20,6 +20,7 @@ constexpr const char* path = "/org/freedesktop/portal/desktop";
 constexpr const char* settings = "org.freedesktop.portal.Settings";
 const QString appearance = "org.freedesktop.appearance";
 const QString colourScheme = "color-scheme";
+const QString contrastPreference = "contrast";
 constexpr auto answerTimeout = 200ms;
 
 /// The answer is a variant in one or two more variants, depending on the version of the portal.
@@ -30,50 +31,56 @@ QVariant unpacked(QVariant value) {
 
 }  // namespace
 
-PortalColours::PortalColours(std::function<void(ColourScheme)> whenChanged)
+PortalColours::PortalColours(std::function<void(Colouring)> whenChanged)
     : changed(std::move(whenChanged)),
-      withoutPortal(isDark(QGuiApplication::palette()) ? ColourScheme::dark : ColourScheme::light) {
+      withoutPortal(isDark(QGuiApplication::palette()) ? ColourScheme::dark : ColourScheme::light),
+      known{.scheme = withoutPortal} {
   QDBusConnection::sessionBus().connect(service, path, settings, "SettingChanged", this,
                                         SLOT(settingChanged(QDBusMessage)));
-  ask();
+  for (const QString& setting : {colourScheme, contrastPreference}) ask(setting);
 }
 
-void PortalColours::ask() {
+void PortalColours::ask(const QString& setting) {
   auto message = QDBusMessage::createMethodCall(service, path, settings, "Read");
-  message << appearance << colourScheme;
-  question = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);
-  connect(question, &QDBusPendingCallWatcher::finished, this, [this] {
+  message << appearance << setting;
+  ++openQuestions;
+  auto* question = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);
+  connect(question, &QDBusPendingCallWatcher::finished, this, [this, question, setting] {
     const QDBusPendingReply<QDBusVariant> reply = *question;
-    if (reply.isValid()) take(QVariant::fromValue(reply.value()));
-    std::exchange(question, nullptr)->deleteLater();
+    if (reply.isValid()) take(setting, QVariant::fromValue(reply.value()));
+    question->deleteLater();
+    if (--openQuestions == 0) emit answered();
   });
 }
 
-ColourScheme PortalColours::scheme() {
-  if (question && !question->isFinished()) {
+Colouring PortalColours::colouring() {
+  if (openQuestions > 0) {
     QEventLoop loop;
-    connect(question, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
+    connect(this, &PortalColours::answered, &loop, &QEventLoop::quit);
     QTimer::singleShot(answerTimeout, &loop, &QEventLoop::quit);
     loop.exec(QEventLoop::ExcludeUserInputEvents);
   }
-  return known.value_or(withoutPortal);
+  return known;
 }
 
 void PortalColours::settingChanged(const QDBusMessage& signal) {
   const QVariantList setting = signal.arguments();
-  if (setting.size() == 3 && setting[0] == appearance && setting[1] == colourScheme) take(setting[2]);
+  if (setting.size() == 3 && setting[0] == appearance) take(setting[1].toString(), setting[2]);
 }
 
-void PortalColours::take(const QVariant& value) {
-  const ColourScheme before = known.value_or(withoutPortal);
-  // 1 prefers dark, 2 light; 0 is no preference.
+void PortalColours::take(const QString& setting, const QVariant& value) {
+  const Colouring before = known;
   const unsigned preference = unpacked(value).toUInt();
-  known = preference == 1 ? ColourScheme::dark : ColourScheme::light;
-  if (preference == 0) known = withoutPortal;
-  if (*known != before) changed(*known);
+  if (setting == contrastPreference) known.hasMoreContrast = preference == 1;
+  // 1 prefers dark, 2 light; 0 is no preference.
+  if (setting == colourScheme) {
+    known.scheme = preference == 1 ? ColourScheme::dark : ColourScheme::light;
+    if (preference == 0) known.scheme = withoutPortal;
+  }
+  if (known != before) changed(known);
 }
 
-std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(ColourScheme)> changed) {
+std::unique_ptr<DesktopColours> followDesktopColours(std::function<void(Colouring)> changed) {
   return std::make_unique<PortalColours>(std::move(changed));
 }
 

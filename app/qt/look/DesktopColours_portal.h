@@ -1,11 +1,10 @@
 #pragma once
-// The preference on free desktops: a setting of the desktop portal (org.freedesktop.portal.Settings).
+// The preferences on free desktops: settings of the desktop portal (org.freedesktop.portal.Settings).
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QObject>
 #include <QVariant>
-#include <optional>
 
 #include "app/qt/look/DesktopColours.h"
 
@@ -17,21 +16,24 @@ class PortalColours : public QObject, public DesktopColours {
   Q_OBJECT
 
  public:
-  explicit PortalColours(std::function<void(ColourScheme)> changed);
+  explicit PortalColours(std::function<void(Colouring)> changed);
 
-  ColourScheme scheme() override;
+  Colouring colouring() override;
+
+ signals:
+  void answered();
 
  private slots:
   void settingChanged(const QDBusMessage& signal);
 
  private:
-  void ask();
-  void take(const QVariant& value);
+  void ask(const QString& setting);
+  void take(const QString& setting, const QVariant& value);
 
-  const std::function<void(ColourScheme)> changed;
+  const std::function<void(Colouring)> changed;
   const ColourScheme withoutPortal;
-  std::optional<ColourScheme> known;
-  QDBusPendingCallWatcher* question = nullptr;
+  Colouring known;
+  int openQuestions = 0;
 };
 
 }  // namespace ferrin::qt

@@ -7,10 +7,17 @@ namespace ferrin::qt {
 
 enum class ColourScheme { light, dark };
 
+struct Colouring {
+  ColourScheme scheme = ColourScheme::light;
+  bool hasMoreContrast = false;
+
+  bool operator==(const Colouring&) const = default;
+};
+
 /// To be called once, before the first window.
 void setUpLook(QApplication& application);
 
 /// Also changes windows that are open.
-void setColourScheme(QApplication& application, ColourScheme scheme);
+void setColouring(QApplication& application, Colouring colouring);
 
 }  // namespace ferrin::qt

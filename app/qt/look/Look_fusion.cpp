@@ -31,14 +31,18 @@ class Style : public QProxyStyle {
 };
 
 struct Colours {
-  QColor window, field, button, text, accent, accentText, ring;
+  QColor window, field, button, text, accent, accentText, focus;
 };
 
-Colours coloursOf(ColourScheme scheme) {
-  if (scheme == ColourScheme::dark) {
-    return {0x242427, 0x2e2e32, 0x3a3a3f, 0xf1f1f3, 0x2f74e0, 0xffffff, 0xa9c8ff};
+Colours coloursOf(Colouring colouring) {
+  if (colouring.scheme == ColourScheme::dark) {
+    if (colouring.hasMoreContrast)
+      return {Qt::black, Qt::black, 0x141416, 0xffffff, 0x1f5fc4, 0xffffff, 0x9cc4ff};
+    return {0x242427, 0x2e2e32, 0x343438, 0xf1f1f3, 0x2768cf, 0xffffff, 0x76adff};
   }
-  return {0xf5f5f6, 0xffffff, 0xffffff, 0x1d1d1f, 0x0a66d6, 0xffffff, 0x063a7d};
+  if (colouring.hasMoreContrast)
+    return {0xffffff, 0xffffff, 0xffffff, Qt::black, 0x0058c4, 0xffffff, 0x0058c4};
+  return {0xf5f5f6, 0xffffff, 0xffffff, 0x1d1d1f, 0x0a66d6, 0xffffff, 0x0a66d6};
 }
 
 void setRole(QPalette& palette, QPalette::ColorRole role, const QColor& colour, const QColor& disabled) {
@@ -56,10 +60,10 @@ QPalette paletteOf(const Colours& colours) {
   palette.setColor(QPalette::Base, colours.field);
   palette.setColor(QPalette::AlternateBase, colours.window);
   palette.setColor(QPalette::ToolTipBase, colours.field);
-  palette.setColor(QPalette::PlaceholderText, blended(colours.text, colours.field, 0.45));
+  palette.setColor(QPalette::PlaceholderText, blended(colours.text, colours.field, 0.64));
   palette.setColor(QPalette::Highlight, colours.accent);
   palette.setColor(QPalette::HighlightedText, colours.accentText);
-  palette.setColor(QPalette::Link, colours.accent);
+  palette.setColor(QPalette::Link, colours.focus);
   return palette;
 }
 
@@ -74,15 +78,15 @@ QString styleSheetOf(const Colours& colours, const QPalette& palette) {
       {"@hovered", blended(colours.text, colours.button, 0.05)},
       {"@pressed", blended(colours.text, colours.button, 0.12)},
       {"@text", colours.text},
+      {"@faintStroke", quaternaryStroke(palette)},
       {"@faint", palette.color(QPalette::Disabled, QPalette::Text)},
       {"@fill", quaternaryFill(palette)},
-      {"@stroke", quaternaryStroke(palette)},
-      {"@thumb", blended(colours.text, colours.window, 0.32)},
+      {"@stroke", controlStroke(palette)},
       {"@onAccent", colours.accentText},
-      {"@accentHovered", blended(Qt::white, colours.accent, 0.08)},
+      {"@accentHovered", blended(Qt::black, colours.accent, 0.08)},
       {"@accentPressed", blended(Qt::black, colours.accent, 0.16)},
       {"@accent", colours.accent},
-      {"@ring", colours.ring},
+      {"@focus", palette.color(QPalette::Link)},
   };
   for (const auto& [name, colour] : names) sheet.replace(name, colour.name());
   return sheet;
@@ -108,8 +112,8 @@ void setUpLook(QApplication& application) {
   application.installEventFilter(new FontFollower(&application));
 }
 
-void setColourScheme(QApplication& application, ColourScheme scheme) {
-  const Colours colours = coloursOf(scheme);
+void setColouring(QApplication& application, Colouring colouring) {
+  const Colours colours = coloursOf(colouring);
   const QPalette palette = paletteOf(colours);
   QApplication::setPalette(palette);
   application.setStyleSheet(styleSheetOf(colours, palette));

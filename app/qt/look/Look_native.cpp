@@ -6,6 +6,6 @@ namespace ferrin::qt {
 
 void setUpLook(QApplication&) {}
 
-void setColourScheme(QApplication&, ColourScheme) {}
+void setColouring(QApplication&, Colouring) {}
 
 }  // namespace ferrin::qt

@@ -9,6 +9,12 @@ namespace ferrin::qt {
 /// `top` laid over `bottom`, which is opaque, at `opacity` of 0 to 1.
 QColor blended(const QColor& top, const QColor& bottom, double opacity);
 
+/// How far apart two opaque colours are, from 1 to 21 (WCAG 2.1, contrast ratio).
+double contrast(const QColor& one, const QColor& other);
+
+/// The edge of what can be edited or pressed.
+QColor controlStroke(const QPalette& palette);
+
 bool isDark(const QPalette& palette);
 
 /// Dimmed text, still with enough contrast to read.

@@ -9,6 +9,7 @@
 #include <QTest>
 
 #include "app/qt/look/Look.h"
+#include "app/qt/look/Shades.h"
 #include "app/qt/look/Text.h"
 #include "tests/app/TestApplication.h"
 
@@ -172,6 +173,31 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
             "<p>" + QString(40, 'x') + "\u200bx<br>&lt;b&gt;</p>");
 }
 
+TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
+  for (const auto scheme : {ColourScheme::light, ColourScheme::dark}) {
+    for (const bool more : {false, true}) {
+      setColouring(*qApp, {scheme, more});
+      const QPalette palette = QApplication::palette();
+      const auto apart = [&](QColor colour, QPalette::ColorRole role, double least, const char* what) {
+        EXPECT_GE(contrast(colour, palette.color(role)), least * (more ? 1.3 : 1))
+            << what << (scheme == ColourScheme::dark ? " dark" : " light") << more;
+      };
+      using P = QPalette;
+      apart(palette.color(P::PlaceholderText), P::Base, 4.5, "placeholder");
+      apart(palette.color(P::HighlightedText), P::Highlight, 4.5, "primary label, selection");
+      apart(secondaryText(palette), P::Window, 4.5, "status");
+      apart(redText(palette), P::Window, more ? 3.5 : 4.5, "failure");
+      apart(palette.color(P::Text), P::Highlight, 3 / (more ? 1.3 : 1), "ring on the primary button");
+      for (const auto role : {P::Window, P::Base, P::Button}) {
+        const QColor edge = find("Model").grab().toImage().pixelColor(40, 0);
+        apart(edge, role, 3, "border as drawn");
+        apart(focusRing(palette), role, 3, "focus ring");
+      }
+    }
+  }
+  setColouring(*qApp, {});
+}
+
 TEST(ElidedApart, cutsWhereTheNamesDifferLeast) {
   const QString same(60, 'x');
   const QStringList names[] = {
@@ -204,7 +230,7 @@ int main(int count, char** arguments) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(count, arguments);
   ferrin::qt::setUpLook(application);
-  ferrin::qt::setColourScheme(application, ferrin::qt::ColourScheme::light);
+  ferrin::qt::setColouring(application, {});
   testing::InitGoogleTest(&count, arguments);
   return RUN_ALL_TESTS();
 }
