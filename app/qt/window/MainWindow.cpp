@@ -35,7 +35,11 @@ bool isHeldReturn(const QEvent& event) {
 
 MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> whenClosed,
                        std::function<void()> quit)
-    : view(contentView), closed(std::move(whenClosed)), controls(layOutMainWindow(*this)) {
+    : view(contentView),
+      closed(std::move(whenClosed)),
+      controls(layOutMainWindow(*this)),
+      announcer(new Announcer(this)),
+      announcedStatus(view.status) {
   setWindowTitle(fromUTF8(app::menuBarTitle));
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                  Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
@@ -134,9 +138,16 @@ void MainWindow::renderProviderTest() {
   if (isShown && (controls.prompt->hasFocus() || controls.send->hasFocus()))
     controls.form->reveal(controls.responsePanel);
   controls.responsePanel->setVisible(isShown);
+  announcer->announce(fromUTF8(shownResponse.substr(0, 4 * Announcer::maxSpoken)));
+}
+
+void MainWindow::announceStatus() {
+  if (std::exchange(announcedStatus, view.status.get()) == view.status.get()) return;
+  announcer->announce(fromUTF8(announcedStatus));
 }
 
 void MainWindow::renderRelay() {
+  announceStatus();
   controls.status->showStatus(fromUTF8(view.status.get()), app::statusColour(view.status.get()));
   controls.relay->showButton(app::relayButton(view.launcherState.isRunning(), view.isWorking).button);
 }

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "app/ContentView.h"
+#include "app/qt/window/Announcer.h"
 #include "app/qt/window/MainWindowControls.h"
 #include "core/Observers.h"
 
@@ -46,6 +47,7 @@ class MainWindow : public QWidget {
   void renderForm();
   void renderProviderTest();
   void renderRelay();
+  void announceStatus();
   void fitToContent();
   QRect roomOnScreen() const;
   QWidget* firstControl() const;
@@ -53,7 +55,9 @@ class MainWindow : public QWidget {
   app::ContentView& view;
   const std::function<void()> closed;
   const MainWindowControls controls;
+  Announcer* const announcer;
   std::string shownResponse;
+  std::string announcedStatus;
   std::optional<QRect> place;
   core::Subscription subscription;
 };

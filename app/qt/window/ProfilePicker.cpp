@@ -30,6 +30,7 @@ void ProfilePicker::showEntries(const std::vector<app::PickerEntry>& entries, co
   if (entries != shown) replaceEntries(entries);
   setCurrentIndex(findData(fromUTF8(selectedID)));
   setToolTip(currentData(Qt::ToolTipRole).toString());
+  setAccessibleDescription(currentText());  // the tool tip is rich text
 }
 
 void ProfilePicker::replaceEntries(const std::vector<app::PickerEntry>& entries) {

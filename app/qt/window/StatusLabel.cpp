@@ -94,6 +94,7 @@ void StatusLabel::fit() {
   QString lines = shown.lines.join('\n');
   if (lines != text()) setText(lines.remove(QChar::LineSeparator));
   setAccessibleName(status);
+  setAccessibleDescription(" ");  // the tool tip is rich text
   setToolTip(shown.isCut ? wrappedToolTip(status) : QString());
 }
 
