@@ -57,11 +57,18 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
 
 void MainWindow::bindProfile() {
   connect(controls.picker, &QComboBox::currentIndexChanged, this,
-          [this] { view.selectedProfileID = controls.picker->selectedID(); });
+          [this] { chooseProfile(); });
   connect(controls.profileName, &QLineEdit::textChanged, this,
           [this](const QString& text) { view.profileName = text.toStdString(); });
   connect(controls.profileName, &QLineEdit::returnPressed, this, [this] { view.saveProfile(); });
   connect(controls.saveProfile, &QPushButton::clicked, this, [this] { view.saveProfile(); });
+}
+
+/// A profile is announced by the status; "Current profile" changes nothing that could say so.
+void MainWindow::chooseProfile() {
+  const std::string before = view.status;
+  view.selectedProfileID = controls.picker->selectedID();
+  if (view.status.get() == before) announcer->announce(controls.picker->currentText());
 }
 
 void MainWindow::bindSettings() {

@@ -40,6 +40,7 @@ class MainWindow : public QWidget {
   void bindRelay();
   void bindKey(QKeySequence keys, QWidget* scope, std::function<void()> action);
   void applyOnReturn(QLineEdit* field);
+  void chooseProfile();
   void pressRelayButton();
 
   // Each writes fields of the view to controls, and leaves equal ones alone.

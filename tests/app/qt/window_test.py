@@ -98,7 +98,8 @@ class WindowTest(unittest.TestCase):
         stopped = self.desktop.tray.symbol()
         self.keyboard("key", "shift+Tab", "shift+Tab", "type", f"Work\t\t{url}/\t{KEY}")
         self.desktop.press("Save profile")
-        self.desktop.find("Loaded Work. The key is stored securely.", "label")
+        for role in "label", "notification":
+            self.desktop.find("Loaded Work. The key is stored securely.", role)
         self.assertEqual(self.desktop.text("Provider URL"), url)
         self.keyboard("type", "sk-typed")
         self.assertNotIn("sk", self.desktop.text("API key", "password text"))
