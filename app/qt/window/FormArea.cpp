@@ -1,5 +1,7 @@
 #include "app/qt/window/FormArea.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QEvent>
 #include <QLayout>
 #include <utility>
@@ -9,9 +11,17 @@ namespace {
 
 constexpr int revealMargin = 18;
 
+/// The toolkit's own interface of a scroll area crashes when it is asked for a child that has just gone: a
+/// scroll bar, say, between the two requests of a screen reader that counts the children and asks for each.
+QAccessibleInterface* asPlainWidget(const QString& type, QObject* object) {
+  auto* area = type == "ferrin::qt::FormArea" ? qobject_cast<FormArea*>(object) : nullptr;
+  return area ? new QAccessibleWidget(area, QAccessible::Pane) : nullptr;
+}
+
 }  // namespace
 
 FormArea::FormArea(QWidget* form) {
+  QAccessible::installFactory(asPlainWidget);
   setFrameShape(QFrame::NoFrame);
   setFocusPolicy(Qt::NoFocus);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

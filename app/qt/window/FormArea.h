@@ -7,6 +7,8 @@ namespace ferrin::qt {
 
 /// As high as `form`, where there is room; scrolls vertically where there is not.
 class FormArea : public QScrollArea {
+  Q_OBJECT
+
  public:
   explicit FormArea(QWidget* form);
 

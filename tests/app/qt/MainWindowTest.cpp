@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QTest>
@@ -82,6 +83,11 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   const auto& relay = find<QPushButton>("Apply and start");
   EXPECT_TRUE(window.rect().contains({relay.mapTo(&window, QPoint(0, 0)), relay.size()}));
   QApplication::setFont(font);
+}
+
+TEST_F(MainWindowTest, survivesAScreenReaderThatAsksForAScrollBarThatHasGone) {
+  auto* form = QAccessible::queryAccessibleInterface(window.findChild<FormArea*>());
+  for (int gone = form->childCount(); gone < 5; ++gone) EXPECT_EQ(form->child(gone), nullptr) << gone;
 }
 
 TEST_F(MainWindowTest, offersOneRelayActionAtATime) {
