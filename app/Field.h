@@ -28,7 +28,7 @@ class Field {
   Field& operator=(const Field&) = delete;
   Field& operator=(Value next) {
     if (next == value) return *this;
-    value = std::move(next);
+    (void)std::exchange(value, std::move(next));  // frees the old value, which an assignment keeps room for
     observers.notify();
     if (whenChanged) whenChanged(value);
     return *this;

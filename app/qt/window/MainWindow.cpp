@@ -56,8 +56,7 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
 }
 
 void MainWindow::bindProfile() {
-  connect(controls.picker, &QComboBox::currentIndexChanged, this,
-          [this] { chooseProfile(); });
+  connect(controls.picker, &QComboBox::currentIndexChanged, this, [this] { chooseProfile(); });
   connect(controls.profileName, &QLineEdit::textChanged, this,
           [this](const QString& text) { view.profileName = text.toStdString(); });
   connect(controls.profileName, &QLineEdit::returnPressed, this, [this] { view.saveProfile(); });
@@ -92,7 +91,7 @@ void MainWindow::applyOnReturn(QLineEdit* field) {
 
 void MainWindow::bindProviderTest() {
   connect(controls.prompt, &QPlainTextEdit::textChanged, this,
-          [this] { view.prompt = controls.prompt->toPlainText().toStdString(); });
+          [this] { view.prompt = controls.prompt->text().toStdString(); });
   connect(controls.send, &QPushButton::clicked, this, [this] { view.sendToProvider(); });
   for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
     bindKey(Qt::CTRL | key, controls.prompt, [this] { controls.send->click(); });
@@ -138,8 +137,8 @@ void MainWindow::renderForm() {
 void MainWindow::renderProviderTest() {
   controls.send->showButton(app::sendButton(view.isSending, view.prompt.get()));
   if (shownResponse == view.response.get()) return;
-  shownResponse = view.response;
-  controls.response->setPlainText(fromUTF8(shownResponse));
+  std::string(view.response.get()).swap(shownResponse);  // an assignment keeps the memory of a longer text
+  controls.response->showText(fromUTF8(shownResponse));
   const bool isShown = app::showsResponse(shownResponse);
   // Not while something else is being edited.
   if (isShown && (controls.prompt->hasFocus() || controls.send->hasFocus()))

@@ -3,7 +3,6 @@
 
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <array>
 #include <iterator>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "app/qt/window/FormArea.h"
 #include "app/qt/window/ProfilePicker.h"
 #include "app/qt/window/StatusLabel.h"
+#include "app/qt/window/TextArea.h"
 
 namespace ferrin::qt {
 
@@ -32,9 +32,9 @@ struct MainWindowControls {
   ActionButton* saveProfile = new ActionButton("Save profile");
   FormInputs inputs = makeFormInputs();
   QCheckBox* restartChatGPT = makeCheckBox("Restart ChatGPT after applying");
-  QPlainTextEdit* prompt = new QPlainTextEdit;
+  TextArea* prompt = new TextArea;
   ActionButton* send = new ActionButton;
-  QPlainTextEdit* response = new QPlainTextEdit;
+  TextArea* response = new TextArea;
   Panel* responsePanel = new Panel(Panel::Kind::filled, response, 8);
   StatusLabel* status = new StatusLabel;
   ActionButton* relay = new ActionButton;

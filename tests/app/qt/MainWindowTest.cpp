@@ -179,6 +179,27 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
             "<p>" + QString(40, 'x') + "\u200bx<br>&lt;b&gt;</p>");
 }
 
+TEST_F(MainWindowTest, takesAndShowsLongTextsInPiecesAndHandsThemOnAsTheyAre) {
+  const QString word(1 << 20, 'x');
+  for (const QString& text : {word, word + "\n\n" + word + "\n", QString("a line\n").repeated(1 << 17),
+                              "a" + QString::fromUtf8("😀").repeated(1 << 15)}) {
+    QApplication::clipboard()->setText(text);
+    auto& prompt = find<TextArea>("Prompt");
+    prompt.selectAll();
+    prompt.paste();
+    EXPECT_TRUE(view.prompt.get() == text.toStdString()) << view.prompt.get().size();
+    view.response = text.toStdString();
+    auto& response = find<TextArea>("Response");
+    response.selectAll();
+    QApplication::clipboard()->clear();
+    response.copy();
+    EXPECT_TRUE(QApplication::clipboard()->text() == text) << text.size();
+    for (const TextArea* area : {&prompt, &response}) {
+      EXPECT_NEAR(area->blockCount(), static_cast<double>(text.size()) / 5000, 10);
+    }
+  }
+}
+
 TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
   for (const auto scheme : {ColourScheme::light, ColourScheme::dark}) {
     for (const bool more : {false, true}) {

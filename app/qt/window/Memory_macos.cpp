@@ -1,0 +1,7 @@
+#include "app/qt/window/Memory.h"
+
+namespace ferrin::qt {
+
+void giveMemoryBack() {}
+
+}  // namespace ferrin::qt
