@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTextLayout>
 #include <QtMath>
 
@@ -28,6 +29,12 @@ int lineHeight(const QFont& font) {
   return qCeil(line.height());
 }
 
+/// What follows the name of a file, say, is worth more than all of the name.
+QString withShortWords(QString text) {
+  static const QRegularExpression longWord(R"((\S{16})\S{8,}(\S{8}))");
+  return text.replace(longWord, "\\1…\\2");
+}
+
 }  // namespace
 
 StatusLabel::StatusLabel(QWidget* parent) : QLabel(parent) {
@@ -46,7 +53,12 @@ void StatusLabel::showStatus(const QString& text, app::StatusColour newColour) {
 }
 
 StatusLabel::Fitted StatusLabel::fitted() const {
-  const QString whole = status.left(maxLaidOut).trimmed().replace('\n', QChar::LineSeparator);
+  const QString text = status.left(maxLaidOut).trimmed().replace('\n', QChar::LineSeparator);
+  const Fitted whole = laidOut(text);
+  return whole.isCut ? Fitted{laidOut(withShortWords(text)).lines, true} : whole;
+}
+
+StatusLabel::Fitted StatusLabel::laidOut(const QString& whole) const {
   QTextLayout layout(whole, font());
   QTextOption option;
   option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);

@@ -7,8 +7,8 @@
 
 namespace ferrin::qt {
 
-/// Always two lines high. A longer text is elided and shown whole in a tooltip; screen readers get the whole
-/// text, and so does whoever copies all of it.
+/// Always two lines high. In a longer text long words are elided, then its end, and shown whole in a tooltip;
+/// screen readers get the whole text, and so does whoever copies all of it.
 class StatusLabel : public QLabel {
  public:
   explicit StatusLabel(QWidget* parent = nullptr);
@@ -33,6 +33,7 @@ class StatusLabel : public QLabel {
   void contextMenuEvent(QContextMenuEvent* event) override;
 
  private:
+  Fitted laidOut(const QString& whole) const;
   QString elided(const QString& rest) const;
   void fit();
   void adoptColour();

@@ -168,7 +168,11 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   label.resize(300, 40);
   label.showStatus("first\nsecond", app::StatusColour::secondary);
   EXPECT_FALSE(label.fitted().isCut);
-  for (const QString& text : {QString(400, 'x'), QString("first\nsecond\nthird")}) {
+  label.showStatus("Error: " + QString(44, 'k') + ".token: No such file or directory",
+                   app::StatusColour::secondary);
+  EXPECT_TRUE(label.fitted().isCut &&
+              label.fitted().lines.join("").endsWith("…k.token: No such file or directory"));
+  for (const QString& text : {QString("x ").repeated(200), QString("first\nsecond\nthird")}) {
     label.showStatus(text, app::StatusColour::secondary);
     const QStringList lines = label.fitted().lines;
     EXPECT_TRUE(lines.size() == 2 && lines.last().endsWith("…")) << text.toStdString();
