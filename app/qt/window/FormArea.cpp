@@ -34,7 +34,11 @@ QSize FormArea::sizeHint() const { return widget()->sizeHint(); }
 bool FormArea::eventFilter(QObject* watched, QEvent* event) {
   const bool handled = QScrollArea::eventFilter(watched, event);
   if (watched != widget()) return handled;
-  if (event->type() == QEvent::LayoutRequest) updateGeometry();
+  if (event->type() == QEvent::LayoutRequest) {
+    // The style sheet's least heights would let a form that scrolls shrink first.
+    widget()->setMinimumHeight(widget()->sizeHint().height());
+    updateGeometry();
+  }
   if (event->type() == QEvent::Resize && revealed) {
     widget()->layout()->activate();
     ensureWidgetVisible(std::exchange(revealed, nullptr), 0, revealMargin);

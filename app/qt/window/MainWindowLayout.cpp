@@ -202,6 +202,7 @@ QWidget* form(const MainWindowControls& controls) {
 /// What stays in sight while the form scrolls.
 QWidget* lastRow(const MainWindowControls& controls) {
   auto* widget = new QWidget;
+  widget->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
   auto* stack = column(widget, 0, margin);
   stack->addWidget(new Divider);
   stack->addWidget(statusRow(controls));

@@ -50,7 +50,7 @@ void ProfilePicker::wheelEvent(QWheelEvent* event) { event->ignore(); }
 QSize ProfilePicker::minimumSizeHint() const {
   QStyleOptionComboBox option;
   initStyleOption(&option);
-  const QSize text(fontMetrics().horizontalAdvance("xxxxxxxx"), fontMetrics().height());
+  const QSize text(fontMetrics().horizontalAdvance("xxxxxxxxxx"), fontMetrics().height());
   return style()->sizeFromContents(QStyle::CT_ComboBox, &option, text, this);
 }
 

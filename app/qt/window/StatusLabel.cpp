@@ -31,7 +31,7 @@ int lineHeight(const QFont& font) {
 
 /// What follows the name of a file, say, is worth more than all of the name.
 QString withShortWords(QString text) {
-  static const QRegularExpression longWord(R"((\S{16})\S{8,}(\S{8}))");
+  static const QRegularExpression longWord(R"((\S{12})\S{6,}(\S{7}))");
   return text.replace(longWord, "\\1…\\2");
 }
 

@@ -13,7 +13,8 @@ WrappingRow::WrappingRow(QLayout* first, QLayout* second, int widthToFill)
 }
 
 bool WrappingRow::event(QEvent* event) {
-  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Polish) wrapWhereNeeded();
+  // Before it is shown, changes of the layout are not requested.
+  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) wrapWhereNeeded();
   return QWidget::event(event);
 }
 

@@ -85,6 +85,23 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   QApplication::setFont(font);
 }
 
+TEST_F(MainWindowTest, opensWithAnyFontOfTheSystemWithoutCuttingAControl) {
+  const QFont font = QApplication::font();
+  view.response = "text";
+  for (int size = 9; size <= 24; ++size) {
+    QApplication::setFont(QFont(font.family(), size));
+    MainWindow opened{view, [] {}, [] {}};
+    opened.show();
+    QApplication::processEvents();
+    for (const auto* button : opened.findChildren<QAbstractButton*>()) {
+      if (!button->isVisible()) continue;
+      EXPECT_GE(button->height(), button->sizeHint().height()) << size << button->text().toStdString();
+      EXPECT_LT(button->mapTo(&opened, QPoint(button->width(), 0)).x(), mainWindowWidth) << size;
+    }
+  }
+  QApplication::setFont(font);
+}
+
 TEST_F(MainWindowTest, survivesAScreenReaderThatAsksForAScrollBarThatHasGone) {
   auto* form = QAccessible::queryAccessibleInterface(window.findChild<FormArea*>());
   for (int gone = form->childCount(); gone < 5; ++gone) EXPECT_EQ(form->child(gone), nullptr) << gone;
@@ -171,7 +188,7 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
   label.showStatus("Error: " + QString(44, 'k') + ".token: No such file or directory",
                    app::StatusColour::secondary);
   EXPECT_TRUE(label.fitted().isCut &&
-              label.fitted().lines.join("").endsWith("…k.token: No such file or directory"));
+              label.fitted().lines.join("").endsWith("….token: No such file or directory"));
   for (const QString& text : {QString("x ").repeated(200), QString("first\nsecond\nthird")}) {
     label.showStatus(text, app::StatusColour::secondary);
     const QStringList lines = label.fitted().lines;
