@@ -231,7 +231,8 @@ TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
             << what << (scheme == ColourScheme::dark ? " dark" : " light") << more;
       };
       using P = QPalette;
-      apart(palette.color(P::PlaceholderText), P::Base, 4.5, "placeholder");
+      const QColor placeholder = find("API key").palette().color(P::PlaceholderText);
+      apart(blended(placeholder, palette.color(P::Base), placeholder.alphaF()), P::Base, 4.5, "placeholder");
       apart(palette.color(P::HighlightedText), P::Highlight, 4.5, "primary label, selection");
       apart(secondaryText(palette), P::Window, 4.5, "status");
       apart(redText(palette), P::Window, more ? 3.5 : 4.5, "failure");
