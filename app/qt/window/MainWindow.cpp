@@ -27,6 +27,9 @@ void showText(QLineEdit* field, const std::string& text) {
   field->setCursorPosition(0);
 }
 
+/// Wayland neither tells where a window is nor moves it. It then has the room to grow that a centred one has.
+bool isPlaceHidden() { return QGuiApplication::platformName().startsWith("wayland"); }
+
 bool isHeldReturn(const QEvent& event) {
   return isReturn(event) && static_cast<const QKeyEvent&>(event).isAutoRepeat();
 }
@@ -189,7 +192,9 @@ void MainWindow::fitToContent() {
 QRect MainWindow::roomOnScreen() const {
   const QRect frame = frameGeometry();
   const int title = std::max(geometry().top() - frame.top(), style()->pixelMetric(QStyle::PM_TitleBarHeight));
-  return screen()->availableGeometry().adjusted(0, title, 0, geometry().bottom() - frame.bottom());
+  QRect room = screen()->availableGeometry().adjusted(0, title, 0, geometry().bottom() - frame.bottom());
+  if (isPlaceHidden()) room.setHeight(std::min(room.height(), (room.height() + openedHeight) / 2));
+  return room;
 }
 
 void MainWindow::setVisible(bool shown) {
@@ -204,7 +209,9 @@ void MainWindow::showEvent(QShowEvent* event) {
   // appearance.
   if (!event->spontaneous()) {
     view.appear();
+    openedHeight = QWIDGETSIZE_MAX;
     fitToContent();
+    openedHeight = height();
     if (!focusWidget()) firstControl()->setFocus(Qt::OtherFocusReason);
   }
   QWidget::showEvent(event);

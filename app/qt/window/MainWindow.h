@@ -60,6 +60,7 @@ class MainWindow : public QWidget {
   std::string shownResponse;
   std::string announcedStatus;
   std::optional<QRect> place;
+  int openedHeight = QWIDGETSIZE_MAX;
   core::Subscription subscription;
 };
 
