@@ -77,11 +77,9 @@ TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText)
   QApplication::processEvents();
   EXPECT_EQ(find<QLabel>("Ferrin Relay").font().pointSizeF(), 34);
   EXPECT_TRUE(QTest::qWaitFor([&] { return window.height() > before.height() + grown.height(); }));
-  EXPECT_LT(window.height(), 800) << "the screen's height";
-  EXPECT_TRUE(QTest::qWaitFor(
-      [&] { return find<QComboBox>("已保存配置").width() > 200 && find("Profile name").width() > 130; }));
   const auto& relay = find<QPushButton>("Apply and start");
-  EXPECT_TRUE(window.rect().contains({relay.mapTo(&window, QPoint(0, 0)), relay.size()}));
+  EXPECT_TRUE(window.height() < 800 &&
+              window.rect().contains({relay.mapTo(&window, QPoint()), relay.size()}));
   QApplication::setFont(font);
 }
 
@@ -180,7 +178,7 @@ TEST_F(MainWindowTest, showsOnEveryControlWhereTheKeyboardIs) {
   }
 }
 
-TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
+TEST(StatusLabel, cutsAfterTwoLinesWithTheRestInItsToolTipItsNameAndWhatIsCopied) {
   StatusLabel label;
   label.resize(300, 40);
   label.showStatus("first\nsecond", app::StatusColour::secondary);
@@ -195,6 +193,9 @@ TEST(StatusLabel, cutsAfterTwoLinesAndKeepsTheRestForTheTooltip) {
     EXPECT_TRUE(lines.size() == 2 && lines.last().endsWith("…")) << text.toStdString();
     EXPECT_LE(label.fontMetrics().horizontalAdvance(lines.last()), 300) << text.toStdString();
     EXPECT_EQ(label.toolTip(), wrappedToolTip(text));
+    for (const auto key : {QKeySequence::SelectAll, QKeySequence::Copy}) QTest::keySequence(&label, key);
+    EXPECT_EQ(QApplication::clipboard()->text(), text);
+    EXPECT_EQ(label.accessibleName(), text);
   }
   EXPECT_EQ(wrappedToolTip(QString(41, 'x') + "\n<b>"),
             "<p>" + QString(40, 'x') + "\u200bx<br>&lt;b&gt;</p>");
@@ -260,16 +261,6 @@ TEST(ElidedApart, cutsWhereTheNamesDifferLeast) {
     EXPECT_EQ(cut.removeDuplicates(), 0) << texts.first().toStdString();
   }
   EXPECT_EQ(elidedApart("short", {}, QFontMetrics(QApplication::font()), 120), "short");
-}
-
-TEST(StatusLabel, copiesAllOfACutStatus) {
-  StatusLabel label;
-  label.resize(300, 40);
-  const QString text = "first\nsecond\nthird";
-  label.showStatus(text, app::StatusColour::red);
-  for (const auto key : {QKeySequence::SelectAll, QKeySequence::Copy}) QTest::keySequence(&label, key);
-  EXPECT_EQ(QApplication::clipboard()->text(), text);
-  EXPECT_EQ(label.accessibleName(), text);
 }
 
 }  // namespace
