@@ -102,7 +102,7 @@ void MainWindow::bindProviderTest() {
 }
 
 /// Qt takes Control for Command on macOS.
-void MainWindow::bindKey(QKeySequence keys, QWidget* scope, std::function<void()> action) {
+void MainWindow::bindKey(const QKeySequence& keys, QWidget* scope, std::function<void()> action) {
   auto* shortcut = new QShortcut(keys, scope);
   shortcut->setContext(scope->isWindow() ? Qt::WindowShortcut : Qt::WidgetShortcut);
   shortcut->setAutoRepeat(false);
@@ -147,7 +147,7 @@ void MainWindow::renderProviderTest() {
   if (isShown && (controls.prompt->hasFocus() || controls.send->hasFocus()))
     controls.form->reveal(controls.responsePanel);
   controls.responsePanel->setVisible(isShown);
-  announcer->announce(fromUTF8(shownResponse.substr(0, 4 * Announcer::maxSpoken)));
+  announcer->announce(fromUTF8(shownResponse.substr(0, 4 * std::size_t{Announcer::maxSpoken})));
 }
 
 void MainWindow::announceStatus() {
