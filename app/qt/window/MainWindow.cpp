@@ -50,7 +50,6 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
   bindSettings();
   bindProviderTest();
   bindRelay();
-  connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
   for (QWidget* control : controls.actingOnReturn()) control->installEventFilter(this);
   bindKey(Qt::CTRL | Qt::Key_W, this, [this] { close(); });
   bindKey(Qt::CTRL | Qt::Key_Q, this, std::move(quit));
