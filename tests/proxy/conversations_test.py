@@ -1,11 +1,11 @@
-"""Plays conversations.txt and proxies.txt; the head of the first one explains their lines."""
+"""Plays conversations.txt, whose head explains its lines."""
 
 import contextlib
 import itertools
 import pathlib
 import re
 
-from peers import Connection, TlsTest, eventually, filled, surrounded, unescaped
+from peers import Connection, TlsTest, eventually, filled, unescaped
 
 
 def conversations(file):
@@ -15,17 +15,12 @@ def conversations(file):
         yield name, lines.strip()
 
 
-class Conversations(TlsTest):
+class Player(TlsTest):
+    """Plays conversations between a client, the relay and self.upstream."""
+
     def setUp(self):
         super().setUp()
         self.own = self.identity("api.example")
-
-    def relay_with(self, url, *variables):
-        """A relay with these variables in its environment, for which each name is that of 192.0.2.7."""
-        addresses = self.folder / "addresses"
-        addresses.write_text("192.0.2.7\n")
-        given = surrounded(FERRIN_ADDRESSES=str(addresses), SSL_CERT_FILE=str(self.own))
-        return self.start(url, environment=given | dict(variable.split("=") for variable in variables))
 
     def converse(self, relay, lines):
         ends = {"L": relay, "C": None, "U": None}
@@ -61,16 +56,10 @@ class Conversations(TlsTest):
         else:
             getattr(end, lines[0])()
 
+
+class Conversations(Player):
     def test_pass_byte_for_byte(self):
         relay = self.start(self.upstream.url + "/base/v1")
         for name, lines in conversations("conversations.txt"):
             with self.subTest(name):
                 self.converse(relay, lines.replace("@UPSTREAM@", self.upstream.url[7:]))
-
-    def test_pass_through_proxies(self):
-        for name, lines in conversations("proxies.txt"):
-            first, _, lines = lines.replace("@UPSTREAM@", self.upstream.url[7:]).partition("\n")
-            with self.subTest(name):
-                relay = self.relay_with(*first.split()[1:])
-                self.converse(relay, lines)
-                self.assertNotIn("a b", relay.log().replace("%20", " "))

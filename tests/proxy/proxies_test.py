@@ -1,10 +1,11 @@
-"""Proxies and upstreams that can't be reached, refuse or are slow. proxies.txt has what is said to those that serve."""
+"""Proxies and upstreams that can't be reached, refuse or are slow; and proxies.txt, what is said to those that serve."""
 
 import contextlib
 import os
 import socket
 import time
 
+from conversations_test import Player, conversations
 from peers import RelayTest, deaf, surrounded, table, unescaped
 
 LOGIN = "me:a%20b@"
@@ -104,3 +105,20 @@ class Way(RelayTest):
         self.assertTrue(0.9 < time.monotonic() - start < 2)
         for side in sides:
             self.assertLess(side.time_to_end(), 1)
+
+
+class Conversations(Player):
+    def relay_with(self, url, *variables):
+        """A relay with these variables in its environment, for which each name is that of 192.0.2.7."""
+        addresses = self.folder / "addresses"
+        addresses.write_text("192.0.2.7\n")
+        given = surrounded(FERRIN_ADDRESSES=str(addresses), SSL_CERT_FILE=str(self.own))
+        return self.start(url, environment=given | dict(variable.split("=") for variable in variables))
+
+    def test_pass_through_proxies(self):
+        for name, lines in conversations("proxies.txt"):
+            first, _, lines = lines.replace("@UPSTREAM@", self.upstream.url[7:]).partition("\n")
+            with self.subTest(name):
+                relay = self.relay_with(*first.split()[1:])
+                self.converse(relay, lines)
+                self.assertNotIn("a b", relay.log().replace("%20", " "))
