@@ -51,8 +51,8 @@ MainWindow::MainWindow(app::ContentView& contentView, std::function<void()> when
   bindProviderTest();
   bindRelay();
   for (QWidget* control : controls.actingOnReturn()) control->installEventFilter(this);
-  bindKey(Qt::CTRL | Qt::Key_W, this, [this] { close(); });
-  bindKey(Qt::CTRL | Qt::Key_Q, this, std::move(quit));
+  bindKeys(QKeySequence::keyBindings(QKeySequence::Close), this, [this] { close(); });
+  bindKeys({Qt::CTRL | Qt::Key_Q}, this, std::move(quit));
   subscription = view.subscribe([this] { render(); });
   render();
 }
@@ -96,13 +96,14 @@ void MainWindow::bindProviderTest() {
           [this] { view.prompt = controls.prompt->text().toStdString(); });
   connect(controls.send, &QPushButton::clicked, this, [this] { view.sendToProvider(); });
   for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
-    bindKey(Qt::CTRL | key, controls.prompt, [this] { controls.send->click(); });
+    bindKeys({Qt::CTRL | key}, controls.prompt, [this] { controls.send->click(); });
   }
 }
 
 /// Qt takes Control for Command on macOS.
-void MainWindow::bindKey(const QKeySequence& keys, QWidget* scope, std::function<void()> action) {
-  auto* shortcut = new QShortcut(keys, scope);
+void MainWindow::bindKeys(const QList<QKeySequence>& keys, QWidget* scope, std::function<void()> action) {
+  auto* shortcut = new QShortcut(scope);
+  shortcut->setKeys(keys);
   shortcut->setContext(scope->isWindow() ? Qt::WindowShortcut : Qt::WidgetShortcut);
   shortcut->setAutoRepeat(false);
   connect(shortcut, &QShortcut::activated, this, std::move(action));

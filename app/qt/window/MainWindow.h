@@ -38,7 +38,7 @@ class MainWindow : public QWidget {
   void bindSettings();
   void bindProviderTest();
   void bindRelay();
-  void bindKey(const QKeySequence& keys, QWidget* scope, std::function<void()> action);
+  void bindKeys(const QList<QKeySequence>& keys, QWidget* scope, std::function<void()> action);
   void applyOnReturn(QLineEdit* field);
   void chooseProfile();
   void pressRelayButton();
