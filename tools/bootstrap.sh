@@ -6,7 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # One of several names, for suites that differ, is written "first|second"; "name?" is left out where there is none.
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
-  libboost-dev libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
+  'libboost1.81-dev|libboost-dev' libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
   fonts-noto-cjk libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
