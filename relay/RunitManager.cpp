@@ -149,7 +149,7 @@ CommandResult RunitManager::bootstrap(std::string_view label) {
   }
   const fs::path folder = serviceFolder(label);
   core::replaceRestricted(folder / "down", "");
-  const CommandResult started = runDetached(program.string(), {folder.string()});
+  CommandResult started = runDetached(program.string(), {folder.string()});
   const RunsvFolder runsv(folder);
   const bool supervised =
       started.status == 0 && becomesTrueWithin(startDeadline, [&] { return runsv.isSupervised(); });

@@ -150,7 +150,7 @@ CommandResult SystemdManager::systemctl(std::vector<std::string> arguments) cons
 /// Where the manager looks for the user's own units: in its own XDG_CONFIG_HOME, which this process's may
 /// differ from. Of the folders that it searches (systemd.unit(5)), that is the first one named so.
 std::filesystem::path SystemdManager::unitFolder() const {
-  const std::filesystem::path usual = home / ".config" / "systemd" / "user";
+  std::filesystem::path usual = home / ".config" / "systemd" / "user";
   const CommandResult searched = systemctl({"show", "--property=UnitPath", "--value"});
   if (searched.status != 0 || searched.output.find(usual.string()) != std::string::npos) return usual;
   std::istringstream folders(searched.output);

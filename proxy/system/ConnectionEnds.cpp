@@ -10,8 +10,6 @@ std::optional<ConnectionEnds> endsOf(int descriptor) noexcept {
   auto localSize = static_cast<socklen_t>(ends.local.capacity());
   if (getpeername(descriptor, ends.peer.data(), &peerSize) != 0) return std::nullopt;
   if (getsockname(descriptor, ends.local.data(), &localSize) != 0) return std::nullopt;
-  ends.peer.resize(peerSize);
-  ends.local.resize(localSize);
   return ends;
 }
 
