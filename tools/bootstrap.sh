@@ -3,10 +3,11 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# One of several names, for suites that differ, is written "first|second"; "name?" is left out where there is none.
+# One of several names is written "first|second": the first that the suite has is installed, unless another is there
+# already, as versions of Boost can't be installed together. "name?" is left out where there is none.
 build_packages=(
   ca-certificates ccache cmake g++ ninja-build pkg-config
-  'libboost1.81-dev|libboost-dev' libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
+  'libboost-dev|libboost1.81-dev' libcurl4-openssl-dev libicu-dev libplist-dev libssl-dev libzstd-dev
   fonts-noto-cjk libxcb1-dev nlohmann-json3-dev qt6-base-dev qt6-svg-dev
 )
 package_packages=(dpkg-dev file)
@@ -45,7 +46,8 @@ is_installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | gre
 package_here() {
   local name
   for name in ${1//[|?]/ }; do
-    if [ "$name" = "$1" ] || apt-cache show "$name" >/dev/null 2>&1; then
+    # A name that other packages only refer to has no record, though apt-cache succeeds.
+    if [ "$name" = "$1" ] || [ -n "$(apt-cache show "$name" 2>/dev/null)" ]; then
       printf '%s\n' "$name"
       return
     fi
