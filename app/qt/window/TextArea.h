@@ -8,6 +8,8 @@ namespace ferrin::qt {
 /// Lays out a long text in pieces of a few thousand letters: the toolkit's time for a line and its memory for
 /// many lines grow too fast. What is read and copied has the lines as they were.
 class TextArea : public QPlainTextEdit {
+  Q_OBJECT
+
  public:
   using QPlainTextEdit::QPlainTextEdit;
 
