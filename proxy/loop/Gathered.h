@@ -12,9 +12,13 @@
 namespace ferrin::proxy {
 
 /// As many bytes of the pieces as fit, in order. Wiped when destroyed, as a request's head carries the key.
-template <std::size_t capacity>
+/// All of a thread share one block, so there is one at a time: the build initialises all variables, and would
+/// fill an array of each object's own with zeros first.
 class Gathered {
  public:
+  /// One TLS record's.
+  static constexpr std::size_t capacity = 16384;
+
   explicit Gathered(std::span<const std::string_view> pieces) {
     for (const std::string_view piece : pieces) {
       const std::size_t count = std::min(piece.size(), capacity - size);
@@ -29,7 +33,7 @@ class Gathered {
   std::string_view bytes() const { return {block.data(), size}; }
 
  private:
-  std::array<char, capacity> block;
+  static constinit inline thread_local std::array<char, capacity> block{};
   std::size_t size = 0;
 };
 

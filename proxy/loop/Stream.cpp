@@ -15,6 +15,7 @@ namespace {
 constexpr std::size_t maxPieces = 4;
 /// Fewer bytes than this are copied into one block rather than handed over in pieces.
 constexpr std::size_t smallBytes = 2048;
+static_assert(smallBytes <= Gathered::capacity);
 
 }  // namespace
 
@@ -64,7 +65,7 @@ IoResult PlainStream::write(std::span<const std::string_view> pieces) {
     longest = std::max(longest, piece.size());
   }
   if (longest == size || size > smallBytes) return transmit(pieces);
-  const Gathered<smallBytes> gathered(pieces);
+  const Gathered gathered(pieces);
   const std::string_view bytes = gathered.bytes();
   return transmit({&bytes, 1});
 }

@@ -10,9 +10,6 @@
 namespace ferrin::proxy {
 namespace {
 
-/// A head and its body travel together, in one record if they fit.
-constexpr std::size_t maxRecordBytes = 16384;
-
 std::string_view remedyFor(long verified) {
   switch (verified) {
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
@@ -118,7 +115,7 @@ IoResult TlsStream::read(std::span<char> into) {
 }
 
 IoResult TlsStream::write(std::span<const std::string_view> pieces) {
-  std::optional<Gathered<maxRecordBytes>> gathered;
+  std::optional<Gathered> gathered;  // a head and its body travel together, in one record if they fit
   if (pieces.size() > 1) gathered.emplace(pieces);
   const std::string_view bytes = gathered ? gathered->bytes() : pieces.front();
   std::size_t total = 0;

@@ -46,7 +46,8 @@ void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
 
 std::span<Readiness> Poller::wait(std::span<Readiness, maxReports> into,
                                   std::optional<std::chrono::milliseconds> timeout) noexcept {
-  std::array<epoll_event, maxReports> events;
+  // Not on the stack, where the build would fill it with zeros each time.
+  thread_local std::array<epoll_event, maxReports> events;
   const int milliseconds = timeout ? static_cast<int>(timeout->count()) : -1;
   const int count = epoll_wait(queue.get(), events.data(), maxReports, milliseconds);
   std::size_t found = 0;

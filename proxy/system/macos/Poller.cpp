@@ -49,7 +49,8 @@ void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
 
 std::span<Readiness> Poller::wait(std::span<Readiness, maxReports> into,
                                   std::optional<std::chrono::milliseconds> timeout) noexcept {
-  std::array<struct kevent, maxReports> events;
+  // Not on the stack, where the build would fill it with zeros each time.
+  thread_local std::array<struct kevent, maxReports> events;
   timespec limit{};
   if (timeout) limit = {timeout->count() / 1000, timeout->count() % 1000 * 1'000'000};
   const int count = kevent(queue.get(), nullptr, 0, events.data(), maxReports, timeout ? &limit : nullptr);
