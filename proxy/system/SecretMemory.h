@@ -36,9 +36,9 @@ class SecretString : public std::basic_string<char, std::char_traits<char>, Wipi
   SecretString& operator=(const SecretString&) = delete;
   ~SecretString() { wipeAll(); }
 
-  /// Makes it empty and gives its memory back.
+  /// Makes it empty and gives its memory back, wiped by the allocator.
   void clear() noexcept {
-    wipeAll();
+    if (capacity() == basic_string().capacity()) wipeAll();  // the string keeps the bytes inside itself
     basic_string::clear();
     basic_string().swap(*this);
   }
