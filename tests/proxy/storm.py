@@ -98,7 +98,7 @@ def stray(relay, seed, enough):
     try:
         some_exchanges(relay, chance, enough, ended)
     except (OSError, EOFError, AssertionError):
-        if not eventually(lambda: relay.process.poll() is not None, 1):
+        if not eventually(lambda: relay.process.poll() is not None):
             raise
     return next(ended)
 
