@@ -17,7 +17,7 @@ RequestSide::RequestSide(ExchangeState& shared, const RequestHead& requestHead, 
                          std::string_view key)
     : state(shared), clientWatch(shared), body(BodyFraming::ofRequest(requestHead)) {
   appendUpstreamHead(upstreamHead, requestHead, state.route->addressing, target, key);
-  if (hasZstdBody(requestHead)) decoded.emplace();
+  if (hasZstdBody(requestHead)) decoded = std::make_unique<DecodedBody>();
 }
 
 Task<> RequestSide::begin() {

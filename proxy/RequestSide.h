@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string_view>
 
 #include "proxy/ClientWatch.h"
@@ -53,7 +54,7 @@ class RequestSide {
   ClientWatch clientWatch;
   SecretString upstreamHead;  ///< for the upstream, key included; empty once it is sent
   BodyFraming body;
-  std::optional<DecodedBody> decoded;  ///< the body, where it is decoded on its way
+  std::unique_ptr<DecodedBody> decoded;  ///< the body, where it is decoded on its way
   bool decodedWhole = false;
   SendBuffer buffer;
   SideTask forwarding;
