@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string_view>
@@ -13,12 +14,17 @@ namespace ferrin::providertest {
 namespace {
 
 /// As the relay has it: no proxy is asked for this machine itself, which would be another one there. libcurl
-/// looks for the variables only where it is told nothing, and takes the star only where it stands alone.
+/// looks for the variables only where it is told nothing, and takes the star only where it stands alone. Some
+/// versions take blanks between the names, others end the list there.
 std::string proxyExceptions() {
   for (const char* name : {"no_proxy", "NO_PROXY"}) {
     const std::string_view list = std::getenv(name) == nullptr ? "" : std::getenv(name);
     if (list == "*") return "*";
-    if (!list.empty()) return std::string("localhost,127.0.0.0/8,::1,").append(list);
+    if (list.empty()) continue;
+    std::string exceptions = std::string("localhost,127.0.0.0/8,::1,").append(list);
+    std::replace_if(
+        exceptions.begin(), exceptions.end(), [](char each) { return each == ' ' || each == '\t'; }, ',');
+    return exceptions;
   }
   return "localhost,127.0.0.0/8,::1";
 }
