@@ -47,7 +47,7 @@ endfunction()
 
 # The headers of what is found by pkg-config.
 set(headers_of_libplist plist)
-set(headers_of_libzstd zstd.h)
+set(headers_of_libzstd zstd.h zstd_errors.h)
 
 macro(provide_headers method package)
   if("${package}" STREQUAL "Boost")
