@@ -10,11 +10,15 @@ Task<AfterResponse> Exchange::run() {
   } catch (const std::exception& exception) {
     state.fail(exception);
   }
-  co_await endRequest();
-  AfterResponse after = state.failed() ? recordFailure() : finish();
+  try {
+    co_await requestSide.endForwarding();
+  } catch (const std::exception& exception) {
+    state.fail(exception);
+  }
   state.record.bytesIn = requestSide.bodyBytes();
   state.record.bytesOut = responseSide.bodyBytes();
-  state.record.total = state.elapsed();  // also where there is no memory for the error
+  state.record.total = state.elapsed();  // all of it also where there is no memory for the relay's error
+  AfterResponse after = state.failed() ? recordFailure() : finish();
   if (state.record.ending == Ending::refused) after = co_await sendError();
   state.silence.stop();
   state.record.total = state.elapsed();
@@ -32,14 +36,6 @@ Task<> Exchange::forward() {
   co_await responseSide.forwardBody();
 }
 
-Task<> Exchange::endRequest() {
-  try {
-    co_await requestSide.endForwarding();
-  } catch (const std::exception& exception) {
-    state.fail(exception);
-  }
-}
-
 /// Keeps of the two connections what can serve again.
 AfterResponse Exchange::finish() {
   const bool whole = requestSide.bodyComplete();
@@ -54,6 +50,7 @@ AfterResponse Exchange::recordFailure() {
   ExchangeRecord& record = state.record;
   if (!failure.error) {
     record.ending = failure.ending;
+    record.cause = failure.cause;
     return AfterResponse::reset;
   }
   record.ending = responseSide.begun() ? Ending::truncated : Ending::refused;

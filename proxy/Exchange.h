@@ -22,7 +22,8 @@ enum class AfterResponse {
 class Exchange {
  public:
   /// `shared` and `from` outlive the exchange. `head`, `target` (where the request goes at the upstream) and
-  /// `key` are used only now. What belongs to the request's body is taken from the front of from.pending.
+  /// `key` are used only now. run() takes what belongs to the request's body from the front of from.pending,
+  /// from where the head has been dropped by then.
   Exchange(Services& shared, Client& from, const RequestHead& head, std::string_view target,
            std::string_view key)
       : state(shared, from, head), requestSide(state, head, target, key), responseSide(state) {}
@@ -40,7 +41,6 @@ class Exchange {
 
  private:
   Task<> forward();
-  Task<> endRequest();
   AfterResponse finish();
   AfterResponse recordFailure();
   Task<AfterResponse> sendError();

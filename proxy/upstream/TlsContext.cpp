@@ -6,8 +6,11 @@
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <cerrno>
+#include <chrono>
+#include <new>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "proxy/system/FreeMemory.h"
 #include "proxy/system/TrustStore.h"
@@ -17,6 +20,7 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr int manyHandshakes = 32;
+constexpr std::chrono::milliseconds untilMemory{100};
 
 /// Dummy handshake: makes OpenSSL load its algorithms before the first connection.
 void rehearse(SSL_CTX* context) {
@@ -83,31 +87,35 @@ void TlsContext::load() {
   if (loading) return;
   if (loader.joinable()) loader.join();    // it has ended: its result is here
   RootVersions versions = rootVersions();  // before the files are read, so that a later change shows
-  loader = std::thread([this] {
-    std::shared_ptr<SSL_CTX> made;
-    std::string problem;
-    try {
-      made = makeSettings();
-    } catch (const std::exception& error) {
-      problem = error.what();
-    }
-    loop.post([this, made = std::move(made), problem] {
-      if (made) SSL_CTX_up_ref(made.get());
-      loaded(std::unique_ptr<SSL_CTX, FreeTls>(made.get()), problem);
-    });
-  });
+  loader = std::thread([this] { readRoots(); });
   loading = true;
   read = std::move(versions);
 }
 
-void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem) {
+/// In the thread of its own.
+void TlsContext::readRoots() noexcept {
+  try {
+    newSettings = makeSettings();
+  } catch (...) {
+    newFailure = std::current_exception();
+  }
+  for (;;) {  // whoever waits for the roots does so until this has been posted
+    try {
+      return loop.post([this] { loaded(); });
+    } catch (const std::bad_alloc&) {
+      std::this_thread::sleep_for(untilMemory);
+    }
+  }
+}
+
+void TlsContext::loaded() {
   loading = false;
-  settings = std::move(finished);
-  failure = std::move(problem);
+  settings = std::move(newSettings);
+  failure = std::exchange(newFailure, nullptr);
   lastSession.reset();  // a resumed session's certificate is not verified again
   if (settings) {
-    SSL_CTX_set_app_data(settings.get(), this);
-    SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
+    if (SSL_CTX_set_app_data(settings.get(), this) == 1) SSL_CTX_sess_set_new_cb(settings.get(), keepSession);
+    ERR_clear_error();  // without the memory for that, no session is kept
   }
   while (!waiting.empty()) waiting.front().resume();
 }
@@ -115,7 +123,7 @@ void TlsContext::loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string 
 Task<> TlsContext::ready(Wait& wait) {
   if (!settings || read != rootVersions()) load();
   co_await wait;
-  if (!settings && !loading) throw std::runtime_error(failure);
+  if (!settings && !loading) std::rethrow_exception(failure);
 }
 
 TlsContext::Handshake::~Handshake() {
@@ -132,6 +140,8 @@ int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
   auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(context));
   if (context == self->settings.get())  // an older one's was verified with older roots
     self->lastSession.reset(SSL_SESSION_dup(session));
+  if (!self->lastSession)
+    ERR_clear_error();  // as this is called from within a read, which succeeds all the same
   return 0;
 }
 

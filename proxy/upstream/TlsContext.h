@@ -4,6 +4,7 @@
 #include <openssl/ssl.h>
 
 #include <boost/intrusive/list.hpp>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -69,7 +70,7 @@ class TlsContext {
   };
   /// Waits until the roots have been read as they are now: again when their files have changed. Returns at
   /// once when `wait` is cancelled; connection() must not be called then. Throws std::runtime_error when the
-  /// roots can't be read.
+  /// roots can't be read, and std::bad_alloc.
   Task<> ready(Wait& wait);
 
   /// A client's side for `host`, on `socket`, which outlives it. The certificate is verified for the host, be
@@ -93,7 +94,8 @@ class TlsContext {
   using RootVersions = std::vector<std::optional<FileVersion>>;
 
   RootVersions rootVersions() const;
-  void loaded(std::unique_ptr<SSL_CTX, FreeTls> finished, std::string problem);
+  void readRoots() noexcept;
+  void loaded();
   static int keepSession(SSL* ssl, SSL_SESSION* session);
 
   EventLoop& loop;
@@ -101,8 +103,11 @@ class TlsContext {
   RootVersions read;                               ///< of those files, when they were read
   bool loading = false;
   std::unique_ptr<SSL_CTX, FreeTls> settings;
+  std::exception_ptr failure;  ///< why there are no settings
   std::unique_ptr<SSL_SESSION, FreeTls> lastSession;
-  std::string failure;
+  // What `loader` makes; its own until it posts loaded().
+  std::unique_ptr<SSL_CTX, FreeTls> newSettings;
+  std::exception_ptr newFailure;
   boost::intrusive::list<Wait, boost::intrusive::constant_time_size<false>> waiting;
   std::thread loader;
   int handshakes = 0;       ///< under way

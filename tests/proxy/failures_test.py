@@ -1,13 +1,15 @@
 """Whatever fails inside an exchange ends that exchange, with its response and its line, and nothing else."""
 
+import contextlib
 import re
 
-from peers import OK, RELAY, RELEASED, Connection, RelayTest, deaf, eventually, needs_released, surrounded
+from peers import OK, RELAY, RELEASED, Connection, TlsTest, deaf, eventually, needs_released, surrounded
 
 
-class Failure(RelayTest):
+class Failure(TlsTest):
     def setUp(self):
         super().setUp()
+        self.tls = None
         self.failing, self.addresses = self.folder / "failing", self.folder / "addresses"
         self.failing.write_text("")
 
@@ -15,7 +17,8 @@ class Failure(RelayTest):
         """Yields a relay and a path for each call in turn that `function` is made in one exchange, and makes that one fail."""
         self.addresses.write_text(hosts)
         variables = surrounded(FERRIN_FAILING=str(self.failing), FERRIN_ADDRESSES=str(self.addresses), FERRIN_SPEED="10", **more)
-        relay = self.start(f"http://listed.example:{self.upstream.port}", program=program, environment=variables)
+        scheme = "https" if self.tls else "http"
+        relay = self.start(f"{scheme}://listed.example:{self.upstream.port}", program=program, environment=variables)
         for call in range(1, 1000):
             self.failing.write_text(f"{function} {call}")
             yield relay, f"/v1/{function}/{call}"
@@ -34,6 +37,10 @@ class Failure(RelayTest):
         while client.silent(0.001):
             if not self.upstream.silent(0):
                 side = self.upstream.accept()
+                if self.tls:
+                    with contextlib.suppress(OSError):
+                        self.serve(side, self.tls, OK, farewell=False)
+                    continue
                 while (come := side.some()).startswith("\5"):  # it is a proxy, then
                     side.send("\5\0" if len(come) == 3 else "\5\0\0\1" + 6 * "\0")
                 if "POST" in come:
@@ -51,6 +58,7 @@ class Failure(RelayTest):
         else:
             self.assertRegex(response, r"^HTTP/1.1 (200|502|503) ")
             relay.logs(f"POST {path} {response[9:12]} ")
+            self.assertNotIn(f"POST {path} 200 in=0 ", relay.log())
 
     def test_of_a_system_call_ends_only_its_exchange(self):
         sockets = deaf("127.0.0.3", self.upstream.port)  # so that a second address is tried, from a timer
@@ -70,6 +78,15 @@ class Failure(RelayTest):
     def test_of_an_allocation_ends_only_its_exchange(self):
         for relay, path in self.through("new"):
             with self.subTest(path):
+                self.check(relay, path)
+
+    @needs_released
+    def test_of_an_allocation_over_tls_ends_only_its_exchange(self):
+        own = self.identity("listed.example")
+        self.tls = self.context(own)
+        for relay, path in self.through("new", SSL_CERT_FILE=str(own)):
+            with self.subTest(path):
+                own.touch()  # so that the roots are read again
                 self.check(relay, path)
 
     def test_at_a_proxy_ends_only_its_exchange(self):
