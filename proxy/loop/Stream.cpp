@@ -58,13 +58,7 @@ IoResult PlainStream::read(std::span<char> into) {
 }
 
 IoResult PlainStream::write(std::span<const std::string_view> pieces) {
-  std::size_t size = 0;
-  std::size_t longest = 0;
-  for (const std::string_view piece : pieces) {
-    size += piece.size();
-    longest = std::max(longest, piece.size());
-  }
-  if (longest == size || size > smallBytes) return transmit(pieces);
+  if (!Gathered::suits(pieces, smallBytes)) return transmit(pieces);
   const Gathered gathered(pieces);
   const std::string_view bytes = gathered.bytes();
   return transmit({&bytes, 1});

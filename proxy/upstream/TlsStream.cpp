@@ -73,9 +73,10 @@ Task<std::string> TlsStream::handshake() {
   co_return std::string();
 }
 
-/// The result of the library's last call on this connection, when it moved nothing. SSL_get_error(3) wants
-/// the thread's error queue to be empty before that call. It is: whatever fails in this thread empties it, as
-/// that costs a third of a read.
+/// The result of the library's last call on this connection, when it moved nothing. SSL_get_error(3) takes
+/// anything in this thread's error queue for a failure of that call, even another connection's. To empty the
+/// queue before each read would cost a third of the read. Instead, whatever uses the library on the loop's
+/// thread leaves the queue empty, callbacks included.
 IoResult TlsStream::outcome(int result) {
   const int systemError = errno;
   const int kind = SSL_get_error(ssl.get(), result);
@@ -119,10 +120,23 @@ IoResult TlsStream::read(std::span<char> into) {
   return {IoStatus::moved, total};
 }
 
+/// A head and its body travel together, in one record, if they fit.
 IoResult TlsStream::write(std::span<const std::string_view> pieces) {
-  std::optional<Gathered> gathered;  // a head and its body travel together, in one record if they fit
-  if (pieces.size() > 1) gathered.emplace(pieces);
-  const std::string_view bytes = gathered ? gathered->bytes() : pieces.front();
+  if (Gathered::suits(pieces, Gathered::capacity)) {
+    const Gathered gathered(pieces);
+    return write(gathered.bytes());
+  }
+  IoResult result{IoStatus::moved};
+  for (std::string_view piece : pieces) {
+    const IoResult own = write(piece);
+    result = {own.status, result.bytes + own.bytes};
+    if (own.bytes < piece.size()) break;
+  }
+  if (result.status == IoStatus::blocked && result.bytes > 0) result.status = IoStatus::moved;
+  return result;
+}
+
+IoResult TlsStream::write(std::string_view bytes) {
   std::size_t total = 0;
   IoResult problem{IoStatus::moved};
   while (total < bytes.size() && problem.status == IoStatus::moved) {

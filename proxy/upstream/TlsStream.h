@@ -24,10 +24,12 @@ class TlsStream : public Stream {
   bool isReusable() override;
 
  private:
+  IoResult write(std::string_view bytes);
   IoResult outcome(int result);
 
   std::unique_ptr<SSL, FreeTls> ssl;
   std::optional<IoResult> next;  ///< a result that followed bytes which had to be handed out first
+  /// What the handshake waits for. Nothing else asks: an answer to a change of keys waits for the next write.
   bool wantsWriting = false;
 };
 
