@@ -12,6 +12,9 @@ class ClientWatch {
  public:
   /// `shared` outlives this object.
   explicit ClientWatch(ExchangeState& shared);
+  ClientWatch(const ClientWatch&) = delete;
+  ClientWatch& operator=(const ClientWatch&) = delete;
+  ~ClientWatch() { pause(); }
 
   /// Watches from now on, beginning with what has arrived already.
   void start();

@@ -14,11 +14,17 @@ RequestTraits::RequestTraits(const RequestHead& head)
       expectsContinue(proxy::expectsContinue(head)),
       webSocket(asksForWebSocket(head)) {}
 
+std::string_view causeOf(const std::exception& exception) noexcept {
+  return dynamic_cast<const std::bad_alloc*>(&exception) != nullptr ? "out of memory" : exception.what();
+}
+
 ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& head)
     : services(shared),
       client(from),
       traits(head),
-      route(shared.routeForNext(traits.webSocket)),
+      // The end of a kept connection would look like the refusal of a WebSocket.
+      upstream(traits.webSocket ? nullptr : shared.pool.take()),
+      route(shared.routeForNext(upstream != nullptr)),
       started(shared.loop.timers().now()),
       silence([this] { silenceExpired(); }) {
   record.method = head.method;
@@ -28,23 +34,21 @@ ExchangeState::ExchangeState(Services& shared, Client& from, const RequestHead& 
 
 ExchangeState::~ExchangeState() { --services.inFlight; }
 
-void ExchangeState::fail(RelayError error, std::string_view cause) noexcept {
-  Failure why{error, Ending::refused, {}};
-  try {
-    why.cause = cause;
-  } catch (const std::bad_alloc&) {
-    // The error's usual text takes its place.
-  }
-  end(std::move(why));
-}
-
 void ExchangeState::silenceExpired() noexcept {
+  if (!client.sendBuffer.empty()) return end({}, Ending::truncated, "the client took no byte for too long");
   const bool clientStalled = awaitsBody && (phase == Phase::connecting || phase == Phase::awaitingHead);
   fail(clientStalled ? RelayError::requestTimeout : RelayError::upstreamTimeout, "no byte for too long");
 }
 
-void ExchangeState::end(Failure why) noexcept {
-  if (!failure) failure = std::move(why);
+void ExchangeState::end(std::optional<RelayError> error, Ending ending, std::string_view cause) noexcept {
+  if (!failure) {
+    failure.emplace(Failure{error, ending, {}});
+    try {
+      failure->cause = cause;
+    } catch (const std::bad_alloc&) {
+      // The error's usual text takes its place.
+    }
+  }
   client.stream.socket().interrupt();
   if (upstream) upstream->socket().interrupt();
   connectAttempt.cancel();  // last, as it may resume the exchange at once
@@ -52,9 +56,8 @@ void ExchangeState::end(Failure why) noexcept {
 
 void ExchangeState::fail(const std::exception& exception) noexcept {
   inputIsUncertain = true;
-  const bool outOfMemory = dynamic_cast<const std::bad_alloc*>(&exception) != nullptr;
   fail(phase == Phase::connecting ? RelayError::upstreamUnreachable : RelayError::upstreamClosed,
-       outOfMemory ? "out of memory" : exception.what());
+       causeOf(exception));
 }
 
 std::chrono::milliseconds ExchangeState::elapsed() const {

@@ -17,13 +17,16 @@
 namespace ferrin::proxy {
 
 /// How far an exchange has come. Phases follow one another in this order, and `tunnelling` takes the place of
-/// `responding` for a WebSocket. A failure ends any of them.
+/// `responding` for a WebSocket. After `connecting` the request's body is forwarded beside whatever phase
+/// there is. A failure leaves the phase as it is; whoever goes on or waits asks ended(). In the end, be it a
+/// failure or `over`, Exchange::run waits for the forwarding of the body, keeps the connections that can
+/// serve again, or sends the relay's own error where nothing has gone to the client.
 enum class Phase {
-  connecting,    ///< until an upstream connection has taken the request's head
-  awaitingHead,  ///< until the head of the final response is in
-  responding,    ///< until the response's body has been forwarded
-  tunnelling,    ///< after a 101: until either end closes
-  over,          ///< nothing more is forwarded
+  connecting,    ///< until RequestSide::begin has handed the request's head to an upstream connection
+  awaitingHead,  ///< until ResponseSide::forwardHeads has the head of the final response
+  responding,    ///< until ResponseSide::forwardBody has sent the response's body to the client
+  tunnelling,    ///< after a 101: until RequestSide or ResponseSide meets the end of either connection
+  over,          ///< everything was forwarded
 };
 
 /// What the request's head says about the exchange as a whole.
@@ -44,6 +47,9 @@ struct Failure {
   std::string cause;                   ///< for the log; empty for the error's usual text
 };
 
+/// For the log; lives as long as the exception.
+std::string_view causeOf(const std::exception& exception) noexcept;
+
 struct ExchangeState {
   /// `head` is used only now.
   ExchangeState(Services& shared, Client& from, const RequestHead& head);
@@ -52,12 +58,14 @@ struct ExchangeState {
   ~ExchangeState();
 
   /// Ends the exchange early. The first failure counts; the cause is copied, as far as there is memory. Every
-  /// wait of both sides is interrupted: they resume at the end of this turn, or, while connecting, within
-  /// this call. So it may be called from anywhere but a destructor, and the caller returns at once
-  /// afterwards.
-  void fail(RelayError error, std::string_view cause) noexcept;
-  void clientHasGone() noexcept { end(Failure{{}, Ending::clientGone, {}}); }
-  void relayStops() noexcept { end(Failure{{}, Ending::stopped, {}}); }
+  /// wait of both sides is interrupted (Socket::interrupt). While connecting, a call from outside the
+  /// exchange's coroutines (a timer, ClientWatch, Exchange::abort) may resume them within this call, up to
+  /// the end of the exchange and of its connection: this object and the caller's own may be gone afterwards,
+  /// so such a caller touches neither. A call from the coroutines resumes nothing; they ask failed() before
+  /// they wait again. Not from a destructor.
+  void fail(RelayError error, std::string_view cause) noexcept { end(error, Ending::refused, cause); }
+  void clientHasGone() noexcept { end({}, Ending::clientGone, ""); }
+  void relayStops() noexcept { end({}, Ending::stopped, ""); }
   /// The same for an exception: out of memory, or no descriptor, say.
   void fail(const std::exception& exception) noexcept;
   bool failed() const { return failure.has_value(); }
@@ -69,21 +77,21 @@ struct ExchangeState {
   Services& services;
   Client& client;
   const RequestTraits traits;
+  std::unique_ptr<Stream> upstream;  ///< while connecting a kept one, if there is any, until it takes nothing
   const std::shared_ptr<Route> route;
   const Clock::time_point started;
   ExchangeRecord record;
   Phase phase = Phase::connecting;
-  bool awaitsBody = false;           ///< the request's body is being waited for, and not the upstream
-  std::unique_ptr<Stream> upstream;  ///< none while connecting
-  CancellationSlot connectAttempt;   ///< filled while connecting
+  bool awaitsBody = false;          ///< a read of the request's body is under way
+  CancellationSlot connectAttempt;  ///< filled while connecting
   std::optional<Failure> failure;
-  bool inputIsUncertain =
-      false;      ///< after an exception, it is not known where the client's next request begins
+  /// After an exception: where the client's next request begins is not known.
+  bool inputIsUncertain = false;
   Timer silence;  ///< runs from the beginning to the end, and is restarted by every byte
 
  private:
   void silenceExpired() noexcept;
-  void end(Failure why) noexcept;
+  void end(std::optional<RelayError> error, Ending ending, std::string_view cause) noexcept;
 };
 
 }  // namespace ferrin::proxy

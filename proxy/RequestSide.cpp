@@ -28,27 +28,29 @@ Task<> RequestSide::begin() {
   if (awaitsGoAhead && !client.sendBuffer.send(client.stream, {goAhead})) state.clientHasGone();
   if (decoded) client.dropPending(decode(client.pending));
   if (decoded && !state.failed()) decoded->appendFraming(upstreamHead, body.complete());
-  const BodyFraming::Step buffered = decoded ? BodyFraming::Step{} : followBuffered();
-  if (!state.failed() && !sendOverKept(buffered)) co_await sendOverNew(buffered);
-  client.dropPending(buffered.belonging);  // also after a failure: the next request begins there
+  const BodyFraming::Step pendingStep = decoded ? BodyFraming::Step{} : followPending();
+  if (!state.failed() && !sendOverKept(pendingStep)) co_await sendOverNew(pendingStep);
+  client.dropPending(pendingStep.belonging);  // also after a failure: the next request begins there
   upstreamHead.clear();
   if (!state.failed()) state.phase = Phase::awaitingHead;
 }
 
 /// False when there is no kept connection, or when one takes nothing because it has died since: only then is
 /// a new one tried, as a request is never sent twice.
-bool RequestSide::sendOverKept(const BodyFraming::Step& buffered) {
-  if (state.traits.webSocket) return false;  // the end of a kept connection would look like a refusal
-  state.upstream = state.services.pool.take();
+bool RequestSide::sendOverKept(const BodyFraming::Step& pendingStep) {
   if (!state.upstream) return false;
   state.record.upstream = UpstreamUse::reused;
-  const bool sent = send(upstreamHead, state.client.pending, buffered);
-  if (!sent && !buffer.mayHaveBeenTaken()) return false;
+  const bool sent = send(upstreamHead, state.client.pending, pendingStep);
+  if (!sent && !toUpstream.mayHaveBeenTaken()) {
+    state.upstream.reset();
+    return false;
+  }
   if (!sent) state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   return true;
 }
 
-Task<> RequestSide::sendOverNew(const BodyFraming::Step& buffered) {
+/// `pendingStep` is of client.pending, which nothing else changes while connecting.
+Task<> RequestSide::sendOverNew(const BodyFraming::Step& pendingStep) {
   Services& services = state.services;
   Connector attempt(services.loop, services.timeouts.upstream, *state.route, services.tls);
   const CancellationSlot::Scope cancellable(state.connectAttempt, [&attempt] { attempt.cancel(); });
@@ -57,26 +59,26 @@ Task<> RequestSide::sendOverNew(const BodyFraming::Step& buffered) {
   state.record.upstream = UpstreamUse::fresh;
   if (!state.upstream) {
     state.fail(connected.error, "connect: " + connected.problem);
-  } else if (!state.failed() && !send(upstreamHead, state.client.pending, buffered)) {
+  } else if (!state.failed() && !send(upstreamHead, state.client.pending, pendingStep)) {
     state.fail(RelayError::upstreamClosed, "send: " + state.upstream->problem());
   }
 }
 
 /// Sends `first`, and of `bytes` what passes on.
 bool RequestSide::send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step) {
-  return buffer.send(*state.upstream,
-                     {first, bytes.substr(0, step.passing), step.endsTrailers ? "\r\n" : ""});
+  return toUpstream.send(*state.upstream,
+                         {first, bytes.substr(0, step.passing), step.endsTrailers ? "\r\n" : ""});
 }
 
 /// Follows the part of the body that client.pending begins with.
-BodyFraming::Step RequestSide::followBuffered() {
+BodyFraming::Step RequestSide::followPending() {
   const auto step = body.follow(state.client.pending);
   if (!step.valid) state.fail(RelayError::malformedBody, malformedChunks);
   return step;
 }
 
 void RequestSide::startBody() {
-  if (decoded || !(body.complete() && buffer.empty())) forwarding.start(forwardBody());
+  if (decoded || !(body.complete() && toUpstream.empty())) forwarding.start(forwardBody());
 }
 
 void RequestSide::startTunnel() {
@@ -100,26 +102,26 @@ Task<> RequestSide::forwardBody() {
 Task<> RequestSide::forwardUntilEnd() {
   clientWatch.pause();
   while (!state.ended()) {
-    if (!buffer.empty()) co_await forwardPending();
-    if (state.failed() || !buffer.empty()) co_return;
+    if (!toUpstream.empty()) co_await flushToUpstream();
+    if (state.failed() || !toUpstream.empty()) co_return;
     if (body.complete()) break;
     if (state.client.pending.empty()) {
       const IoResult got = co_await receive();
       if (!received(got) || !forward(got)) co_return;
     } else {
-      const BodyFraming::Step buffered = followBuffered();
-      if (state.failed() || !send("", state.client.pending, buffered)) co_return;
-      state.client.dropPending(buffered.belonging);
+      const BodyFraming::Step pendingStep = followPending();
+      if (state.failed() || !send("", state.client.pending, pendingStep)) co_return;
+      state.client.dropPending(pendingStep.belonging);
     }
   }
   if (!state.failed()) clientWatch.start();
 }
 
-/// When the connection breaks, the buffer stays filled and nothing fails here: the upstream may have sent a
-/// response before, which ResponseSide still reads.
-Task<> RequestSide::forwardPending() {
+/// When the connection breaks, the toUpstream stays filled and nothing fails here: the upstream may have sent
+/// a response before, which ResponseSide still reads.
+Task<> RequestSide::flushToUpstream() {
   clientWatch.startLater();
-  co_await buffer.flush(*state.upstream, state.silence);
+  co_await toUpstream.flush(*state.upstream, state.silence);
   clientWatch.pause();
 }
 
@@ -160,23 +162,26 @@ std::size_t RequestSide::decode(std::string_view bytes) {
   return step.belonging;
 }
 
+/// Little that was read can take long to pass on, decoded. So the client is watched all the time but while it
+/// is read from.
 Task<> RequestSide::forwardDecoded() {
-  clientWatch.pause();
   for (;;) {
-    if (!buffer.empty()) co_await forwardPending();
-    if (state.ended() || !buffer.empty()) co_return;
+    if (!toUpstream.empty()) co_await toUpstream.flush(*state.upstream, state.silence);
+    if (state.ended() || !toUpstream.empty()) co_return;
     if (decodedWhole) break;
     const DecodedBody::Next next = decoded->next(state.services.block, body.complete());
     if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::malformedBody, brokenCoding);
     if (next == DecodedBody::Next::needsInput) {
+      clientWatch.pause();
       const IoResult got = co_await receive();
+      clientWatch.startLater();
       if (!received(got)) co_return;
       const std::string_view bytes(state.services.block.data(), got.bytes);
       state.client.pending.append(bytes.substr(decode(bytes)));
       continue;
     }
     const auto& [first, second, third] = decoded->pieces();
-    if (!buffer.send(*state.upstream, {first, second, third})) co_return;
+    if (!toUpstream.send(*state.upstream, {first, second, third})) co_return;
     decodedWhole = next == DecodedBody::Next::end;
     co_await NextTurn(state.services.loop);
   }

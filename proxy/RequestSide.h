@@ -14,7 +14,7 @@ namespace ferrin::proxy {
 
 /// What goes up in an exchange: the request's head and body, and after a 101 the client's part of the tunnel.
 /// While there is a body to forward, a coroutine of its own does that beside the response's side. Problems of
-/// either connection end in ExchangeState::fail, and the calls here return normally then.
+/// either connection end the exchange (ExchangeState::ended), and the calls here return normally then.
 class RequestSide {
  public:
   /// `head`, `target` (where it goes at the upstream) and `key` are used only now.
@@ -33,16 +33,16 @@ class RequestSide {
   /// Whether the whole request has been read from the client.
   bool bodyComplete() const { return body.complete(); }
   /// Whether all of it has been taken by the upstream's connection.
-  bool allSent() const { return buffer.empty() && (!decoded || decodedWhole); }
+  bool allSent() const { return toUpstream.empty() && (!decoded || decodedWhole); }
   std::uint64_t bodyBytes() const { return body.contentBytes(); }
 
  private:
-  bool sendOverKept(const BodyFraming::Step& buffered);
-  Task<> sendOverNew(const BodyFraming::Step& buffered);
+  bool sendOverKept(const BodyFraming::Step& pendingStep);
+  Task<> sendOverNew(const BodyFraming::Step& pendingStep);
   bool send(std::string_view first, std::string_view bytes, const BodyFraming::Step& step);
-  BodyFraming::Step followBuffered();
+  BodyFraming::Step followPending();
   Task<> forwardBody();
-  Task<> forwardPending();
+  Task<> flushToUpstream();
   Task<> forwardUntilEnd();
   Task<> forwardDecoded();
   bool forward(const IoResult& got);
@@ -56,7 +56,7 @@ class RequestSide {
   BodyFraming body;
   std::unique_ptr<DecodedBody> decoded;  ///< the body, where it is decoded on its way
   bool decodedWhole = false;
-  SendBuffer buffer;
+  SendBuffer toUpstream;
   SideTask forwarding;
 };
 

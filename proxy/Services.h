@@ -46,10 +46,10 @@ struct Services {
     return lastKey;
   }
 
-  /// The way to the upstream for an exchange that begins. One that takes no kept connection, as there is none
-  /// or it wants its own, goes by the proxy settings of this moment. Throws std::bad_alloc.
-  const std::shared_ptr<Route>& routeForNext(bool wantsItsOwn) {
-    if ((wantsItsOwn || pool.empty()) && routes.refresh()) {
+  /// The way to the upstream for an exchange that begins. One that has no kept connection goes by the proxy
+  /// settings of this moment. Throws std::bad_alloc.
+  const std::shared_ptr<Route>& routeForNext(bool hasKept) {
+    if (!hasKept && routes.refresh()) {
       pool.clear();
       log.note("the proxy settings have changed: " + routes.current()->description());
     }
@@ -74,7 +74,8 @@ struct Services {
   Clock::time_point webSocketsRefusedUntil{};
 
   // Scratch memory, shared by all coroutines: valid from being filled to the next co_await, and not across a
-  // call that may resume another coroutine.
+  // call that may resume another coroutine (ExchangeState::fail and its like, CancellationSlot::cancel,
+  // SingleConsumerEvent::set).
   std::array<char, blockBytes> block{};  ///< what was read last, from any stream
   RequestHead requestHead;               ///< the request head that was parsed last
   ResponseHead responseHead;             ///< the response head that was parsed last

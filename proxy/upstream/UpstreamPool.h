@@ -18,7 +18,6 @@ class UpstreamPool {
 
   /// The connection that was used last and is still fit for a request, or nothing.
   std::unique_ptr<Stream> take();
-  bool empty() const { return idle.empty(); }
   /// Closes all of them.
   void clear() noexcept;
   /// Keeps `stream`, on which nothing is under way. Without the memory for that it is closed.

@@ -1,6 +1,7 @@
 """Bodies that are decoded on their way to the upstream."""
 
 import subprocess
+import time
 
 from peers import Connection, RelayTest
 
@@ -64,6 +65,17 @@ class Zstd(RelayTest):
         self.assertLess(self.relay.resident_bytes() - before, 12_000_000)  # the window's 8 MiB among them
         self.assertTrue(side.read(ZEROS) == ZEROS * "\0")
         self.complete(client, side)
+
+    def test_ends_with_its_client_while_the_upstream_reads_on(self):
+        body = zstd(ZEROS * "\0")
+        client = self.send(body, f"Content-Length: {len(body)}")
+        side = self.upstream.accept()
+        side.until()
+        client.close()
+        with self.assertRaises(EOFError):
+            for _ in range(ZEROS // 500_000):
+                side.read(500_000)
+                time.sleep(0.01)
 
     def test_that_is_broken_is_refused_and_never_whole_for_the_upstream(self):
         whole, unsized = zstd(TEXT), zstd(TEXT, "--no-content-size")
