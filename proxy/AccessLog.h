@@ -12,18 +12,30 @@
 
 namespace ferrin::proxy {
 
-/// How an exchange ended.
-enum class Ending { complete, truncated, clientGone, refused, stopped };
+/// How a request ended.
+enum class Ending {
+  complete,
+  truncated,   ///< the response was begun and then broken off; the client's connection is reset
+  clientGone,  ///< the client left before the end
+  refused,     ///< the relay's own error was the response, or was to be
+  stopped,     ///< the relay was stopped before the end
+};
 /// Where its upstream connection came from.
-enum class UpstreamUse { none, fresh, reused };
+enum class UpstreamUse {
+  none,
+  fresh,  ///< newly opened, or that was tried
+  reused,
+};
 
-/// One exchange as the log shows it: no query, no header, no body, no key.
+/// One request as the log shows it, forwarded or refused: no query, no header, no body, no key. The relay's
+/// report on its health has no line.
 struct ExchangeRecord {
   std::string method;
-  std::string path;  ///< without the query
-  int status = 0;    ///< 0 when no response was begun
-  std::uint64_t bytesIn = 0;
-  std::uint64_t bytesOut = 0;
+  std::string path;           ///< without the query
+  int status = 0;             ///< 0 when no response was begun
+  std::uint64_t bytesIn = 0;  ///< content of the request read from the client: no framing, still compressed
+  std::uint64_t bytesOut =
+      0;  ///< content of the response read from the upstream, whether or not the client took it
   std::optional<std::chrono::milliseconds> first;  ///< until the response's first byte went out
   std::chrono::milliseconds total{};
   UpstreamUse upstream = UpstreamUse::none;

@@ -19,7 +19,8 @@ struct Client {
   /// Takes `count` bytes off the front of `pending`, and gives back what a large head or body has taken.
   void dropPending(std::size_t count) noexcept;
 
-  const std::optional<ConnectionEnds> ends;  ///< none of a connection that was gone at once
+  const std::optional<ConnectionEnds>
+      ends;  ///< none where the client had left before they could be asked for
   PlainStream stream;
   SendBuffer sendBuffer;
   std::string pending;  ///< received, and not used yet: the next head, or a part of the body that follows it

@@ -40,7 +40,7 @@ Task<> ClientConnection::serve() {
     HeadResult head = beginHead();
     while (head == HeadResult::incomplete) head = readMore(co_await readSome(client.stream, services.block));
     limit.stop();
-    if (head == HeadResult::gone) {
+    if (head == HeadResult::none) {
       if (!services.stopping || aborted) co_return;
       after = AfterResponse::close;  // its last response may still be on the way
     } else if (head == HeadResult::complete) {
@@ -69,14 +69,14 @@ ClientConnection::HeadResult ClientConnection::beginHead() {
 }
 
 ClientConnection::HeadResult ClientConnection::readMore(const IoResult& got) {
-  if (got.status != IoStatus::moved) return HeadResult::gone;
+  if (got.status != IoStatus::moved) return HeadResult::none;
   if (!std::exchange(headBegun, true)) limit.start(services.timeouts.head);
   client.pending.append(services.block.data(), got.bytes);
   return findHead();
 }
 
 /// Whether client.pending begins with a complete head. If so, its size is headSize, and services.requestHead
-/// holds it until the next wait.
+/// holds it; its texts lie in client.pending, and end with the next change of that.
 ClientConnection::HeadResult ClientConnection::findHead() {
   if (const std::size_t empty = emptyLinesBefore(client.pending); empty > 0) {
     client.dropPending(empty);
@@ -95,7 +95,7 @@ Task<AfterResponse> ClientConnection::respond() {
   try {
     own = decide(services.requestHead, exchange);
   } catch (const std::exception& exception) {
-    own = refuse(services.requestHead, RelayError::upstreamUnreachable, exception.what());
+    own = refuse(services.requestHead, RelayError::upstreamUnreachable, causeOf(exception));
   }
   client.dropPending(headSize);
   if (!exchange) co_return co_await send(own);
@@ -104,7 +104,7 @@ Task<AfterResponse> ClientConnection::respond() {
     const CancellationSlot::Scope cancellable(currentExchange, [&exchange] { exchange->abort(); });
     after = co_await exchange->run();
   } catch (const std::exception&) {
-    // The line tells the exchange's own failure; there was no memory to tell the client.
+    // The record has the reason; there was no memory to answer with.
   }
   services.log.exchange(exchange->record());
   co_return after;

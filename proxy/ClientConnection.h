@@ -31,11 +31,13 @@ class ClientConnection
 
   /// Ends the connection unless a request is being forwarded or answered.
   void stopIfIdle();
-  /// Resets the connection, request or not. serve() may end within this call.
+  /// Ends the connection at once, by a reset while a request is being served. serve() may end within this
+  /// call.
   void abort();
 
  private:
-  enum class HeadResult { complete, incomplete, tooLarge, malformed, gone };
+  /// `none`: the client has left, or its time is over, or the relay stops.
+  enum class HeadResult { complete, incomplete, tooLarge, malformed, none };
 
   /// What the relay answers itself.
   struct OwnResponse {

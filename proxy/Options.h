@@ -17,7 +17,7 @@ struct Options {
   std::uint16_t port = 0;  ///< 0 takes a free one
   UpstreamURL upstream;
   std::filesystem::path apiKeyFile;
-  std::chrono::seconds timeout{};
+  std::chrono::seconds timeout{};  ///< the longest that an exchange may go without a byte
 };
 
 /// What is wrong with a command line: one line that names the option.

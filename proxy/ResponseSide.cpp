@@ -44,8 +44,8 @@ void ResponseSide::takeBytes(const IoResult& got) {
   takeHeads(incompleteHead.empty() ? block : incompleteHead.append(block), searched);
 }
 
-/// Takes the complete heads at the front of `bytes`, up to the final one. The first `searched` bytes are
-/// known to end no head.
+/// Takes the complete heads at the front of `bytes`, up to the final one. `bytes` lie in the shared block, or
+/// in incompleteHead; the first `searched` of them are known to end no head.
 void ResponseSide::takeHeads(std::string_view bytes, std::size_t searched) {
   while (!state.failed() && !begun()) {
     const bool complete = mayBeWholeHead(bytes, std::exchange(searched, 0));
@@ -55,7 +55,8 @@ void ResponseSide::takeHeads(std::string_view bytes, std::size_t searched) {
     if ((size == 0 ? bytes.size() : size) > maxHeadBytes)
       return state.fail(RelayError::upstreamInvalid, "the response's head is over 64 KiB");
     if (size == 0) {
-      if (bytes.size() != incompleteHead.size()) incompleteHead = std::string(bytes);
+      const bool isKept = bytes.data() == incompleteHead.data();
+      if (!isKept) incompleteHead = std::string(bytes);
       return;
     }
     bytes.remove_prefix(size);

@@ -13,7 +13,8 @@
 namespace ferrin::proxy {
 
 /// What comes down in an exchange: the upstream's response heads and body, and after a 101 its part of the
-/// tunnel. Problems of either connection end in ExchangeState::fail, and the calls here return normally then.
+/// tunnel. Problems of either connection end the exchange (ExchangeState::ended), and the calls here return
+/// normally then.
 class ResponseSide {
  public:
   /// `shared` outlives this object.
@@ -26,7 +27,8 @@ class ResponseSide {
   /// the phase is `over`, or the exchange has failed.
   Task<> forwardBody();
 
-  /// Whether the final head has gone to the client, so that the relay can't answer in its place any more.
+  /// Whether the final head is being sent to the client, or has been, so that the relay can't answer in its
+  /// place any more.
   bool begun() const { return body.has_value(); }
   /// Whether the upstream's connection may carry another request, as far as the response goes.
   bool leavesUpstreamReusable() const { return upstreamReusable && body && body->complete(); }

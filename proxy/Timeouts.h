@@ -19,8 +19,9 @@ struct Timeouts {
         webSocket(timers, std::chrono::seconds(5)),
         upstream(timers) {}
 
-  TimerQueue silence;     ///< no byte in either direction of an exchange
-  TimerQueue head;        ///< from a request head's first byte to its last; for the relay's own responses
+  TimerQueue silence;  ///< no byte in either direction of an exchange
+  TimerQueue head;     ///< from a request head's first byte to its last; also between two bytes that a client
+                       ///< takes of the relay's own response
   TimerQueue idleClient;  ///< a client's connection between requests
   TimerQueue recheck;     ///< between checks whether a client whose bytes wait unread is still there, or
                           ///< whether connections can be accepted again

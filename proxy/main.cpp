@@ -38,9 +38,9 @@ int relay(const Options& options) {
   Services services(loop, options, STDOUT_FILENO);
   Server server(services);
   const std::string_view startedBy = starter(ownOrigin());
-  const std::string firstLine = startLine(*services.routes.current(), startedBy);
+  const std::string startedLine = startLine(*services.routes.current(), startedBy);
   server.start();
-  services.log.note(firstLine);
+  services.log.note(startedLine);
   if (startedBy != "hand") server.endWhenReplaced();
   loop.run();
   return 0;

@@ -64,7 +64,8 @@ class EventLoop {
   /// Makes run() return after the current turn. From any thread.
   void stop() noexcept;
 
-  /// Throws std::system_error when the system can't watch one more descriptor.
+  /// Whoever destroys the handler closes the descriptor first, or has another handler watch it: until then
+  /// reports go to this one. Throws std::system_error when the system can't watch one more descriptor.
   void watch(int descriptor, EventHandler& handler, Interest interest = Interest::both) {
     poller.add(descriptor, handler, interest);
   }

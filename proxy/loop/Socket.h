@@ -76,9 +76,9 @@ class Socket final : private EventHandler, private DeferredCall {
   /// Makes receive() ask the system even if the socket is known to be drained.
   void assumeReadable() { read.ready = true; }
 
-  /// Ends all waits that are under way, with Wake::interrupted, at the end of this turn. Has no effect on
-  /// waits that begin later: whoever is to be ended this way checks for it before each wait
-  /// (ExchangeState::ended).
+  /// Ends all waits that are under way, with Wake::interrupted: at the end of this turn, or of the next one
+  /// when called from a deferred call; of two waits the second a turn later. Has no effect on waits that
+  /// begin later: whoever is to be ended this way checks for it before each wait (ExchangeState::ended).
   void interrupt();
 
   /// Gives the descriptor away, on which no wait is under way. This object must live until another handler

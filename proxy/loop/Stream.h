@@ -45,7 +45,8 @@ class Stream {
   /// response.
   virtual bool isReusable() = 0;
 
-  /// Why the last call that failed did so, for the log; never anything that was sent or received.
+  /// Why the last call that failed did so, for the log; never anything that was sent or received. Only after
+  /// such a call.
   std::string problem() const;
 
   /// Whether the last read filled its buffer, so that another one could go on at once.

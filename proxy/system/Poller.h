@@ -1,7 +1,7 @@
 #pragma once
 // The system's way to wait for many descriptors at once: epoll(7) or kqueue(2). It reports changes, not
-// states
-// ("edge-triggered"): each descriptor is registered once, and waiting for it again costs no system call.
+// states (it is "edge-triggered"): each descriptor is registered once, and waiting for it again costs no
+// system call.
 
 #include <chrono>
 #include <cstddef>

@@ -28,7 +28,7 @@ class AddressRace {
   ~AddressRace();
 
   /// The connected, non-blocking socket of the winner, whose path the kernel probes; none when all have
-  /// failed or the race was cancelled.
+  /// failed or the race was cancelled. The race must live until another handler watches that socket.
   Task<FileDescriptor> run();
   /// Ends run(), which is resumed within this call.
   void cancel() { finish(); }

@@ -33,7 +33,8 @@ class Connector {
 
   /// Once. Throws std::bad_alloc.
   Task<Connected> open();
-  /// Ends open(), whatever it waits for: within this call, or in the next turn of the event loop.
+  /// Ends open(), whatever it waits for: a look-up, addresses and roots within this call, a proxy or a
+  /// handshake as Socket::interrupt does.
   void cancel();
 
  private:

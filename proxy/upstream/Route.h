@@ -26,7 +26,7 @@ struct Place {
   NameLookups lookups;
 };
 
-/// The way to one upstream, decided once when the relay starts. On the loop's thread.
+/// One way to the upstream. It stays as it is made; Routes makes another one. On the loop's thread.
 class Route {
  public:
   /// `url` outlives this object.
