@@ -12,6 +12,7 @@
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
 #include "core/TextFile.h"
+#include "relay/ExecutablePath.h"
 #include "relay/RelayService.h"
 #include "relay/Resources.h"
 

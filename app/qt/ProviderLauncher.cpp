@@ -11,6 +11,7 @@
 #include "app/qt/look/Text.h"
 #include "core/LauncherError.h"
 #include "relay/Command.h"
+#include "relay/ExecutablePath.h"
 #include "relay/Resources.h"
 
 namespace ferrin::qt {

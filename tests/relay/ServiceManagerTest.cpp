@@ -10,8 +10,8 @@
 #include <optional>
 #include <stdexcept>
 
+#include "relay/ExecutablePath.h"
 #include "relay/ManagerTable.h"
-#include "relay/Resources.h"
 #include "relay/RunitManager.h"
 #include "relay/SystemdManager.h"
 #include "tests/sampleprovider/RunningProvider.h"

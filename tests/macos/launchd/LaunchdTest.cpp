@@ -14,6 +14,7 @@
 #include "app/ContentView.h"
 #include "app/MenuBarControls.h"
 #include "core/LauncherError.h"
+#include "relay/ExecutablePath.h"
 #include "relay/LaunchdManager.h"
 #include "relay/Resources.h"
 #include "tests/sampleprovider/RunningProvider.h"
