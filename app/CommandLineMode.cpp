@@ -12,9 +12,9 @@
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
 #include "core/TextFile.h"
-#include "relay/ExecutablePath.h"
 #include "relay/RelayService.h"
 #include "relay/Resources.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::app {
 namespace {

@@ -1,13 +1,13 @@
 // The relay as a service on macOS, as far as a stand-in for launchctl shows it.
 
-#include "relay/LaunchdManager.h"
+#include "relay/managers/LaunchdManager.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <stdexcept>
 
-#include "relay/PresentManagers.h"
+#include "relay/managers/PresentManagers.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {

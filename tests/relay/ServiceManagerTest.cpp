@@ -10,10 +10,10 @@
 #include <optional>
 #include <stdexcept>
 
-#include "relay/ExecutablePath.h"
-#include "relay/ManagerTable.h"
-#include "relay/RunitManager.h"
-#include "relay/SystemdManager.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/RunitManager.h"
+#include "relay/managers/SystemdManager.h"
+#include "relay/system/ExecutablePath.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "relay/ExecutablePath.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::relay {
 
