@@ -63,19 +63,9 @@ TEST_F(LaunchdManagerTest, takesALoadedServiceThatIsRunningUnderEitherForARunnin
   }
 }
 
-TEST_F(LaunchdManagerTest, describesTheServiceToAnIndependentReader) {
-  services.define({"com.example", {"/密 <&> \"me\"", "", "c=']]>"}, "/it's <&>.log"});
-  EXPECT_FALSE(exists(folder / "elsewhere"));
-  EXPECT_TRUE(tests::filesBelow(folder / "home").begin()->second.starts_with("0600 "));
-  const char* reader =
-      "import plistlib, sys; print(plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_XML))";
-  EXPECT_EQ(
-      run("/usr/bin/env", {"PYTHONUTF8=1", "python3", "-c", reader, definition}).output,
-      "{'Label': 'com.example', 'ProgramArguments': ['/密 <&> \"me\"', '', \"c=']]>\"], 'RunAtLoad': True, "
-      "'KeepAlive': True, 'StandardOutPath': \"/it's <&>.log\", 'StandardErrorPath': \"/it's <&>.log\"}\n");
-  for (const std::string& bad : {"a\0b"s, "\x1b["s, "a\rb"s, "\uFFFE"s, "\xFF"s}) {
-    EXPECT_THROW(services.define({"label", {bad}, "/log"}), std::invalid_argument);
-  }
+TEST(PropertyList, refusesWhatXMLCannotHold) {
+  for (const std::string& bad : {"a\0b"s, "\x1b["s, "a\rb"s, "\uFFFE"s, "\xFF"s})
+    EXPECT_THROW(propertyList({"label", {bad}, "/log"}), std::invalid_argument) << bad;
 }
 
 }  // namespace

@@ -93,7 +93,7 @@ struct Launchd : testing::Test, Desktop {
 
   tests::TemporaryFolder folder;
   const std::string launchctl = folder / "launchctl";
-  const core::Locations at{folder / "home"};
+  const core::Locations at{folder / "it's <&> \"me\" 密"};
   const tests::RunningProvider provider{"sk-1"};
   relay::LaunchdManager services{at.home, launchctl};
   relay::LauncherState state{at, services};
@@ -170,12 +170,13 @@ TEST_F(Launchd, appliesWhatIsSavedFromTheCommandLine) {
 }
 
 TEST_F(Launchd, startsAScriptThatEndsAtOnceAgainWithoutHaste) {
-  tests::putProgram(at.proxyURL, "#!/bin/sh\necho \"$PATH\"; exit 3\n");
+  tests::putProgram(at.proxyURL, "#!/bin/sh\necho \"$PATH\"; echo complaint >&2; exit 3\n");
   EXPECT_EQ(apply(), running) << "launchctl reports no failure";
   EXPECT_TRUE(comes("state = waiting\nruns = 2\nlast exit code = 3\n"));
   EXPECT_FALSE(services.isRunning(label));
   EXPECT_TRUE(comes("runs = 3\n"));
-  EXPECT_TRUE(tests::contentOf(at.logURL).starts_with("/usr/bin:/bin:/usr/sbin:/sbin\n"));
+  EXPECT_TRUE(tests::contentOf(at.logURL).starts_with("/usr/bin:/bin:/usr/sbin:/sbin\ncomplaint\n"));
+  EXPECT_TRUE(tests::filesBelow(at.home / "Library").begin()->second.starts_with("0600 "));
   fs::remove_all(at.logURL.parent_path());
   tests::put(at.logURL.parent_path(), "no folder can be here");
   EXPECT_TRUE(comes("last exit code = 78\n"));
