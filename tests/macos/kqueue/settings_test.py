@@ -4,7 +4,8 @@ import plistlib
 import re
 import ssl
 
-from peers import LAST, OK, TlsTest, surrounded
+from peers import LAST, OK, surrounded
+from tls import TlsTest
 
 
 class Settings(TlsTest):
