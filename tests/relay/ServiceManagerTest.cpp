@@ -164,11 +164,15 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_NE(run("/usr/bin/systemctl", {"--user", "start", label}).status, 0) << "as it is not known any more";
 }
 
-TEST_F(ServiceManagerTest, keepsAnotherManagerFromStartingTheServiceAtLogin) {
+TEST_F(ServiceManagerTest, stopsTheServiceUnderAnotherManagerAndKeepsThatFromStartingItAtLogin) {
   RunitManager runit(home, "/usr/bin");
   runit.define(definition);
   const fs::path entry = home / ".config/autostart/com.ferrin.third-party-proxy.desktop";
   EXPECT_TRUE(exists(entry));
+  EXPECT_EQ(runit.bootstrap(label).status + runit.kickstart(label).status, 0);
+  expectAnother("start by an earlier version, which preferred that manager");
+  manager->bootout(label);
+  EXPECT_FALSE(isAlive(process) || manager->isRunning(label));
   manager->define(definition);
   EXPECT_EQ(exists(entry), !onSystemd);
   start();

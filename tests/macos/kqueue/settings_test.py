@@ -45,7 +45,10 @@ class Settings(TlsTest):
         running = relay.joined(self.upstream)
         self.set_proxy("socks")
         client = relay.client()
-        self.assertEqual(self.upstream.accept().read(3), "\5\1\0")
+        side = self.upstream.accept()
+        self.assertEqual(side.read(3), "\5\1\0")
+        side.send("\5\0")
+        self.assertEqual(side.read(4), "\5\1\0\3")  # the proxy looks the name up
         self.complete(*running)
         self.assertEqual(running[1].rest(), "")  # not kept: it went another way
         self.set_proxy("none")
