@@ -132,6 +132,7 @@ TEST_F(Launchd, runsTheRelayThatIsAppliedTimeAfterTimeThoughStreamsRun) {
   for (pid_t now = 0, before = 0; streams.size() < 10; before = now) {
     ASSERT_EQ(apply(), running) << streams.size();
     ASSERT_TRUE(answers() && state.isRunning() && services.isRunning(label)) << tests::contentOf(at.logURL);
+    EXPECT_NE(described().find("runs = 2\n"), std::string::npos) << "afresh, by kickstart";
     now = process();
     EXPECT_NE(now, before);
     streams.emplace_back();
