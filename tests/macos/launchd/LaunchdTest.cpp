@@ -10,10 +10,8 @@
 #include <cstdlib>
 #include <list>
 
-#include "app/CommandLineMode.h"
 #include "app/ContentView.h"
 #include "app/MenuBarControls.h"
-#include "core/LauncherError.h"
 #include "relay/Resources.h"
 #include "relay/managers/LaunchdManager.h"
 #include "relay/system/ExecutablePath.h"
@@ -162,14 +160,6 @@ TEST_F(Launchd, stopsForGoodAndStartsAgainAtLogin) {
   EXPECT_TRUE(answers()) << "its definition stays";
 }
 
-TEST_F(Launchd, appliesWhatIsSavedFromTheCommandLine) {
-  EXPECT_THROW(applyReferenceConfiguration(at, services, collaborators.proxyResource), core::LauncherError);
-  tests::put(at.upstreamURLFile, provider.baseURL());
-  tests::put(at.upstreamKeyFile, "sk-1");
-  applyReferenceConfiguration(at, services, collaborators.proxyResource);
-  EXPECT_TRUE(answers());
-}
-
 TEST_F(Launchd, startsAScriptThatEndsAtOnceAgainWithoutHaste) {
   tests::putProgram(at.proxyURL, "#!/bin/sh\necho \"$PATH\"; echo complaint >&2; exit 3\n");
   EXPECT_EQ(apply(), running) << "launchctl reports no failure";
@@ -190,12 +180,6 @@ TEST_F(Launchd, refusesARelayWhoseOldOneIsSlowToEndUntilItHasEnded) {
       [&] { return tests::contentOf(at.logURL).ends_with(std::to_string(process()) + "\n"); }));
   EXPECT_EQ(apply(), "Error: " + refused);
   EXPECT_TRUE(comes("state = SIGTERMed\n"));
-  try {
-    applyReferenceConfiguration(at, services, collaborators.proxyResource);
-    ADD_FAILURE();
-  } catch (const core::LauncherError& error) {
-    EXPECT_TRUE(error.code == 5 && error.what() == refused);
-  }
   EXPECT_TRUE(comes("113")) << "killed";
   EXPECT_EQ(apply(), running);
 }
