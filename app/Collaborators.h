@@ -9,7 +9,7 @@
 #include "core/Locations.h"
 #include "providertest/HttpClient.h"
 #include "relay/LauncherState.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::app {
 

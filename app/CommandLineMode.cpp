@@ -14,6 +14,7 @@
 #include "core/TextFile.h"
 #include "relay/RelayService.h"
 #include "relay/Resources.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::app {
 namespace {

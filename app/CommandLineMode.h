@@ -6,7 +6,7 @@
 #include <span>
 
 #include "core/Locations.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::app {
 

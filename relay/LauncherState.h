@@ -5,7 +5,7 @@
 
 #include "core/Locations.h"
 #include "core/Observers.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

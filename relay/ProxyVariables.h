@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/Locations.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "core/Locations.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

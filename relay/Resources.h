@@ -6,9 +6,6 @@
 
 namespace ferrin::relay {
 
-/// The running program's own file, symbolic links resolved. Throws std::system_error.
-std::filesystem::path executablePath();
-
 /// The relay script that belongs to the program at `executable`: from the bundle's Resources, else from
 /// share/ of its prefix. Empty when there is none.
 std::filesystem::path proxyResource(const std::filesystem::path& executable);

@@ -10,8 +10,9 @@
 #include "app/qt/Display.h"
 #include "app/qt/look/Text.h"
 #include "core/LauncherError.h"
-#include "relay/Command.h"
 #include "relay/Resources.h"
+#include "relay/system/Command.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::qt {
 namespace {

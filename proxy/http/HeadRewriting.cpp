@@ -9,7 +9,8 @@ namespace ferrin::proxy {
 namespace {
 
 constexpr std::string_view lineEnd = "\r\n";
-/// What a client's head rarely exceeds, and malloc takes from blocks that it has at hand (glibc: up to 1,032).
+/// What a client's head rarely exceeds, and malloc takes from blocks that it has at hand (glibc: up to
+/// 1,032).
 constexpr std::size_t usualHeadBytes = 1000;
 
 bool isGoAheadWish(const HeadField& field) {

@@ -39,7 +39,11 @@ Words wordsOf(const std::string& line) {
 /// One case: the lines below its name.
 class Action : public testing::Test, TestApplication {
  public:
-  explicit Action(std::string lines) : expected(std::move(lines)) {}
+  explicit Action(std::string lines) : expected(std::move(lines)) {
+    for (const char* name :
+         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+      unsetenv(name);
+  }
 
   void TestBody() override {
     std::string happened, line;
@@ -116,6 +120,7 @@ class Action : public testing::Test, TestApplication {
        [this](auto& words) {
          results[words[1]] = {std::stoi(words[2]), words[3]};
        }},
+      {"environment", [](auto& words) { setenv(words[1].c_str(), words[2].c_str(), 1); }},
       {"running", [this](auto& words) { running = words[1]; }},
       {"type", [this](auto& words) { fill(words[1], words[2], words[3], words[4]); }},
       {"prompt", [this](auto& words) { view->prompt = words[1]; }},

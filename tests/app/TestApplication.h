@@ -33,9 +33,11 @@ struct TestApplication : relay::ServiceManager, ApplicationShell, providertest::
   }
 
   void define(const relay::ServiceDefinition& definition) override {
-    const auto& [name, program] = definition.environment.front();
+    std::string with, without;
+    for (const auto& [name, value] : definition.environment)
+      value ? with += " " + name + "=" + * value : without += " " + name;
     call("define " + definition.label + " " + boost::algorithm::join(definition.commandLine, "|") + " log " +
-         definition.logFile.string() + " program " + (name == "FERRIN_RELAY_PROGRAM" ? *program : ""));
+         definition.logFile.string() + " with" + with + " without" + without);
   }
   relay::CommandResult bootout(std::string_view label) override { return call("bootout", label); }
   relay::CommandResult bootstrap(std::string_view label) override { return call("bootstrap", label); }

@@ -1,5 +1,5 @@
 // Programs that people use, as they are: the official client package and curl. They talk to the provider through the
-// relay of FERRIN_RELAY_PROGRAM, or directly where there is none. The relay goes through the proxy of FERRIN_PROXY_PROGRAM.
+// relay of FERRIN_RELAY_PROGRAM, or directly where there is none.
 
 import assert from 'node:assert/strict';
 import { execFile } from 'node:child_process';

@@ -6,14 +6,11 @@ import { once } from 'node:events';
 import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import net from 'node:net';
 import { createInterface } from 'node:readline';
 import { test as nodeTest } from 'node:test';
 import { setTimeout } from 'node:timers/promises';
 
-const {
-  FERRIN_SAMPLE_PROVIDER: providerProgram, FERRIN_RELAY_PROGRAM: relayProgram, FERRIN_PROXY_PROGRAM: proxyProgram,
-} = process.env;
+const { FERRIN_SAMPLE_PROVIDER: providerProgram, FERRIN_RELAY_PROGRAM: relayProgram } = process.env;
 
 /** Runs a program that says where it listens in its first line. */
 export async function start(program, ...args) {
@@ -36,22 +33,6 @@ export async function until(condition) {
   }
 }
 
-/** A SOCKS proxy that takes each name for this machine. */
-async function startProxy(folder) {
-  const listener = net.createServer().listen(0, '127.0.0.1');
-  await once(listener, 'listening');
-  const { port } = listener.address();
-  await new Promise((resolve) => listener.close(resolve));
-  const addresses = join(folder, 'addresses');
-  writeFileSync(addresses, '127.0.0.1\n');
-  const env = { ...process.env, LD_PRELOAD: process.env.FERRIN_SURROUNDINGS, FERRIN_ADDRESSES: addresses };
-  const proxy = spawn(proxyProgram, ['-i', '127.0.0.1', '-p', port], { stdio: 'ignore', env });
-  await until(() => new Promise((resolve) => {
-    const socket = net.connect(port, '127.0.0.1', () => resolve(socket.destroy())).on('error', () => resolve(null));
-  }));
-  return { url: `socks5h://127.0.0.1:${port}`, stop: () => proxy.kill() && once(proxy, 'exit') };
-}
-
 /**
  * A test with a sample provider, which ends well whatever `body` leaves open. Where there is a relay program, the relay
  * holds the key: `base` and `key` are what a client is configured with, whichever it is.
@@ -69,14 +50,7 @@ export const test = (claim, options, body, heldKey = 'the-provider-key') =>
       const stats = async () => (await fetch(new URL('/stats', url))).json();
       if (!relayProgram) return await body({ base: url, key: heldKey, stats, folder });
       const relayOptions = ['--host', '127.0.0.1', '--port', '0', '--api-key-file', relayKey, '--timeout', '30'];
-      if (proxyProgram) {
-        running.unshift(await startProxy(folder));
-        const upstream = url.replace('127.0.0.1', 'provider.example');
-        const variable = `all_proxy=${running[0].url}`;
-        running.unshift(await start('/usr/bin/env', variable, relayProgram, '--upstream', upstream, ...relayOptions));
-      } else {
-        running.unshift(await start(relayProgram, '--upstream', url, ...relayOptions));
-      }
+      running.unshift(await start(relayProgram, '--upstream', url, ...relayOptions));
       await body({ base: running[0].url, key: 'a-key-of-no-importance', stats, folder });
     } finally {
       for (const program of running) await program.stop();

@@ -11,7 +11,8 @@ import sys
 import time
 import unittest
 
-from peers import PATIENCE, TlsTest, Upstream, unproxied
+from peers import PATIENCE, Upstream, unproxied
+from tls import TlsTest
 
 ASK, WAYS = sys.argv[1:3]
 HELLO = 'HTTP/1.1 200 OK\r\nContent-Length: 23\r\n\r\n{"output_text":"Hello"}'

@@ -14,7 +14,8 @@ import socket
 import subprocess
 import unittest
 
-from peers import KEY, RELEASED, Connection, RelayTest, TlsTest, needs_released
+from peers import KEY, RELEASED, Connection, RelayTest, needs_released
+from tls import TlsTest
 
 NOBODY = 65534
 PTRACE_SEIZE = 0x4206  # attaches without stopping the process (ptrace(2))

@@ -5,7 +5,9 @@ import itertools
 import pathlib
 import re
 
-from peers import Connection, TlsTest, eventually, filled, unescaped
+from peers import Connection, eventually
+from tables import filled, unescaped
+from tls import TlsTest
 
 
 def conversations(file):

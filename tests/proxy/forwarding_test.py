@@ -2,7 +2,8 @@
 
 import time
 
-from peers import OK, Connection, RelayTest, request_rows, table, unescaped
+from peers import OK, Connection, RelayTest
+from tables import request_rows, table, unescaped
 
 
 class Forwarding(RelayTest):

@@ -15,8 +15,8 @@ import subprocess
 import tempfile
 import time
 
-from peers import (LAST, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, eventually, needs_released, surrounded,
-                   table)
+from peers import LAST, PATIENCE, RELAY, RELEASED, STREAM, Connection, RelayTest, eventually, needs_released, surrounded
+from tables import table
 
 HEALTH = "GET /healthz"
 

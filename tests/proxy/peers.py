@@ -3,7 +3,6 @@
 Bytes are strings of Latin-1. Every wait has a deadline, after which the test fails.
 """
 
-import contextlib
 import functools
 import os
 import pathlib
@@ -11,7 +10,6 @@ import re
 import select
 import signal
 import socket
-import ssl
 import struct
 import subprocess
 import tempfile
@@ -262,70 +260,3 @@ class RelayTest(unittest.TestCase):
         relay = Relay(*arguments, folder=self.folder, **settings)
         self.addCleanup(relay.stop)
         return relay
-
-
-def identity(file, host):
-    """`file`, where a key is now and its certificate for `host`, of its own making."""
-    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
-                    f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}", "-keyout", file, "-out", file], check=True,
-                   stderr=subprocess.DEVNULL)
-    return file
-
-
-class TlsTest(RelayTest):
-    """The upstream has a certificate for localhost of its own making."""
-    def setUp(self):
-        super().setUp()
-        self.own = self.identity("localhost")
-
-    def identity(self, host):
-        """A file with a key and a certificate of its own making."""
-        return identity(self.folder / f"{len(list(self.folder.iterdir()))}.pem", host)
-
-    def context(self, identity, newest=ssl.TLSVersion.TLSv1_3):
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(identity)
-        context.set_ciphers("ALL:@SECLEVEL=0")  # what old versions need
-        context.minimum_version = context.maximum_version = newest
-        context.sni_callback = lambda _, name, __: self.names.append(name)
-        self.names = []
-        return context
-
-    def serve(self, side, context, *answers, farewell=True):
-        """Answers requests on one connection; the last one's head, and whether the session was an older one's."""
-        with context.wrap_socket(side.socket, server_side=True) as within:
-            for answer in answers:
-                told = Connection(within).until(), within.session_reused
-                within.sendall(answer.encode())
-            with contextlib.suppress(OSError):
-                _ = farewell and within.unwrap()
-            return told
-
-
-def unescaped(text):
-    return text.encode("latin-1").decode("unicode_escape")
-
-
-def filled(text, **values):
-    """`text` with each value where its name stands between two @."""
-    return re.sub(r"@(\w+)@", lambda mark: str(values[mark[1]]), text)
-
-
-def table(name):
-    """Of a file of rows beside this one: section, name and bytes of each."""
-    section = ""
-    for line in (pathlib.Path(__file__).parent / name).read_text().splitlines():
-        if line.startswith("["):
-            section = line.strip("[]")
-        elif line and not line.startswith("#"):
-            title, _, text = line.partition(" |")
-            yield section, title, text[1:]
-
-
-def request_rows(port):
-    """The rows of requests.txt, addressed to a relay on `port`."""
-    for section, title, text in table("requests.txt"):
-        head, _, body = text.partition(" || ")
-        lines = ["Host: @RELAY@" if line == "@" else line for line in head.split(" | ")]
-        request = filled("\r\n".join([*lines, "", body]), RELAY=f"127.0.0.1:{port}", PORT=port)
-        yield section, title, unescaped(request)

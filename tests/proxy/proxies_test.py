@@ -6,7 +6,8 @@ import socket
 import time
 
 from conversations_test import Player, conversations
-from peers import RelayTest, deaf, surrounded, table, unescaped
+from peers import RelayTest, deaf, surrounded
+from tables import table, unescaped
 
 LOGIN = "me:a%20b@"
 

@@ -20,7 +20,8 @@ import tempfile
 import threading
 import time
 
-from peers import OK, PATIENCE, STREAM, Connection, Relay, Upstream, eventually, identity
+from peers import OK, PATIENCE, STREAM, Connection, Relay, Upstream, eventually
+from tls import identity
 
 CLIENTS = 64
 

@@ -7,7 +7,8 @@ import ssl
 import subprocess
 import time
 
-from peers import LAST, OK, PATIENCE, Connection, RelayTest, TlsTest, Upstream, deaf, eventually, surrounded
+from peers import LAST, OK, PATIENCE, Connection, RelayTest, Upstream, deaf, eventually, surrounded
+from tls import TlsTest
 
 
 class UpstreamConnection(RelayTest):

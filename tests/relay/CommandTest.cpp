@@ -1,4 +1,4 @@
-#include "relay/Command.h"
+#include "relay/system/Command.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

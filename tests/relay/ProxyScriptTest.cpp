@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "relay/Command.h"
 #include "relay/Resources.h"
+#include "relay/system/Command.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ferrin::relay {

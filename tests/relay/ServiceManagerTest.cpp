@@ -10,10 +10,10 @@
 #include <optional>
 #include <stdexcept>
 
-#include "relay/ManagerTable.h"
-#include "relay/Resources.h"
-#include "relay/RunitManager.h"
-#include "relay/SystemdManager.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/RunitManager.h"
+#include "relay/managers/SystemdManager.h"
+#include "relay/system/ExecutablePath.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
@@ -164,11 +164,15 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_NE(run("/usr/bin/systemctl", {"--user", "start", label}).status, 0) << "as it is not known any more";
 }
 
-TEST_F(ServiceManagerTest, keepsAnotherManagerFromStartingTheServiceAtLogin) {
+TEST_F(ServiceManagerTest, stopsTheServiceUnderAnotherManagerAndKeepsThatFromStartingItAtLogin) {
   RunitManager runit(home, "/usr/bin");
   runit.define(definition);
   const fs::path entry = home / ".config/autostart/com.ferrin.third-party-proxy.desktop";
   EXPECT_TRUE(exists(entry));
+  EXPECT_EQ(runit.bootstrap(label).status + runit.kickstart(label).status, 0);
+  expectAnother("start by an earlier version, which preferred that manager");
+  manager->bootout(label);
+  EXPECT_FALSE(isAlive(process) || manager->isRunning(label));
   manager->define(definition);
   EXPECT_EQ(exists(entry), !onSystemd);
   start();

@@ -40,9 +40,6 @@ std::string_view view(boost::beast::string_view text) { return {text.data(), tex
 tcp::socket& socketOf(tcp::socket& stream) { return stream; }
 tcp::socket& socketOf(TlsStream& stream) { return stream.next_layer(); }
 
-/// How the sending of a reply came to its end.
-enum class Sent { all, clientGone, brokenOff };
-
 template <class Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
@@ -235,26 +232,11 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   // --- the end
 
-  void count() {
-    if (!std::exchange(counted, true)) ++shared.statistics.connections;
-    ++shared.statistics.requests;
-    ++shared.statistics.inFlight;
-  }
+  void count() { shared.statistics.countRequest(!std::exchange(counted, true)); }
 
   void end(Sent sent) {
-    --shared.statistics.inFlight;
-    switch (sent) {
-      case Sent::all:
-        ++shared.statistics.answered;
-        break;
-      case Sent::clientGone:
-        ++shared.statistics.aborted;
-        break;
-      case Sent::brokenOff:
-        ++shared.statistics.brokenOff;
-        breakOff();
-        break;
-    }
+    shared.statistics.countEnd(sent);
+    if (sent == Sent::brokenOff) breakOff();
   }
 
   void breakOff() {

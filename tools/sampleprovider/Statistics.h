@@ -6,7 +6,20 @@
 
 namespace ferrin::sampleprovider {
 
+/// How the sending of a reply came to its end.
+enum class Sent { all, clientGone, brokenOff };
+
 struct Statistics {
+  void countRequest(bool isFirstOnItsConnection) {
+    if (isFirstOnItsConnection) ++connections;
+    ++requests;
+    ++inFlight;
+  }
+  void countEnd(Sent sent) {
+    --inFlight;
+    ++(sent == Sent::all ? answered : sent == Sent::clientGone ? aborted : brokenOff);
+  }
+
   /// Connections that brought at least one request.
   std::uint64_t connections = 0;
   std::uint64_t requests = 0;

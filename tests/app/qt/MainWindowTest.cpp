@@ -61,11 +61,6 @@ TEST_F(MainWindowTest, showsWhatTheViewHoldsAndHandsOnWhatIsTyped) {
   EXPECT_EQ(view.selectedProfileID.get(), "");
 }
 
-TEST_F(MainWindowTest, closesByTheUsualKeys) {
-  QTest::keySequence(&find("Model"), QKeySequence::Close);
-  EXPECT_FALSE(window.isVisible());
-}
-
 TEST_F(MainWindowTest, growsWithAnAnswerAndTheFontOfTheSystemButWithNoOtherText) {
   const QSize before = window.size();
   for (auto* field : {&view.profileName, &view.status, &view.response}) *field = std::string(5000, 'W');

@@ -1,14 +1,14 @@
 // A model of kqueue(2) over epoll(7) and inotify(7): what the relay has for macOS runs on it on Linux. The
-// program is linked with calls redirected to the __wrap_ functions (CMakeLists.txt), as epoll neither forgets
-// a descriptor whose file is still open under another number nor tells of acknowledgements.
+// program is linked with calls redirected to the __wrap_ functions (CMakeLists.txt), as epoll doesn't forget
+// a descriptor whose file is still open under another number.
 
-#include <linux/sockios.h>
+#include <linux/tcp.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/event.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,21 +17,13 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
 #include <deque>
 #include <map>
 #include <mutex>
 #include <string>
 #include <utility>
 
-#include "MacOS.h"
-
-extern "C" {
-int __real_close(int descriptor);
-int __real_fcntl(int descriptor, int command, ...);
-ssize_t __real_send(int descriptor, const void* bytes, size_t size, int flags);
-ssize_t __real_sendmsg(int descriptor, const msghdr* message, int flags);
-}
+extern "C" int __real_close(int descriptor);
 
 namespace {
 
@@ -43,6 +35,7 @@ struct Knote {
   bool active = false;
   int watch = -1;  ///< of inotify
   off_t size = 0;
+  std::uint64_t acknowledged = 0;  ///< bytes
 };
 
 struct Queue {
@@ -55,7 +48,6 @@ struct Queue {
 struct Model {
   std::mutex mutex;
   std::map<int, Queue> queues;
-  std::map<int, int> unacknowledged;            ///< bytes that each socket has sent
   std::array<std::atomic<int>, 65536> pokes{};  ///< of each queue, for signal handlers
 };
 
@@ -128,17 +120,27 @@ void gatherChanges(Queue& queue) {
   }
 }
 
-/// Room in its buffer is reported with every acknowledgement.
-void gatherAcknowledgements(Queue& queue) {
-  for (auto entry = model().unacknowledged.begin(); entry != model().unacknowledged.end();) {
-    auto& [descriptor, before] = *entry;
-    int now = 0;
-    pollfd room{descriptor, POLLOUT, 0};
-    ioctl(descriptor, SIOCOUTQ, &now);
-    if (now < std::exchange(before, now) && poll(&room, 1, 0) == 1)
-      activate(queue, {descriptor, EVFILT_WRITE}, 0, 0);
-    entry = now == 0 ? model().unacknowledged.erase(entry) : std::next(entry);
+tcp_info stateOf(int socket) {
+  tcp_info state{};
+  socklen_t size = sizeof state;
+  getsockopt(socket, IPPROTO_TCP, TCP_INFO, &state, &size);
+  return state;
+}
+
+/// Room in its buffer is reported with every acknowledgement, of which epoll tells nothing. Whether more may
+/// come.
+bool gatherAcknowledgements(Queue& queue) {
+  bool mayCome = false;
+  for (auto& [key, knote] : queue.knotes) {
+    if (key.second != EVFILT_WRITE) continue;
+    const tcp_info now = stateOf(key.first);
+    pollfd room{key.first, POLLOUT, 0};
+    if (std::exchange(knote.acknowledged, now.tcpi_bytes_acked) < now.tcpi_bytes_acked &&
+        poll(&room, 1, 0) == 1)
+      activate(queue, key, 0, 0);
+    mayCome = mayCome || now.tcpi_unacked > 0;
   }
+  return mayCome;
 }
 
 void gatherPokes(Queue& queue) {
@@ -147,12 +149,14 @@ void gatherPokes(Queue& queue) {
   if (any && poked >= userTrigger) activate(queue, {0, EVFILT_USER}, 0, 0);
 }
 
-void gather(Queue& queue, std::size_t room) {
+/// Whether more may come that can't be waited for.
+bool gather(Queue& queue, std::size_t room) {
   gatherPokes(queue);
   gatherChanges(queue);
-  gatherAcknowledgements(queue);
+  const bool acknowledgementMayCome = gatherAcknowledgements(queue);
   gatherSockets(queue, queue.writers, EVFILT_WRITE, room);
   gatherSockets(queue, queue.readers, EVFILT_READ, room);
+  return acknowledgementMayCome;
 }
 
 /// Ahead of a change of what is watched: what has come so far is for those who watched by then, and the queue
@@ -217,6 +221,7 @@ int add(Queue& queue, const struct kevent& change) {
   int error = 0;
   if (change.filter == EVFILT_VNODE) error = watchFile(queue, descriptor, knote);
   if (change.filter == EVFILT_READ) error = listen(queue.readers, descriptor, EPOLLIN | EPOLLRDHUP | once);
+  knote.acknowledged = change.filter == EVFILT_WRITE ? stateOf(descriptor).tcpi_bytes_acked : 0;
   if (change.filter == EVFILT_WRITE)
     error = model().queues.contains(descriptor) ? EINVAL : listen(queue.writers, descriptor, EPOLLOUT | once);
   if (error == 0) queue.knotes[{descriptor, change.filter}] = knote;
@@ -236,26 +241,14 @@ int wait(int number, struct kevent* events, int room, const timespec* timeout) {
     long long pause = timeout == nullptr ? -1 : std::max(end - milliseconds(), 0LL);
     {
       const std::lock_guard lock(model().mutex);
-      gather(model().queues.at(number), static_cast<std::size_t>(room));
+      const bool acknowledgementMayCome = gather(model().queues.at(number), static_cast<std::size_t>(room));
       if (const int count = take(model().queues.at(number), events, room); count > 0 || pause == 0)
         return count;
-      const bool acknowledgementMayCome = !model().unacknowledged.empty() && slice < 100;
-      if (acknowledgementMayCome) pause = pause < 0 ? slice : std::min(slice, pause);
+      if (acknowledgementMayCome && slice < 100) pause = pause < 0 ? slice : std::min(slice, pause);
     }
     epoll_event any{};
     if (epoll_wait(number, &any, 1, static_cast<int>(pause)) < 0) return -1;
   }
-}
-
-/// A sender's bytes count before they leave, as an acknowledgement may be back before the call returns.
-template <typename Send>
-ssize_t sent(int descriptor, Send send) {
-  int before = 0;
-  ioctl(descriptor, SIOCOUTQ, &before);
-  const ssize_t count = send();
-  const std::lock_guard lock(model().mutex);
-  if (count > 0) model().unacknowledged[descriptor] = before + static_cast<int>(count);
-  return count;
 }
 
 }  // namespace
@@ -290,32 +283,11 @@ int kevent(int queue, const struct kevent* changes, int changeCount, struct keve
 
 int __wrap_close(int descriptor) {
   const std::lock_guard lock(model().mutex);
-  model().unacknowledged.erase(descriptor);
   if (const auto closed = model().queues.extract(descriptor)) {
     const Queue& queue = closed.mapped();
     for (const int part : {queue.readers, queue.writers, queue.changes, queue.pokes}) __real_close(part);
   }
   for (auto& [number, queue] : model().queues) forget(queue, descriptor);
   return __real_close(descriptor);
-}
-
-int __wrap_fcntl(int descriptor, int command, ...) {
-  va_list arguments;
-  va_start(arguments, command);
-  void* const argument = va_arg(arguments, void*);  // an int, too, is passed in a register of its own
-  va_end(arguments);
-  if (command != F_GETPATH) return __real_fcntl(descriptor, command, argument);
-  auto* const path = static_cast<char*>(argument);
-  const ssize_t size = readlink(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), path, 1023);
-  if (size >= 0) path[size] = '\0';
-  return size < 0 ? -1 : 0;
-}
-
-ssize_t __wrap_send(int descriptor, const void* bytes, size_t size, int flags) {
-  return sent(descriptor, [=] { return __real_send(descriptor, bytes, size, flags); });
-}
-
-ssize_t __wrap_sendmsg(int descriptor, const msghdr* message, int flags) {
-  return sent(descriptor, [=] { return __real_sendmsg(descriptor, message, flags); });
 }
 }

@@ -124,18 +124,6 @@ TEST_F(Kqueue, forgetsWhatIsClosedAlthoughItIsOpenElsewhereAndItsNumberIsTakenAg
   EXPECT_EQ(events(), "read");
 }
 
-TEST_F(Kqueue, canBeReadInAnotherOneAndNotWritten) {
-  FileDescriptor inner(kqueue());
-  EXPECT_TRUE(add(inner.get(), EVFILT_WRITE) == -1 && errno == EINVAL);
-  add(inner.get(), EVFILT_READ);
-  std::swap(queue, inner);
-  add(near.get(), EVFILT_READ);
-  std::swap(queue, inner);
-  EXPECT_EQ(events(), "");
-  say(far);
-  EXPECT_EQ(events(), "read");
-}
-
 TEST_F(Kqueue, reportsWhatHappensToAnOpenFile) {
   const tests::TemporaryFolder folder;
   const auto path = folder / "file", moved = folder / "moved";

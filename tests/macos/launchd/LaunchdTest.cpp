@@ -10,12 +10,11 @@
 #include <cstdlib>
 #include <list>
 
-#include "app/CommandLineMode.h"
 #include "app/ContentView.h"
 #include "app/MenuBarControls.h"
-#include "core/LauncherError.h"
-#include "relay/LaunchdManager.h"
 #include "relay/Resources.h"
+#include "relay/managers/LaunchdManager.h"
+#include "relay/system/ExecutablePath.h"
 #include "tests/sampleprovider/RunningProvider.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
@@ -92,7 +91,7 @@ struct Launchd : testing::Test, Desktop {
 
   tests::TemporaryFolder folder;
   const std::string launchctl = folder / "launchctl";
-  const core::Locations at{folder / "home"};
+  const core::Locations at{folder / "it's <&> \"me\" 密"};
   const tests::RunningProvider provider{"sk-1"};
   relay::LaunchdManager services{at.home, launchctl};
   relay::LauncherState state{at, services};
@@ -131,6 +130,7 @@ TEST_F(Launchd, runsTheRelayThatIsAppliedTimeAfterTimeThoughStreamsRun) {
   for (pid_t now = 0, before = 0; streams.size() < 10; before = now) {
     ASSERT_EQ(apply(), running) << streams.size();
     ASSERT_TRUE(answers() && state.isRunning() && services.isRunning(label)) << tests::contentOf(at.logURL);
+    EXPECT_NE(described().find("runs = 2\n"), std::string::npos) << "afresh, by kickstart";
     now = process();
     EXPECT_NE(now, before);
     streams.emplace_back();
@@ -160,21 +160,14 @@ TEST_F(Launchd, stopsForGoodAndStartsAgainAtLogin) {
   EXPECT_TRUE(answers()) << "its definition stays";
 }
 
-TEST_F(Launchd, appliesWhatIsSavedFromTheCommandLine) {
-  EXPECT_THROW(applyReferenceConfiguration(at, services, collaborators.proxyResource), core::LauncherError);
-  tests::put(at.upstreamURLFile, provider.baseURL());
-  tests::put(at.upstreamKeyFile, "sk-1");
-  applyReferenceConfiguration(at, services, collaborators.proxyResource);
-  EXPECT_TRUE(answers());
-}
-
 TEST_F(Launchd, startsAScriptThatEndsAtOnceAgainWithoutHaste) {
-  tests::putProgram(at.proxyURL, "#!/bin/sh\necho \"$PATH\"; exit 3\n");
+  tests::putProgram(at.proxyURL, "#!/bin/sh\necho \"$PATH\"; echo complaint >&2; exit 3\n");
   EXPECT_EQ(apply(), running) << "launchctl reports no failure";
   EXPECT_TRUE(comes("state = waiting\nruns = 2\nlast exit code = 3\n"));
   EXPECT_FALSE(services.isRunning(label));
   EXPECT_TRUE(comes("runs = 3\n"));
-  EXPECT_TRUE(tests::contentOf(at.logURL).starts_with("/usr/bin:/bin:/usr/sbin:/sbin\n"));
+  EXPECT_TRUE(tests::contentOf(at.logURL).starts_with("/usr/bin:/bin:/usr/sbin:/sbin\ncomplaint\n"));
+  EXPECT_TRUE(tests::filesBelow(at.home / "Library").begin()->second.starts_with("0600 "));
   fs::remove_all(at.logURL.parent_path());
   tests::put(at.logURL.parent_path(), "no folder can be here");
   EXPECT_TRUE(comes("last exit code = 78\n"));
@@ -187,12 +180,6 @@ TEST_F(Launchd, refusesARelayWhoseOldOneIsSlowToEndUntilItHasEnded) {
       [&] { return tests::contentOf(at.logURL).ends_with(std::to_string(process()) + "\n"); }));
   EXPECT_EQ(apply(), "Error: " + refused);
   EXPECT_TRUE(comes("state = SIGTERMed\n"));
-  try {
-    applyReferenceConfiguration(at, services, collaborators.proxyResource);
-    ADD_FAILURE();
-  } catch (const core::LauncherError& error) {
-    EXPECT_TRUE(error.code == 5 && error.what() == refused);
-  }
   EXPECT_TRUE(comes("113")) << "killed";
   EXPECT_EQ(apply(), running);
 }

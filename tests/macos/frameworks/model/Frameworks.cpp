@@ -1,90 +1,57 @@
-// A model of what the relay uses of Apple's frameworks, with the system's settings in files. FERRIN_PROXIES
-// names one with a type, a host and a port, none of which means no proxy. FERRIN_KEYCHAIN names a folder with
-// certificates (DER): anchors/NAME, user/NAME=SETTINGS, admin/NAME=SETTINGS. A setting is a result, with an x
-// where it is for another purpose than TLS, an h where it is for one host; they are separated by commas. What
-// is created is freed by CFRelease alone.
+// A model of what the relay uses of Apple's frameworks: each object is a piece of a property list. The
+// system's settings are one, in the file that FERRIN_SETTINGS names: "proxies" lists those for every URL,
+// "anchors", "user" and "admin" hold pairs of a certificate (DER) and its trust settings. What is created is
+// freed by CFRelease alone.
 
 #include <CFNetwork/CFNetwork.h>
 #include <Security/Security.h>
+#include <plist/plist.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <map>
-#include <memory>
-#include <sstream>
 #include <string>
-#include <variant>
-#include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
+plist_t seen(CFTypeRef reference) { return const_cast<plist_t>(reference); }
 
-struct Object;
-using Item = std::shared_ptr<const Object>;
-using Array = std::vector<Item>;
-using Dictionary = std::map<const void*, Item>;
-struct Object {
-  std::variant<std::string, int, Array, Dictionary> value;
-};
-
-const Object& seen(const void* reference) { return *static_cast<const Object*>(reference); }
-const std::string& textIn(const void* reference) { return std::get<std::string>(seen(reference).value); }
-
-template <typename Value>
-Item item(Value value) {
-  return std::make_shared<const Object>(Object{std::move(value)});
-}
 /// For the caller to release.
 template <typename Reference>
-Reference created(Object object) {
-  return reinterpret_cast<Reference>(new Object(std::move(object)));
-}
-CFStringRef constant(const char* text) {
-  static std::map<std::string, Object> made;
-  return reinterpret_cast<CFStringRef>(&made.try_emplace(text, Object{std::string(text)}).first->second);
+Reference created(plist_t object) {
+  return static_cast<Reference>(object);
 }
 
-std::string contentOf(const fs::path& file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), {}};
+CFStringRef constant(const char* text) { return created<CFStringRef>(plist_new_string(text)); }
+
+std::string textIn(CFTypeRef text) { return plist_get_string_ptr(seen(text), nullptr); }
+
+/// A new copy of a part of the settings as they are now; an empty list where there is none.
+plist_t setting(const char* name) {
+  const char* file = std::getenv("FERRIN_SETTINGS");
+  std::ifstream stream(file == nullptr ? "" : file);
+  const std::string xml(std::istreambuf_iterator<char>(stream), {});
+  plist_t all = nullptr;
+  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &all);
+  const plist_t part = all == nullptr ? nullptr : plist_dict_get_item(all, name);
+  const plist_t copy = part == nullptr ? plist_new_array() : plist_copy(part);
+  plist_free(all);
+  return copy;
 }
 
-/// The certificates of a folder of the keychain: content to settings.
-std::map<std::string, std::string> certificatesIn(const char* folder) {
-  std::map<std::string, std::string> found;
-  const char* keychain = std::getenv("FERRIN_KEYCHAIN");
-  if (keychain == nullptr || !fs::exists(fs::path(keychain) / folder)) return found;
-  for (const auto& entry : fs::directory_iterator(fs::path(keychain) / folder)) {
-    const std::string name = entry.path().filename();
-    found[contentOf(entry.path())] = name.substr(std::min(name.find('='), name.size() - 1) + 1);
-  }
-  return found;
-}
-
-const char* folderOf(SecTrustSettingsDomain domain) {
+const char* nameOf(SecTrustSettingsDomain domain) {
   return domain == kSecTrustSettingsDomainUser ? "user" : "admin";
 }
 
-OSStatus copyCertificates(const char* folder, CFArrayRef* into) {
-  Array found;
-  for (const auto& [content, settings] : certificatesIn(folder)) found.push_back(item(content));
-  *into = created<CFArrayRef>(Object{std::move(found)});
+OSStatus copyCertificates(const char* name, CFArrayRef* into) {
+  const plist_t pairs = setting(name), certificates = plist_new_array();
+  for (std::uint32_t at = 0; at < plist_array_get_size(pairs); ++at)
+    plist_array_append_item(certificates,
+                            plist_copy(plist_array_get_item(plist_array_get_item(pairs, at), 0)));
+  plist_free(pairs);
+  *into = created<CFArrayRef>(certificates);
   return errSecSuccess;
-}
-
-Item settingOf(const std::string& text) {
-  Dictionary setting{{kSecTrustSettingsResult, item(std::atoi(text.c_str()))}};
-  if (text.ends_with('x'))
-    setting[kSecTrustSettingsPolicy] = item(Dictionary{{kSecPolicyOid, item(std::string("mail"))}});
-  if (text.ends_with('h')) {
-    setting[kSecTrustSettingsPolicyString] = item(std::string("host.example"));
-    setting[kSecTrustSettingsPolicy] = item(Dictionary{{kSecPolicyOid, item(textIn(kSecPolicyAppleSSL))}});
-  }
-  return item(std::move(setting));
 }
 
 }  // namespace
@@ -100,26 +67,31 @@ const CFStringRef kCFProxyTypeKey = constant("type"), kCFProxyHostNameKey = cons
                   kSecTrustSettingsResult = constant("result"), kSecPolicyOid = constant("purpose"),
                   kSecPolicyAppleSSL = constant("TLS");
 
-void CFRelease(CFTypeRef object) { delete &seen(object); }
-CFTypeID CFGetTypeID(CFTypeRef object) { return seen(object).value.index(); }
-CFTypeID CFStringGetTypeID() { return 0; }
-CFTypeID CFNumberGetTypeID() { return 1; }
+void CFRelease(CFTypeRef object) { plist_free(seen(object)); }
+CFTypeID CFGetTypeID(CFTypeRef object) { return plist_get_node_type(seen(object)); }
+CFTypeID CFStringGetTypeID() { return PLIST_STRING; }
+CFTypeID CFNumberGetTypeID() { return PLIST_UINT; }
 Boolean CFEqual(CFTypeRef one, CFTypeRef other) { return textIn(one) == textIn(other); }
-CFIndex CFArrayGetCount(CFArrayRef array) {
-  return static_cast<CFIndex>(std::get<Array>(seen(array).value).size());
-}
+CFIndex CFArrayGetCount(CFArrayRef array) { return plist_array_get_size(seen(array)); }
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
-  return std::get<Array>(seen(array).value).at(static_cast<std::size_t>(index)).get();
+  return plist_array_get_item(seen(array), static_cast<std::uint32_t>(index));
 }
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-  const auto& entries = std::get<Dictionary>(seen(dictionary).value);
-  const auto found = entries.find(key);
-  return found == entries.end() ? nullptr : found->second.get();
+  return plist_dict_get_item(seen(dictionary), textIn(key).c_str());
 }
-const UInt8* CFDataGetBytePtr(CFDataRef data) { return reinterpret_cast<const UInt8*>(textIn(data).data()); }
-CFIndex CFDataGetLength(CFDataRef data) { return static_cast<CFIndex>(textIn(data).size()); }
+const UInt8* CFDataGetBytePtr(CFDataRef data) {
+  std::uint64_t size = 0;
+  return reinterpret_cast<const UInt8*>(plist_get_data_ptr(seen(data), &size));
+}
+CFIndex CFDataGetLength(CFDataRef data) {
+  std::uint64_t size = 0;
+  plist_get_data_ptr(seen(data), &size);
+  return static_cast<CFIndex>(size);
+}
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType, void* value) {
-  std::memcpy(value, &std::get<int>(seen(number).value), sizeof(int));
+  std::uint64_t content = 0;
+  plist_get_uint_val(seen(number), &content);
+  *static_cast<int*>(value) = static_cast<int>(content);
   return 1;
 }
 Boolean CFStringGetCString(CFStringRef text, char* buffer, CFIndex size, CFStringEncoding) {
@@ -128,41 +100,34 @@ Boolean CFStringGetCString(CFStringRef text, char* buffer, CFIndex size, CFStrin
 }
 CFURLRef CFURLCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length, CFStringEncoding,
                               CFURLRef) {
-  return created<CFURLRef>(Object{std::string(bytes, bytes + length)});
+  return created<CFURLRef>(plist_new_string(std::string(bytes, bytes + length).c_str()));
 }
 
-CFDictionaryRef CFNetworkCopySystemProxySettings() { return created<CFDictionaryRef>(Object{Dictionary()}); }
+CFDictionaryRef CFNetworkCopySystemProxySettings() { return created<CFDictionaryRef>(plist_new_dict()); }
 /// `*.direct` is always among the settings' exceptions.
 CFArrayRef CFNetworkCopyProxiesForURL(CFURLRef url, CFDictionaryRef) {
-  const char* file = std::getenv("FERRIN_PROXIES");
-  std::istringstream settings(file == nullptr ? "" : contentOf(file));
-  std::string type, host;
-  int port = 0;
-  settings >> type >> host >> port;
-  if (textIn(url).find(".direct") != std::string::npos) type = "none";
-  return created<CFArrayRef>(Object{Array{item(Dictionary{{kCFProxyTypeKey, item(type)},
-                                                          {kCFProxyHostNameKey, item(host)},
-                                                          {kCFProxyPortNumberKey, item(port)}})}});
+  const bool isException = textIn(url).find(".direct") != std::string::npos;
+  return created<CFArrayRef>(isException ? plist_new_array() : setting("proxies"));
 }
 
 OSStatus SecTrustCopyAnchorCertificates(CFArrayRef* anchors) { return copyCertificates("anchors", anchors); }
 OSStatus SecTrustSettingsCopyCertificates(SecTrustSettingsDomain domain, CFArrayRef* certificates) {
-  return copyCertificates(folderOf(domain), certificates);
+  return copyCertificates(nameOf(domain), certificates);
 }
 OSStatus SecTrustSettingsCopyTrustSettings(SecCertificateRef certificate, SecTrustSettingsDomain domain,
                                            CFArrayRef* settings) {
-  const auto known = certificatesIn(folderOf(domain));
-  const auto found = known.find(textIn(certificate));
-  if (found == known.end()) return -25300;  // errSecItemNotFound
-  Array list;
-  std::istringstream parts(found->second);
-  for (std::string part; std::getline(parts, part, ',');) list.push_back(settingOf(part));
-  *settings = created<CFArrayRef>(Object{std::move(list)});
-  return errSecSuccess;
+  const plist_t pairs = setting(nameOf(domain));
+  for (std::uint32_t at = 0; at < plist_array_get_size(pairs); ++at) {
+    const plist_t pair = plist_array_get_item(pairs, at);
+    if (plist_compare_node_value(plist_array_get_item(pair, 0), seen(certificate)) != 0)
+      *settings = created<CFArrayRef>(plist_copy(plist_array_get_item(pair, 1)));
+  }
+  plist_free(pairs);
+  return *settings == nullptr ? -25300 : errSecSuccess;  // errSecItemNotFound
 }
 CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
-  return created<CFDataRef>(seen(certificate));
+  return created<CFDataRef>(plist_copy(seen(certificate)));
 }
 CFDictionaryRef SecPolicyCopyProperties(SecPolicyRef policy) {
-  return created<CFDictionaryRef>(seen(policy));
+  return created<CFDictionaryRef>(plist_copy(seen(policy)));
 }

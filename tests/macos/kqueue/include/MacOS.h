@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
-#define F_GETPATH 50  // answered by Kqueue.cpp
+#define F_GETPATH 50  // answered by Paths.cpp
 #define O_EVTONLY O_RDONLY
 #define SO_NOSIGPIPE 0x1022  // refused by Linux, where each call that sends asks for it
 #define st_mtimespec st_mtim

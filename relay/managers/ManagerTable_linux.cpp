@@ -1,6 +1,6 @@
-#include "relay/ManagerTable.h"
-#include "relay/RunitManager.h"
-#include "relay/SystemdManager.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/RunitManager.h"
+#include "relay/managers/SystemdManager.h"
 
 namespace ferrin::relay {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "relay/ManagerTable.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

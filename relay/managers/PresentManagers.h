@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "relay/Descriptors.h"
+#include "relay/system/Descriptors.h"
 
 namespace ferrin::relay {
 

@@ -1,4 +1,4 @@
-#include "relay/SystemdManager.h"
+#include "relay/managers/SystemdManager.h"
 
 #include <array>
 #include <cstdio>
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "core/RestrictedFile.h"
-#include "relay/ProgramCheck.h"
+#include "relay/managers/ProgramCheck.h"
 
 namespace ferrin::relay {
 namespace {

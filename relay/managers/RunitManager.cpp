@@ -1,4 +1,4 @@
-#include "relay/RunitManager.h"
+#include "relay/managers/RunitManager.h"
 
 #include <chrono>
 #include <functional>
@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "core/RestrictedFile.h"
-#include "relay/ProgramCheck.h"
-#include "relay/RunsvFolder.h"
+#include "relay/managers/ProgramCheck.h"
+#include "relay/managers/RunsvFolder.h"
 
 namespace ferrin::relay {
 namespace {

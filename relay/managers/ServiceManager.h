@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "core/Locations.h"
-#include "relay/Command.h"
+#include "relay/system/Command.h"
 
 namespace ferrin::relay {
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether nginx and haproxy read requests as the relay does: readings.py RELAY
+"""Whether nginx and haproxy read requests as the relay does.
 
 Rows go to the relay, to nginx and to haproxy, each in front of a recorder. What the relay accepts they must read the
 same way or refuse, and so they must what the relay sends on: the same number of requests with the same methods, targets
@@ -14,7 +14,8 @@ import subprocess
 import sys
 import tempfile
 
-from peers import Connection, Relay, Upstream, eventually, filled, request_rows
+from peers import Connection, Relay, Upstream, eventually
+from tables import filled, request_rows
 
 HERE = pathlib.Path(__file__).parent
 END = "GET /v1/end HTTP/1.1\r\nHost: 127.0.0.1:00000\r\nConnection: close\r\n\r\n"
@@ -96,9 +97,9 @@ def contradictions(relay, others, request):
     return ours, lines
 
 
-def main(folder, cleanup, program):
+def main(folder, cleanup):
     def relay(recorder):
-        process = Relay(f"http://127.0.0.1:{recorder}/v1", timeout=20, program=program)
+        process = Relay(f"http://127.0.0.1:{recorder}/v1", timeout=20)
         cleanup.callback(process.stop)
         return process.port
 
@@ -125,4 +126,4 @@ def main(folder, cleanup, program):
 
 
 with tempfile.TemporaryDirectory() as temporary, contextlib.ExitStack() as stack:
-    sys.exit(main(pathlib.Path(temporary), stack, *sys.argv[1:]))
+    sys.exit(main(pathlib.Path(temporary), stack))

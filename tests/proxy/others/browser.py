@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether web pages reach the provider through the relay: browser.py RELAY CHROMIUM
+"""Whether web pages reach the provider through the relay: browser.py CHROMIUM
 
 A page tries everything that a page can send, once as a foreign site and once as one of this computer, to the relay by
 its address, its name, and a name that was bound to its address. All of it must arrive, be refused and be unreadable.
@@ -15,9 +15,10 @@ import sys
 import tempfile
 import threading
 
-from peers import Relay, Upstream, eventually, filled
+from peers import Relay, Upstream, eventually
+from tables import filled
 
-PROGRAM, CHROMIUM = sys.argv[1:]
+CHROMIUM = sys.argv[1]
 HOSTS = ["127.0.0.1", "localhost", "rebound.example"]
 PAGES = ["foreign.example", "127.0.0.1"]
 PAGE = (pathlib.Path(__file__).parent / "browser.html").read_text()
@@ -62,7 +63,7 @@ def browse(folder, port, done):
 
 def main(folder):
     provider, site = Upstream(), http.server.ThreadingHTTPServer(("127.0.0.1", 0), Site)
-    site.read, site.relay = [], Relay(provider.url, timeout=2, program=PROGRAM)
+    site.read, site.relay = [], Relay(provider.url, timeout=2)
     threading.Thread(target=site.serve_forever, daemon=True).start()
     browse(folder, site.server_port, lambda: "/v1/navigation" in site.relay.log())
     site.relay.stop()

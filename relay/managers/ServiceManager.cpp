@@ -1,12 +1,12 @@
-#include "relay/ServiceManager.h"
+#include "relay/managers/ServiceManager.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 #include <utility>
 
-#include "relay/ManagerTable.h"
-#include "relay/PresentManagers.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/PresentManagers.h"
 
 namespace ferrin::relay {
 namespace {

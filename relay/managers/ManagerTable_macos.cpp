@@ -1,5 +1,5 @@
-#include "relay/LaunchdManager.h"
-#include "relay/ManagerTable.h"
+#include "relay/managers/LaunchdManager.h"
+#include "relay/managers/ManagerTable.h"
 
 namespace ferrin::relay {
 

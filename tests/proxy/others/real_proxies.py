@@ -9,7 +9,8 @@ import subprocess
 import sys
 import unittest
 
-from peers import KEY, TlsTest, eventually, surrounded, unproxied
+from peers import KEY, eventually, surrounded, unproxied
+from tls import TlsTest
 
 TINYPROXY, MICROSOCKS, ASK = sys.argv[1:4]
 PASSWORD = "p-s.s"

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "relay/Resources.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::relay {
 

@@ -1,4 +1,4 @@
-#include "relay/ProgramCheck.h"
+#include "relay/managers/ProgramCheck.h"
 
 #include <unistd.h>
 

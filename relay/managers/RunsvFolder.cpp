@@ -1,4 +1,4 @@
-#include "relay/RunsvFolder.h"
+#include "relay/managers/RunsvFolder.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "relay/LaunchdManager.h"
+#include "relay/managers/LaunchdManager.h"
 
 #include <plist/plist.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 
 #include "core/RestrictedFile.h"
 #include "core/Text.h"
-#include "relay/PropertyListText.h"
+#include "relay/managers/PropertyListText.h"
 
 namespace ferrin::relay {
 namespace {

@@ -1,4 +1,4 @@
-#include "relay/Command.h"
+#include "relay/system/Command.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -13,7 +13,7 @@
 
 #include "core/LauncherError.h"
 #include "core/Text.h"
-#include "relay/Descriptors.h"
+#include "relay/system/Descriptors.h"
 
 extern char** environ;
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "relay/ManagerTable.h"
-#include "relay/ServiceManager.h"
+#include "relay/managers/ManagerTable.h"
+#include "relay/managers/ServiceManager.h"
 
 namespace ferrin::relay {
 

@@ -1,6 +1,6 @@
 #include <plist/plist.h>
 
-#include "relay/PropertyListText.h"
+#include "relay/managers/PropertyListText.h"
 
 namespace ferrin::relay {
 

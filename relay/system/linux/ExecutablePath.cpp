@@ -1,4 +1,4 @@
-#include "relay/Resources.h"
+#include "relay/system/ExecutablePath.h"
 
 namespace ferrin::relay {
 

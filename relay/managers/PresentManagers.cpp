@@ -1,4 +1,4 @@
-#include "relay/PresentManagers.h"
+#include "relay/managers/PresentManagers.h"
 
 #include <algorithm>
 #include <utility>
