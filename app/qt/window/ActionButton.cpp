@@ -1,10 +1,22 @@
 #include "app/qt/window/ActionButton.h"
 
+#include <QApplication>
 #include <QKeyEvent>
+#include <QTimerEvent>
 
 #include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
+namespace {
+
+bool isPress(const QEvent& event) {
+  if (event.type() == QEvent::MouseButtonPress) return true;
+  if (event.type() != QEvent::KeyPress) return false;
+  const int key = static_cast<const QKeyEvent&>(event).key();
+  return key != Qt::Key_Tab && key != Qt::Key_Backtab;
+}
+
+}  // namespace
 
 bool isReturn(const QEvent& event) {
   if (event.type() != QEvent::KeyPress) return false;
@@ -13,11 +25,29 @@ bool isReturn(const QEvent& event) {
 }
 
 void ActionButton::showButton(const app::Button& wanted) {
-  if (text() != fromUTF8(wanted.label)) setText(fromUTF8(wanted.label));
+  const QString label = fromUTF8(wanted.label);
+  if (label != text() && !text().isEmpty()) ignorePresses();
+  if (label != text()) setText(label);
   setEnabled(wanted.enabled);
 }
 
+/// For as long as a second press belongs to the first. An action can block the thread for a second, and what
+/// was pressed meanwhile comes when that is over: so the time begins with the next turn of the event loop.
+void ActionButton::ignorePresses() {
+  ignoresPresses = true;
+  untilRead.stop();
+  QMetaObject::invokeMethod(
+      this, [this] { untilRead.start(QApplication::doubleClickInterval(), this); }, Qt::QueuedConnection);
+}
+
+void ActionButton::timerEvent(QTimerEvent* event) {
+  if (event->timerId() != untilRead.timerId()) return QPushButton::timerEvent(event);
+  untilRead.stop();
+  ignoresPresses = false;
+}
+
 bool ActionButton::event(QEvent* event) {
+  if (ignoresPresses && isPress(*event)) return true;
   const bool isSecondClick = event->type() == QEvent::MouseButtonDblClick;
   if (!isEnabled() || (!isSecondClick && !isReturn(*event))) return QPushButton::event(event);
   if (!isSecondClick) click();

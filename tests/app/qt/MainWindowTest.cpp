@@ -34,6 +34,8 @@ class MainWindowTest : public testing::Test {
     throw std::logic_error(std::string("nothing is named ") + name);
   }
 
+  static void readLabels() { QTest::qWait(2 * QApplication::doubleClickInterval()); }
+
   app::TestApplication application;
   app::ContentView& view = *application.view;
   MainWindow window{view, [] {}, [] {}};
@@ -113,6 +115,9 @@ TEST_F(MainWindowTest, offersOneRelayActionAtATime) {
   application.finishWork();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
   EXPECT_EQ(relay.text(), "Stop relay") << "Return never stops it";
+  QTest::keyClick(&relay, Qt::Key_Space);
+  EXPECT_EQ(relay.text(), "Stop relay") << "it was pressed as another button";
+  readLabels();
   QTest::mouseClick(&relay, Qt::LeftButton);
   QTest::mouseDClick(&relay, Qt::LeftButton);
   QTest::mouseRelease(&relay, Qt::LeftButton);
@@ -128,6 +133,7 @@ TEST_F(MainWindowTest, keepsTheFocusOnABusyButtonUnlessItIsMoved) {
     view.prompt = "text";
     auto& button = find<QPushButton>(label);
     for (QWidget* movedTo : {static_cast<QWidget*>(&button), &first}) {
+      readLabels();
       button.setFocus();
       QTest::keyClick(&button, Qt::Key_Return);
       EXPECT_FALSE(button.isEnabled()) << label;
@@ -269,6 +275,7 @@ TEST(ElidedApart, cutsWhereTheNamesDifferLeast) {
 int main(int count, char** arguments) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(count, arguments);
+  QApplication::setDoubleClickInterval(40);
   ferrin::qt::setUpLook(application);
   ferrin::qt::setColouring(application, {});
   testing::InitGoogleTest(&count, arguments);
