@@ -9,20 +9,19 @@
 namespace ferrin::qt {
 namespace {
 
+/// The key that is pressed, or 0.
+int pressedKey(const QEvent& event) {
+  return event.type() == QEvent::KeyPress ? static_cast<const QKeyEvent&>(event).key() : 0;
+}
+
 bool isPress(const QEvent& event) {
-  if (event.type() == QEvent::MouseButtonPress) return true;
-  if (event.type() != QEvent::KeyPress) return false;
-  const int key = static_cast<const QKeyEvent&>(event).key();
-  return key != Qt::Key_Tab && key != Qt::Key_Backtab;
+  const int key = pressedKey(event);
+  return event.type() == QEvent::MouseButtonPress || (key && key != Qt::Key_Tab && key != Qt::Key_Backtab);
 }
 
 }  // namespace
 
-bool isReturn(const QEvent& event) {
-  if (event.type() != QEvent::KeyPress) return false;
-  const int key = static_cast<const QKeyEvent&>(event).key();
-  return key == Qt::Key_Return || key == Qt::Key_Enter;
-}
+bool isReturn(int key) { return key == Qt::Key_Return || key == Qt::Key_Enter; }
 
 void ActionButton::showButton(const app::Button& wanted) {
   const QString label = fromUTF8(wanted.label);
@@ -49,7 +48,7 @@ void ActionButton::timerEvent(QTimerEvent* event) {
 bool ActionButton::event(QEvent* event) {
   if (ignoresPresses && isPress(*event)) return true;
   const bool isSecondClick = event->type() == QEvent::MouseButtonDblClick;
-  if (!isEnabled() || (!isSecondClick && !isReturn(*event))) return QPushButton::event(event);
+  if (!isEnabled() || (!isSecondClick && !isReturn(pressedKey(*event)))) return QPushButton::event(event);
   if (!isSecondClick) click();
   return true;
 }

@@ -8,8 +8,8 @@
 
 namespace ferrin::qt {
 
-/// Whether it is a press of Return, on either part of the keyboard.
-bool isReturn(const QEvent& event);
+/// On either part of the keyboard.
+bool isReturn(int key);
 
 /// Return presses it as Space does; the second click of a double click does nothing, nor does a press that
 /// was made before its new label could be read. While it is disabled it keeps the focus, and keys do nothing:

@@ -162,7 +162,10 @@ TEST_F(MainWindowTest, ignoresAHeldReturnAndTheWheelOverThePicker) {
        {static_cast<QWidget*>(&find("Profile name")), static_cast<QWidget*>(&find("Model")),
         static_cast<QWidget*>(&find<QPushButton>("Apply and start"))}) {
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
-    QApplication::sendEvent(control, &held);
+    QKeyEvent up(QEvent::KeyRelease, Qt::Key_Return, {}), again(QEvent::KeyPress, Qt::Key_Return, {});
+    up.setTimestamp(7);
+    again.setTimestamp(7);
+    for (QEvent* event : {&held, &up, &again}) QApplication::sendEvent(control, event);
     EXPECT_EQ(view.status.get(), status) << control->accessibleName().toStdString();
   }
 }
