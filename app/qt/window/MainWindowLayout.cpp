@@ -22,8 +22,7 @@ constexpr int responseHeight = 120;
 constexpr int profileNameWidth = 130;
 constexpr int margin = 24;
 constexpr int spacing = 18;
-/// Beside a scroll bar.
-constexpr int contentWidth = mainWindowWidth - 2 * margin - 8;
+constexpr int contentWidth = mainWindowWidth - 2 * margin;
 
 constexpr double headlineSize = 1;
 constexpr double title2Size = 17.0 / 13;
