@@ -244,7 +244,7 @@ TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
       const QColor placeholder = find("API key").palette().color(P::PlaceholderText);
       apart(blended(placeholder, palette.color(P::Base), placeholder.alphaF()), P::Base, 4.5, "placeholder");
       apart(palette.color(P::HighlightedText), P::Highlight, 4.5, "primary label, selection");
-      apart(secondaryText(palette), P::Window, 4.5, "status");
+      apart(find<QLabel>("Relay is stopped").palette().color(P::WindowText), P::Window, 4.5, "status");
       apart(redText(palette), P::Window, more ? 3.5 : 4.5, "failure");
       apart(palette.color(P::Text), P::Highlight, 3 / (more ? 1.3 : 1), "ring on the primary button");
       for (const auto role : {P::Window, P::Base, P::Button}) {
