@@ -12,6 +12,7 @@
 
 #include "app/qt/look/Text.h"
 #include "app/qt/window/MainWindowControls.h"
+#include "app/qt/window/SecretField.h"
 #include "app/qt/window/WrappingRow.h"
 
 namespace ferrin::qt {
@@ -106,13 +107,6 @@ class WrappingCheckBox : public QCheckBox {
     if (sizeHint().width() > contentWidth) setText(QString(whole).replace(whole.lastIndexOf(' '), 1, '\n'));
   }
 };
-
-/// Masks the text and keeps input methods from learning it.
-void keepSecret(QLineEdit* field) {
-  field->setEchoMode(QLineEdit::Password);
-  field->setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText |
-                             Qt::ImhNoAutoUppercase);
-}
 
 void addRow(QGridLayout* grid, const app::FormRow& row, QLineEdit* input) {
   const int line = grid->rowCount();

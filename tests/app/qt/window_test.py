@@ -101,7 +101,9 @@ class WindowTest(unittest.TestCase):
         for role in "label", "notification":
             self.desktop.find("Loaded Work. The key is stored securely.", role)
         self.assertEqual(self.desktop.text("Provider URL"), url)
+        letters = self.desktop.letters_told(8)
         self.keyboard("type", "sk-typed")
+        self.assertEqual(letters(), "•" * 8)
         self.assertNotIn("sk", self.desktop.text("API key", "password text"))
         self.keyboard("key", "ctrl+a", "BackSpace", "type", "\t\t\tSay it.")
         self.keyboard("key", "ctrl+Return")
