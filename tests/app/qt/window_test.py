@@ -149,7 +149,7 @@ class WindowTest(unittest.TestCase):
         eventually(lambda: "x:  40" in output_of("xwininfo", "-id", eventually(self.open_window)).replace("X", "x"))
         eventually(lambda: output_of("xdotool", "getwindowfocus").strip() == self.open_window())
         self.keyboard("type", "http://127.0.0.1:9/v1\tsk")
-        self.keyboard("key", "--delay", "0", "Return", "ctrl+q")
+        self.keyboard("key", "Return", "sleep", "0.3", "key", "ctrl+q")  # while the relay is being started
         self.assert_ends(self.process, 0)
         self.assertEqual((self.home / ".ferrin/secrets/provider-launcher.running").read_text(), "running\n")
 
