@@ -245,6 +245,7 @@ TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
       apart(blended(placeholder, palette.color(P::Base), placeholder.alphaF()), P::Base, 4.5, "placeholder");
       apart(palette.color(P::HighlightedText), P::Highlight, 4.5, "primary label, selection");
       apart(find<QLabel>("Relay is stopped").palette().color(P::WindowText), P::Window, 4.5, "status");
+      apart(palette.color(P::Highlight), P::Window, 3 / (more ? 1.3 : 1), "primary button, ticked box");
       apart(redText(palette), P::Window, more ? 3.5 : 4.5, "failure");
       apart(palette.color(P::Text), P::Highlight, 3 / (more ? 1.3 : 1), "ring on the primary button");
       for (const auto role : {P::Window, P::Base, P::Button}) {
