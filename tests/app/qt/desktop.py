@@ -111,6 +111,14 @@ class Desktop:
     def press(self, name):
         Atspi.Action.do_action(self.find(name), 0)
 
+    def type(self, name, text):
+        Atspi.EditableText.set_text_contents(self.find(name, "text"), text)
+
+    def bottom(self, name):
+        """Of a button, in its window."""
+        place = Atspi.Component.get_extents(self.find(name), Atspi.CoordType.WINDOW)
+        return place.y + place.height
+
     def text(self, name, role="text"):
         return Atspi.Text.get_text(self.find(name, role), 0, -1)
 

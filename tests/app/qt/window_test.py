@@ -60,8 +60,8 @@ class WindowTest(unittest.TestCase):
     def assert_ends(self, process, status, output=""):
         self.assertEqual((process.communicate(timeout=20)[0], process.returncode), (output, status))
 
-    def start(self):
-        process = self.process = self.launch()
+    def start(self, **environment):
+        process = self.process = self.launch(**environment)
         self.addCleanup(lambda: self.assertEqual(process.communicate(timeout=20)[0], ""))
         self.addCleanup(process.terminate)
         self.desktop.find("Save profile")
@@ -189,6 +189,19 @@ class WindowTest(unittest.TestCase):
             self.close_window()
             tray.terminate()
         eventually(self.open_window)
+
+    def test_keeps_its_last_row_in_sight_on_wayland_where_it_can_not_be_moved(self):
+        weston = subprocess.Popen(["weston", "-Bheadless-backend.so", "--height=768", "-Swayland", "--no-config"],
+                                  env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(weston.communicate)
+        self.addCleanup(weston.terminate)
+        eventually((self.home.parent / "wayland").exists)
+        self.start(WAYLAND_DISPLAY="wayland", DISPLAY="")
+        before = self.desktop.bottom("Apply and start")
+        self.desktop.type("Prompt", "text")
+        self.desktop.press("Send to provider")
+        self.desktop.find("Response", "text")
+        eventually(lambda: 0 < self.desktop.bottom("Apply and start") - before <= (768 - before) / 2)
 
     def test_says_in_one_line_why_it_does_not_start(self):
         instead = "; ferrin-relay --apply-reference-config starts the relay without one"
