@@ -18,7 +18,7 @@ test_packages=(
   "${fuzz_packages[@]}" 'chromium-headless-shell?' 'clang-format-14?' clang-tidy curl dbus haproxy libgmock-dev
   libgtest-dev libnss-wrapper microsocks nginx nodejs npm openssl procps python3 runit systemd tinyproxy-bin util-linux zstd
   at-spi2-core gir1.2-atspi-2.0 gobjc++ imagemagick libglib2.0-bin libgnustep-gui-dev
-  openbox python3-dbusmock python3-gi trayer xauth xdotool xvfb
+  openbox python3-dbusmock python3-gi qt6-wayland trayer weston xauth xdotool xvfb
   "${package_packages[@]}" appstream binutils desktop-file-utils hicolor-icon-theme icnsutils iproute2 librsvg2-bin
   lintian llvm man-db shellcheck
 )

@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QScopedValueRollback>
+#include <QTimer>
+#include <chrono>
 #include <utility>
 
 #include "app/MenuBarControls.h"
@@ -10,6 +12,11 @@
 #include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
+namespace {
+
+constexpr std::chrono::milliseconds timeForWaitingKeys{50};
+
+}  // namespace
 
 DesktopShell::DesktopShell(std::function<bool()> tray) : hasTrayItem(std::move(tray)) {}
 
@@ -24,8 +31,13 @@ void DesktopShell::openWindow(std::string_view identifier) {
   window->activateWindow();
 }
 
+/// What was pressed while an action blocked the thread, Control+Q for one, still belongs to a window that is
+/// shown.
 void DesktopShell::hide() {
-  if (!window) return;
+  if (window) QTimer::singleShot(timeForWaitingKeys, window, [this] { hideNow(); });
+}
+
+void DesktopShell::hideNow() {
   if (!hasTrayItem()) return window->showMinimized();
   window->hide();
   hideApplication();

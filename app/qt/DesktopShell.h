@@ -28,6 +28,8 @@ class DesktopShell : public app::ApplicationShell {
   bool isShowingAlert() const { return alertIsShown; }
 
  private:
+  void hideNow();
+
   const std::function<bool()> hasTrayItem;
   MainWindow* window = nullptr;
   bool alertIsShown = false;

@@ -38,7 +38,7 @@ Colours coloursOf(Colouring colouring) {
   if (colouring.scheme == ColourScheme::dark) {
     if (colouring.hasMoreContrast)
       return {Qt::black, Qt::black, 0x141416, 0xffffff, 0x1f5fc4, 0xffffff, 0x9cc4ff};
-    return {0x242427, 0x2e2e32, 0x343438, 0xf1f1f3, 0x2768cf, 0xffffff, 0x76adff};
+    return {0x242427, 0x2e2e32, 0x343438, 0xf1f1f3, 0x2b6cd5, 0xffffff, 0x76adff};
   }
   if (colouring.hasMoreContrast)
     return {0xffffff, 0xffffff, 0xffffff, Qt::black, 0x0058c4, 0xffffff, 0x0058c4};

@@ -1,25 +1,54 @@
 #include "app/qt/window/ActionButton.h"
 
+#include <QApplication>
 #include <QKeyEvent>
+#include <QTimerEvent>
 
 #include "app/qt/look/Text.h"
 
 namespace ferrin::qt {
+namespace {
 
-bool isReturn(const QEvent& event) {
-  if (event.type() != QEvent::KeyPress) return false;
-  const int key = static_cast<const QKeyEvent&>(event).key();
-  return key == Qt::Key_Return || key == Qt::Key_Enter;
+/// The key that is pressed, or 0.
+int pressedKey(const QEvent& event) {
+  return event.type() == QEvent::KeyPress ? static_cast<const QKeyEvent&>(event).key() : 0;
 }
 
+bool isPress(const QEvent& event) {
+  const int key = pressedKey(event);
+  return event.type() == QEvent::MouseButtonPress || (key && key != Qt::Key_Tab && key != Qt::Key_Backtab);
+}
+
+}  // namespace
+
+bool isReturn(int key) { return key == Qt::Key_Return || key == Qt::Key_Enter; }
+
 void ActionButton::showButton(const app::Button& wanted) {
-  if (text() != fromUTF8(wanted.label)) setText(fromUTF8(wanted.label));
+  const QString label = fromUTF8(wanted.label);
+  if (label != text() && !text().isEmpty()) ignorePresses();
+  if (label != text()) setText(label);
   setEnabled(wanted.enabled);
 }
 
+/// For as long as a second press belongs to the first. An action can block the thread for a second, and what
+/// was pressed meanwhile comes when that is over: so the time begins with the next turn of the event loop.
+void ActionButton::ignorePresses() {
+  ignoresPresses = true;
+  untilRead.stop();
+  QMetaObject::invokeMethod(
+      this, [this] { untilRead.start(QApplication::doubleClickInterval(), this); }, Qt::QueuedConnection);
+}
+
+void ActionButton::timerEvent(QTimerEvent* event) {
+  if (event->timerId() != untilRead.timerId()) return QPushButton::timerEvent(event);
+  untilRead.stop();
+  ignoresPresses = false;
+}
+
 bool ActionButton::event(QEvent* event) {
+  if (ignoresPresses && isPress(*event)) return true;
   const bool isSecondClick = event->type() == QEvent::MouseButtonDblClick;
-  if (!isEnabled() || (!isSecondClick && !isReturn(*event))) return QPushButton::event(event);
+  if (!isEnabled() || (!isSecondClick && !isReturn(pressedKey(*event)))) return QPushButton::event(event);
   if (!isSecondClick) click();
   return true;
 }

@@ -31,6 +31,14 @@ FormArea::FormArea(QWidget* form) {
 
 QSize FormArea::sizeHint() const { return widget()->sizeHint(); }
 
+/// The scroll bar stands in the form's margin.
+void FormArea::resizeEvent(QResizeEvent* event) {
+  QScrollArea::resizeEvent(event);
+  QMargins margins = widget()->layout()->contentsMargins();
+  margins.setRight(margins.left() - (width() - viewport()->width()));
+  widget()->layout()->setContentsMargins(margins);
+}
+
 bool FormArea::eventFilter(QObject* watched, QEvent* event) {
   const bool handled = QScrollArea::eventFilter(watched, event);
   if (watched != widget()) return handled;

@@ -18,6 +18,7 @@ class FormArea : public QScrollArea {
   QSize sizeHint() const override;
 
  protected:
+  void resizeEvent(QResizeEvent* event) override;
   /// Passes changes of the form's layout on to the layout that this is in.
   bool eventFilter(QObject* watched, QEvent* event) override;
 

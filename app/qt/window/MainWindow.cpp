@@ -30,8 +30,8 @@ void showText(QLineEdit* field, const std::string& text) {
 /// Wayland neither tells where a window is nor moves it. It then has the room to grow that a centred one has.
 bool isPlaceHidden() { return QGuiApplication::platformName().startsWith("wayland"); }
 
-bool isHeldReturn(const QEvent& event) {
-  return isReturn(event) && static_cast<const QKeyEvent&>(event).isAutoRepeat();
+bool presses(const QObject* control, const QKeyEvent& key) {
+  return isReturn(key.key()) || (key.key() == Qt::Key_Space && qobject_cast<const QPushButton*>(control));
 }
 
 }  // namespace
@@ -168,8 +168,14 @@ bool MainWindow::event(QEvent* event) {
   return handled;
 }
 
+/// X11 repeats a held key as a release and a press of the same time; Qt takes the two for a new press when it
+/// reads one without the other.
 bool MainWindow::eventFilter(QObject* control, QEvent* event) {
-  return isHeldReturn(*event) || QWidget::eventFilter(control, event);
+  if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) return false;
+  const auto& key = *static_cast<QKeyEvent*>(event);
+  if (!presses(control, key)) return false;
+  if (event->type() == QEvent::KeyRelease) return released = key.timestamp(), false;
+  return key.isAutoRepeat() || (key.timestamp() != 0 && key.timestamp() == released);
 }
 
 QWidget* MainWindow::firstControl() const {

@@ -26,7 +26,7 @@ class MainWindow : public QWidget {
  protected:
   /// Adapts the size to the content after a change of the layout.
   bool event(QEvent* event) override;
-  /// One press is one action: drops the repeated Return of a held key.
+  /// One press is one action: drops what a held Return or Space repeats.
   bool eventFilter(QObject* control, QEvent* event) override;
   /// Calls ContentView::appear, unless the window system only restores the window.
   void showEvent(QShowEvent* event) override;
@@ -60,6 +60,7 @@ class MainWindow : public QWidget {
   std::string shownResponse;
   std::string announcedStatus;
   std::optional<QRect> place;
+  quint64 released = 0;
   int openedHeight = QWIDGETSIZE_MAX;
   core::Subscription subscription;
 };

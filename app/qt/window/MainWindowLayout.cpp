@@ -12,6 +12,7 @@
 
 #include "app/qt/look/Text.h"
 #include "app/qt/window/MainWindowControls.h"
+#include "app/qt/window/SecretField.h"
 #include "app/qt/window/WrappingRow.h"
 
 namespace ferrin::qt {
@@ -22,8 +23,7 @@ constexpr int responseHeight = 120;
 constexpr int profileNameWidth = 130;
 constexpr int margin = 24;
 constexpr int spacing = 18;
-/// Beside a scroll bar.
-constexpr int contentWidth = mainWindowWidth - 2 * margin - 8;
+constexpr int contentWidth = mainWindowWidth - 2 * margin;
 
 constexpr double headlineSize = 1;
 constexpr double title2Size = 17.0 / 13;
@@ -107,13 +107,6 @@ class WrappingCheckBox : public QCheckBox {
     if (sizeHint().width() > contentWidth) setText(QString(whole).replace(whole.lastIndexOf(' '), 1, '\n'));
   }
 };
-
-/// Masks the text and keeps input methods from learning it.
-void keepSecret(QLineEdit* field) {
-  field->setEchoMode(QLineEdit::Password);
-  field->setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText |
-                             Qt::ImhNoAutoUppercase);
-}
 
 void addRow(QGridLayout* grid, const app::FormRow& row, QLineEdit* input) {
   const int line = grid->rowCount();

@@ -110,8 +110,9 @@ void StatusLabel::fit() {
   setToolTip(shown.isCut ? wrappedToolTip(status) : QString());
 }
 
+/// From the application's palette: the parent's may change later, as widgets get a new one in any order.
 void StatusLabel::adoptColour() {
-  const QPalette around = parentWidget() ? parentWidget()->palette() : QGuiApplication::palette();
+  const QPalette around = QGuiApplication::palette();
   const QColor wanted = colour == app::StatusColour::red ? redText(around) : secondaryText(around);
   QPalette own = palette();
   if (own.color(QPalette::WindowText) == wanted) return;

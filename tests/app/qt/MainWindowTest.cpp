@@ -34,6 +34,8 @@ class MainWindowTest : public testing::Test {
     throw std::logic_error(std::string("nothing is named ") + name);
   }
 
+  static void readLabels() { QTest::qWait(2 * QApplication::doubleClickInterval()); }
+
   app::TestApplication application;
   app::ContentView& view = *application.view;
   MainWindow window{view, [] {}, [] {}};
@@ -108,6 +110,9 @@ TEST_F(MainWindowTest, offersOneRelayActionAtATime) {
   application.finishWork();
   QTest::keyClick(&find("Model"), Qt::Key_Return);
   EXPECT_EQ(relay.text(), "Stop relay") << "Return never stops it";
+  QTest::keyClick(&relay, Qt::Key_Space);
+  EXPECT_EQ(relay.text(), "Stop relay") << "it was pressed as another button";
+  readLabels();
   QTest::mouseClick(&relay, Qt::LeftButton);
   QTest::mouseDClick(&relay, Qt::LeftButton);
   QTest::mouseRelease(&relay, Qt::LeftButton);
@@ -123,6 +128,7 @@ TEST_F(MainWindowTest, keepsTheFocusOnABusyButtonUnlessItIsMoved) {
     view.prompt = "text";
     auto& button = find<QPushButton>(label);
     for (QWidget* movedTo : {static_cast<QWidget*>(&button), &first}) {
+      readLabels();
       button.setFocus();
       QTest::keyClick(&button, Qt::Key_Return);
       EXPECT_FALSE(button.isEnabled()) << label;
@@ -151,7 +157,10 @@ TEST_F(MainWindowTest, ignoresAHeldReturnAndTheWheelOverThePicker) {
        {static_cast<QWidget*>(&find("Profile name")), static_cast<QWidget*>(&find("Model")),
         static_cast<QWidget*>(&find<QPushButton>("Apply and start"))}) {
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
-    QApplication::sendEvent(control, &held);
+    QKeyEvent up(QEvent::KeyRelease, Qt::Key_Return, {}), again(QEvent::KeyPress, Qt::Key_Return, {});
+    up.setTimestamp(7);
+    again.setTimestamp(7);
+    for (QEvent* event : {&held, &up, &again}) QApplication::sendEvent(control, event);
     EXPECT_EQ(view.status.get(), status) << control->accessibleName().toStdString();
   }
 }
@@ -230,7 +239,8 @@ TEST_F(MainWindowTest, hasTheContrastThatReadingAndFindingNeed) {
       const QColor placeholder = find("API key").palette().color(P::PlaceholderText);
       apart(blended(placeholder, palette.color(P::Base), placeholder.alphaF()), P::Base, 4.5, "placeholder");
       apart(palette.color(P::HighlightedText), P::Highlight, 4.5, "primary label, selection");
-      apart(secondaryText(palette), P::Window, 4.5, "status");
+      apart(find<QLabel>("Relay is stopped").palette().color(P::WindowText), P::Window, 4.5, "status");
+      apart(palette.color(P::Highlight), P::Window, 3 / (more ? 1.3 : 1), "primary button, ticked box");
       apart(redText(palette), P::Window, more ? 3.5 : 4.5, "failure");
       apart(palette.color(P::Text), P::Highlight, 3 / (more ? 1.3 : 1), "ring on the primary button");
       for (const auto role : {P::Window, P::Base, P::Button}) {
@@ -264,6 +274,7 @@ TEST(ElidedApart, cutsWhereTheNamesDifferLeast) {
 int main(int count, char** arguments) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(count, arguments);
+  QApplication::setDoubleClickInterval(40);
   ferrin::qt::setUpLook(application);
   ferrin::qt::setColouring(application, {});
   testing::InitGoogleTest(&count, arguments);

@@ -111,8 +111,23 @@ class Desktop:
     def press(self, name):
         Atspi.Action.do_action(self.find(name), 0)
 
+    def type(self, name, text):
+        Atspi.EditableText.set_text_contents(self.find(name, "text"), text)
+
+    def bottom(self, name):
+        """Of a button, in its window."""
+        place = Atspi.Component.get_extents(self.find(name), Atspi.CoordType.WINDOW)
+        return place.y + place.height
+
     def text(self, name, role="text"):
         return Atspi.Text.get_text(self.find(name, role), 0, -1)
+
+    def letters_told(self, count):
+        """A function that returns the next letters of which programs tell assistive technology that they were typed."""
+        told = []
+        self.listener = Atspi.EventListener.new(lambda event: told.append(event.any_data))
+        self.listener.register("object:text-changed:insert")
+        return lambda: eventually(lambda: (GLib.MainContext.default().iteration(False), told[count - 1:] and "".join(told))[1])
 
     def show_tray(self):
         self.tray = Tray()

@@ -60,8 +60,8 @@ class WindowTest(unittest.TestCase):
     def assert_ends(self, process, status, output=""):
         self.assertEqual((process.communicate(timeout=20)[0], process.returncode), (output, status))
 
-    def start(self):
-        process = self.process = self.launch()
+    def start(self, **environment):
+        process = self.process = self.launch(**environment)
         self.addCleanup(lambda: self.assertEqual(process.communicate(timeout=20)[0], ""))
         self.addCleanup(process.terminate)
         self.desktop.find("Save profile")
@@ -101,7 +101,9 @@ class WindowTest(unittest.TestCase):
         for role in "label", "notification":
             self.desktop.find("Loaded Work. The key is stored securely.", role)
         self.assertEqual(self.desktop.text("Provider URL"), url)
+        letters = self.desktop.letters_told(8)
         self.keyboard("type", "sk-typed")
+        self.assertEqual(letters(), "•" * 8)
         self.assertNotIn("sk", self.desktop.text("API key", "password text"))
         self.keyboard("key", "ctrl+a", "BackSpace", "type", "\t\t\tSay it.")
         self.keyboard("key", "ctrl+Return")
@@ -147,7 +149,7 @@ class WindowTest(unittest.TestCase):
         eventually(lambda: "x:  40" in output_of("xwininfo", "-id", eventually(self.open_window)).replace("X", "x"))
         eventually(lambda: output_of("xdotool", "getwindowfocus").strip() == self.open_window())
         self.keyboard("type", "http://127.0.0.1:9/v1\tsk")
-        self.keyboard("key", "--delay", "0", "Return", "ctrl+q")
+        self.keyboard("key", "Return", "sleep", "0.3", "key", "ctrl+q")  # while the relay is being started
         self.assert_ends(self.process, 0)
         self.assertEqual((self.home / ".ferrin/secrets/provider-launcher.running").read_text(), "running\n")
 
@@ -187,6 +189,19 @@ class WindowTest(unittest.TestCase):
             self.close_window()
             tray.terminate()
         eventually(self.open_window)
+
+    def test_keeps_its_last_row_in_sight_on_wayland_where_it_can_not_be_moved(self):
+        weston = subprocess.Popen(["weston", "-Bheadless-backend.so", "--height=768", "-Swayland", "--no-config"],
+                                  env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(weston.communicate)
+        self.addCleanup(weston.terminate)
+        eventually((self.home.parent / "wayland").exists)
+        self.start(WAYLAND_DISPLAY="wayland", DISPLAY="")
+        before = self.desktop.bottom("Apply and start")
+        self.desktop.type("Prompt", "text")
+        self.desktop.press("Send to provider")
+        self.desktop.find("Response", "text")
+        eventually(lambda: 0 < self.desktop.bottom("Apply and start") - before <= (768 - before) / 2)
 
     def test_says_in_one_line_why_it_does_not_start(self):
         instead = "; ferrin-relay --apply-reference-config starts the relay without one"
