@@ -3,7 +3,8 @@
 import contextlib
 import re
 
-from peers import OK, RELAY, RELEASED, Connection, TlsTest, deaf, eventually, needs_released, surrounded
+from peers import OK, RELAY, RELEASED, Connection, deaf, eventually, needs_released, surrounded
+from tls import TlsTest
 
 
 class Failure(TlsTest):
