@@ -165,7 +165,7 @@ std::size_t RequestSide::decode(std::string_view bytes) {
 /// Little that was read can take long to pass on, decoded. So the client is watched all the time but while it
 /// is read from.
 Task<> RequestSide::forwardDecoded() {
-  for (;;) {
+  while (!state.ended()) {
     if (!toUpstream.empty()) co_await toUpstream.flush(*state.upstream, state.silence);
     if (state.ended() || !toUpstream.empty()) co_return;
     if (decodedWhole) break;
@@ -185,7 +185,6 @@ Task<> RequestSide::forwardDecoded() {
     decodedWhole = next == DecodedBody::Next::end;
     co_await NextTurn(state.services.loop);
   }
-  clientWatch.start();
 }
 
 Task<> RequestSide::endForwarding() {

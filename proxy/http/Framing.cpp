@@ -78,7 +78,7 @@ BodyFraming::Step BodyFraming::followChunks(std::string_view bytes, std::string*
       seen += count;
       at += count;
       if (remaining == 0) state = State::dataReturn;
-    } else if (state == State::trailerStart && bytes.substr(at).starts_with(lineEnd) && passing == at) {
+    } else if (state == State::trailerStart && bytes.substr(at).starts_with(lineEnd) && lineBytes == 0) {
       done = true;  // the usual end, without trailers: passed on as it came
       return {at + lineEnd.size(), at + lineEnd.size(), false, true};
     } else if (step(bytes[at])) {

@@ -40,6 +40,10 @@ ssize_t Socket::receive(std::span<char> into) {
   ssize_t count = 0;
   do count = recv(socket.get(), into.data(), into.size(), 0);
   while (count < 0 && errno == EINTR);
+  if (count == 0 && sendError != 0) {
+    errno = sendError;
+    return -1;
+  }
   // A short read has taken all bytes that there were, but not the end of the stream that may follow them.
   const bool drained =
       count < 0 ? errno == EAGAIN : count > 0 && static_cast<std::size_t>(count) < into.size();
@@ -51,6 +55,9 @@ ssize_t Socket::transmit(std::span<iovec> pieces) {
   ssize_t count = 0;
   do count = sendPieces(socket.get(), pieces);
   while (count < 0 && errno == EINTR);
+  // The system tells a reset once only: when a send meets it, recv(2) goes on as after a proper end. EPIPE
+  // leaves that end as it is, as the peer's had arrived before.
+  if (count < 0 && errno != EAGAIN && errno != EPIPE) sendError = errno;
   std::size_t size = 0;
   for (const iovec& piece : pieces) size += piece.iov_len;
   if (count < 0 ? errno == EAGAIN : static_cast<std::size_t>(count) < size) write.ready = false;

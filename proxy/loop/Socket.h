@@ -109,6 +109,7 @@ class Socket final : private EventHandler, private DeferredCall {
   Direction read;
   Direction write;
   std::function<void()> activityWatcher;
+  int sendError = 0;      ///< why the connection broke, where a send was the first to learn of it
   bool activity = false;  ///< something arrived that the watcher has not been called for
   bool ended = false;
 };

@@ -125,37 +125,37 @@ void RunitManager::define(const ServiceDefinition& definition) {
   fs::permissions(folder / "run", fs::perms::owner_all);
   const fs::path autostart = autostartFile(definition.label);
   core::makeFolders(autostart.parent_path());
-  core::replaceRestricted(autostart, autostartEntry(programs / "runsv", folder));
+  core::replaceRestricted(autostart, autostartEntry(supervisor(), folder));
   // For bootstrap to check: runsv runs whether or not its service can be started.
   definedProgram = definition.commandLine.front();
+  definedLog = definition.logFile;
 }
 
 CommandResult RunitManager::bootout(std::string_view label) {
   const RunsvFolder runsv(serviceFolder(label));
-  if (!runsv.order('x')) return {1, serviceFolder(label).string() + ": no runsv supervises it"};
+  if (!runsv.order('x')) return {1, supervisor().string() + " does not run"};
   const auto ended = [&runsv] { return !runsv.isSupervised(); };
   if (becomesTrueWithin(endDeadline, ended)) return {};
   runsv.order('k');
   if (becomesTrueWithin(endDeadline, ended)) return {};
-  return {1, serviceFolder(label).string() + ": runsv does not end"};
+  return {1, supervisor().string() + " does not end"};
 }
 
 /// Loads without starting, by a file "down" that runsv reads when it starts. At login there is none, and the
 /// service starts.
 CommandResult RunitManager::bootstrap(std::string_view label) {
-  const fs::path program = programs / "runsv";
-  for (const fs::path& needed : {definedProgram, program}) {
+  for (const fs::path& needed : {definedProgram, supervisor()}) {
     if (const auto reason = reasonNotExecutable(needed)) return {126, *reason};
   }
   const fs::path folder = serviceFolder(label);
   core::replaceRestricted(folder / "down", "");
-  CommandResult started = runDetached(program.string(), {folder.string()});
+  CommandResult started = runDetached(supervisor().string(), {folder.string()});
   const RunsvFolder runsv(folder);
   const bool supervised =
       started.status == 0 && becomesTrueWithin(startDeadline, [&] { return runsv.isSupervised(); });
   fs::remove(folder / "down");
   if (started.status != 0 || supervised) return started;
-  return {1, folder.string() + ": runsv did not start"};
+  return {1, supervisor().string() + " did not start"};
 }
 
 /// Not by sv(8), which looks only every 420 ms.
@@ -168,11 +168,11 @@ CommandResult RunitManager::kickstart(std::string_view label) {
   };
   // Up first: after TERM alone, runsv would not start a service that was set to down.
   if (!runsv.order('u') || (!before.empty() && !runsv.order('t')))
-    return {1, serviceFolder(label).string() + ": no runsv supervises it"};
+    return {1, supervisor().string() + " does not run"};
   if (becomesTrueWithin(endDeadline, hasAnother)) return {};
   runsv.order('k');
   if (becomesTrueWithin(startDeadline, hasAnother)) return {};
-  return {1, "the relay was not started again; its log says why"};
+  return {1, "the relay did not start; " + definedLog.string() + " says why"};
 }
 
 void RunitManager::leaveToAnother(std::string_view label) {

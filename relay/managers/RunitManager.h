@@ -37,12 +37,14 @@ class RunitManager : public ServiceManager {
   bool isRunning(std::string_view label) override;
 
  private:
+  std::filesystem::path supervisor() const { return programs / "runsv"; }
   std::filesystem::path serviceFolder(std::string_view label) const;
   std::filesystem::path autostartFile(std::string_view label) const;
 
   const std::filesystem::path home;
   const std::filesystem::path programs;
   std::filesystem::path definedProgram;
+  std::filesystem::path definedLog;
 };
 
 }  // namespace ferrin::relay

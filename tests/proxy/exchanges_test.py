@@ -33,6 +33,16 @@ class Exchange(RelayTest):
                 self.assertTrue(seen == "<reset>" if begun else seen.startswith("HTTP/1.1 502 "), (sent, seen))
         self.relay.logs('end=truncated cause="closed in mid-response; try again"')
 
+    def test_a_reset_that_a_send_meets_first_is_no_end_either(self):
+        client, side = self.relay.joined(self.upstream, "POST /v1/a", "Content-Length: 10")
+        side.send("HTTP/1.1 200 OK\r\n\r\nhello")
+        client.until("hello\r\n")
+        self.relay.process.send_signal(signal.SIGSTOP)
+        client.send("x")
+        side.reset()
+        self.relay.process.send_signal(signal.SIGCONT)
+        self.assertEqual(client.rest(), "<reset>")
+
     def test_the_upstreams_part_ends_within_a_second_of_the_clients_leaving(self):
         for name, more, answer in (
                 ("before the answer's head", "whole body", ""), ("in the answer's head", "whole body", "HTTP/1.1 200 O"),

@@ -69,6 +69,15 @@ class Failure(TlsTest):
                     self.check(relay, path)
         sockets[0].close()
 
+    @needs_released
+    def test_to_ask_whose_a_connection_is_refuses_it(self):
+        self.failing.write_text("socket 1")  # the one that asks, which is opened ahead
+        relay = self.start(self.upstream.url, environment=surrounded(FERRIN_FAILING=str(self.failing)))
+        self.failing.write_text("socket 1")
+        self.assert_refused(relay.answer("GET /healthz"), "503 too_many_connections")
+        relay.logs(" refused a connection: The relay could not find out whose connection this is; end programs")
+        self.assertTrue(relay.answer("GET /healthz").startswith("HTTP/1.1 200 "))
+
     def test_to_connect_is_explained_as_the_system_means_it(self):
         relay, path = next(self.through("connect"))
         self.check(relay, path)

@@ -129,6 +129,9 @@ class Rest(RelayTest):
         listening, silent = self.relay.joined(self.upstream)  # nothing happens here either
         silent.send(STREAM)
         listening.until()
+        joined, tunnel = self.relay.joined(self.upstream, "GET /v1/ws", "Connection: Upgrade", "Upgrade: websocket")  # nor here
+        tunnel.send("HTTP/1.1 101 Switching Protocols\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n\r\n")
+        joined.until()
         switches = lambda: re.search(r"voluntary_ctxt_switches.*", (self.relay.proc / "status").read_text(), re.DOTALL)[0]
         self.relay.logs("end=complete")
         time.sleep(0.2)  # the last exchange's own end

@@ -106,7 +106,8 @@ void checkAnswer(std::string_view bytes, int clientVersion) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes = ferrin::fuzz::textOf(data, size);
+  const std::string unrolled = ferrin::fuzz::unrolled(ferrin::fuzz::textOf(data, size));
+  const std::string_view bytes = unrolled;
   if (!bytes.starts_with("HTTP/")) checkRequest(bytes);
   for (const int version : {10, 11}) checkAnswer(bytes, version);
   return 0;
