@@ -48,7 +48,8 @@ class Image(unittest.TestCase):
             (self.tools / tool).write_text(PLUTIL if tool == "plutil" else RECORDING)
             (self.tools / tool).chmod(0o755)
         for tool in ("lipo", "otool"):
-            (self.tools / tool).symlink_to(shutil.which(f"llvm-{tool}") or shutil.which(f"llvm-{tool}-14"))
+            found = shutil.which(f"llvm-{tool}") or max(pathlib.Path("/usr/lib").glob(f"llvm-*/bin/llvm-{tool}"))
+            (self.tools / tool).symlink_to(found)
         self.library("Frameworks/QtDBus.framework/QtDBus", "14.2")
         for plugin in ("platforms/libqcocoa", "styles/libqmacstyle", "iconengines/libqsvgicon"):
             self.library(f"PlugIns/{plugin}.dylib")
