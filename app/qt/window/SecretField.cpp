@@ -11,8 +11,16 @@ using Replacement = QAccessibleTextUpdateEvent;
 
 void maskSecret(QAccessibleEvent* event);
 
-/// As the toolkit would without us.
+bool isAboutText(const QAccessibleEvent& event) {
+  return event.type() == QAccessible::TextInserted || event.type() == QAccessible::TextRemoved ||
+         event.type() == QAccessible::TextUpdated;
+}
+
+/// As the toolkit would without us. What has no text for screen readers tells them nothing: Qt 6.8 prints a
+/// warning instead.
 void passOn(QAccessibleEvent* event) {
+  QAccessibleInterface* const about = isAboutText(*event) ? event->accessibleInterface() : nullptr;
+  if (isAboutText(*event) && (about == nullptr || about->textInterface() == nullptr)) return;
   QAccessible::installUpdateHandler(nullptr);
   QAccessible::updateAccessibility(event);
   QAccessible::installUpdateHandler(maskSecret);
@@ -24,8 +32,7 @@ template <typename Change, typename... Texts>
 void passOnMasked(const Change& change, const Texts&... texts) {
   Change told(change.object(), change.changePosition(), masked(texts)...);
   told.setCursorPosition(change.cursorPosition());
-  QAccessibleInterface* const field = told.accessibleInterface();
-  if (field && field->textInterface()) passOn(&told);  // else Qt 6.8 prints a warning
+  passOn(&told);
 }
 
 bool isSecret(const QObject* object) {
