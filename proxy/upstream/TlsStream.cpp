@@ -122,32 +122,26 @@ IoResult TlsStream::read(std::span<char> into) {
 
 /// A head and its body travel together, in one record, if they fit.
 IoResult TlsStream::write(std::span<const std::string_view> pieces) {
+  IoResult result{IoStatus::moved};
   if (Gathered::suits(pieces, Gathered::capacity)) {
     const Gathered gathered(pieces);
-    return write(gathered.bytes());
-  }
-  IoResult result{IoStatus::moved};
-  for (std::string_view piece : pieces) {
-    const IoResult own = write(piece);
-    result = {own.status, result.bytes + own.bytes};
-    if (own.bytes < piece.size()) break;
+    write(gathered.bytes(), result);
+  } else {
+    for (const std::string_view piece : pieces) write(piece, result);
   }
   if (result.status == IoStatus::blocked && result.bytes > 0) result.status = IoStatus::moved;
   return result;
 }
 
-IoResult TlsStream::write(std::string_view bytes) {
-  std::size_t total = 0;
-  IoResult problem{IoStatus::moved};
-  while (total < bytes.size() && problem.status == IoStatus::moved) {
+/// Adds to `result`, unless something before was not taken.
+void TlsStream::write(std::string_view bytes, IoResult& result) {
+  while (!bytes.empty() && result.status == IoStatus::moved) {
     std::size_t count = 0;
-    const int result = SSL_write_ex(ssl.get(), bytes.data() + total, bytes.size() - total, &count);
-    if (result != 1) problem = outcome(result);
-    total += count;
+    const int done = SSL_write_ex(ssl.get(), bytes.data(), bytes.size(), &count);
+    if (done != 1) result.status = outcome(done).status;
+    result.bytes += count;
+    bytes.remove_prefix(count);
   }
-  if (problem.status == IoStatus::blocked && total > 0) problem.status = IoStatus::moved;
-  problem.bytes = total;
-  return problem;
 }
 
 bool TlsStream::isReusable() {

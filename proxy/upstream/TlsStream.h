@@ -24,7 +24,7 @@ class TlsStream : public Stream {
   bool isReusable() override;
 
  private:
-  IoResult write(std::string_view bytes);
+  void write(std::string_view bytes, IoResult& result);
   IoResult outcome(int result);
 
   std::unique_ptr<SSL, FreeTls> ssl;
