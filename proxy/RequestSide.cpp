@@ -168,7 +168,7 @@ Task<> RequestSide::forwardDecoded() {
   while (!state.ended()) {
     if (!toUpstream.empty()) co_await toUpstream.flush(*state.upstream, state.silence);
     if (state.ended() || !toUpstream.empty()) co_return;
-    if (decodedWhole) break;
+    if (decodedWhole) co_return clientWatch.start();
     const DecodedBody::Next next = decoded->next(state.services.block, body.complete());
     if (next == DecodedBody::Next::broken) co_return state.fail(RelayError::malformedBody, brokenCoding);
     if (next == DecodedBody::Next::needsInput) {

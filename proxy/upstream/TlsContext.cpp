@@ -140,8 +140,8 @@ int TlsContext::keepSession(SSL* ssl, SSL_SESSION* session) {
   auto* self = static_cast<TlsContext*>(SSL_CTX_get_app_data(context));
   if (context == self->settings.get())  // an older one's was verified with older roots
     self->lastSession.reset(SSL_SESSION_dup(session));
-  if (!self->lastSession)
-    ERR_clear_error();  // as this is called from within a read, which succeeds all the same
+  // This is called from within a read, which succeeds all the same.
+  if (!self->lastSession) ERR_clear_error();
   return 0;
 }
 

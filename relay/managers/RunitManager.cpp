@@ -42,8 +42,8 @@ std::string quotedForShell(std::string_view word) {
   return result + "'";
 }
 
-/// One word of a desktop entry's Exec key: quoted, and then escaped as every string of that format (Desktop
-/// Entry Specification, "The Exec key").
+/// One word of a desktop entry's Exec key: quoted, and then escaped as every string of that format
+/// (freedesktop.org, Desktop Entry, "The Exec key").
 std::string quotedForDesktopEntry(std::string_view word) {
   std::string result = "\"";
   for (const char character : word) {
