@@ -23,25 +23,24 @@ void EventLoop::stop() noexcept {
   poller.wake();
 }
 
-void EventLoop::turn(std::optional<std::chrono::milliseconds> timeout) {
-  const auto wait = timeToWait(timeout);
+bool EventLoop::turn(std::optional<std::chrono::milliseconds> timeout) {
+  const auto end = endOfWait(timeout);
   const auto before = timerService.now();
-  const std::span<Readiness> found = poller.wait(reports, wait);
-  const bool full = found.size() + 1 >= reports.size();
-  backlogTurns = full ? backlogTurns + 1 : 0;
+  const std::span<Readiness> found = poller.wait(reports, end);
+  backlogTurns = found.size() >= Poller::fullReport ? backlogTurns + 1 : 0;
   timerService.beginTurn();
   dispatch(found);
   runPosted();
   expireTimers(before);
   runDeferred();
+  return !found.empty();
 }
 
-std::optional<std::chrono::milliseconds> EventLoop::timeToWait(
-    std::optional<std::chrono::milliseconds> timeout) {
-  const auto untilNext = timerService.untilNext();
-  if (!deferred.empty()) return std::chrono::milliseconds(0);
-  if (!untilNext) return timeout;
-  return timeout ? std::min(*timeout, *untilNext) : untilNext;
+std::optional<Clock::time_point> EventLoop::endOfWait(std::optional<std::chrono::milliseconds> timeout) {
+  auto end = timerService.nextDue();
+  if (timeout) end = std::min(end.value_or(Clock::time_point::max()), timerService.now() + *timeout);
+  const bool waits = deferred.empty() && (!end || *end > timerService.now());
+  return waits ? end : Poller::atOnce;
 }
 
 /// Only timers that were due when the previous turn began expire: what had arrived by then has been handled

@@ -59,8 +59,9 @@ class EventLoop {
  public:
   /// Runs turns until stop().
   void run();
-  /// Waits for something to happen, at most `timeout`, and runs its handlers.
-  void turn(std::optional<std::chrono::milliseconds> timeout);
+  /// Waits for something to happen, at most `timeout`, and runs its handlers. Returns whether the poller
+  /// reported anything; it may return early without.
+  bool turn(std::optional<std::chrono::milliseconds> timeout);
   /// Makes run() return after the current turn. From any thread.
   void stop() noexcept;
 
@@ -88,7 +89,7 @@ class EventLoop {
   friend class EventHandler;
   using Calls = boost::intrusive::list<DeferredCall, boost::intrusive::constant_time_size<false>>;
 
-  std::optional<std::chrono::milliseconds> timeToWait(std::optional<std::chrono::milliseconds> timeout);
+  std::optional<Clock::time_point> endOfWait(std::optional<std::chrono::milliseconds> timeout);
   void expireTimers(Clock::time_point previousTurn);
   void forget(const EventHandler& handler) noexcept;
   void dispatch(std::span<Readiness> reports);

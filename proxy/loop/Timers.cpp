@@ -6,9 +6,6 @@ namespace ferrin::proxy {
 
 using std::chrono::milliseconds;
 
-/// Every poller takes a timeout of this length.
-constexpr milliseconds longestWait = std::chrono::hours(24);
-
 void Timer::start(TimerQueue& into) {
   unlink();
   queue = &into;
@@ -29,13 +26,13 @@ TimerQueue::TimerQueue(TimerService& owner, milliseconds timerDuration)
   owner.queues.push_back(this);
 }
 
-std::optional<milliseconds> TimerService::untilNext() {
+std::optional<Clock::time_point> TimerService::nextDue() {
   next = Clock::time_point::max();
   for (const TimerQueue* queue : queues) {
     if (!queue->entries.empty()) next = std::min(next, queue->entries.front().due);
   }
   if (next == Clock::time_point::max()) return std::nullopt;
-  return std::clamp(std::chrono::ceil<milliseconds>(next - current), milliseconds(0), longestWait);
+  return next;
 }
 
 void TimerService::expireDue(Clock::time_point time) {

@@ -48,9 +48,9 @@ class TimerService {
   /// Whether this turn has lasted so long already that the process was probably stopped in its middle.
   bool turnHasStalled() const { return Clock::now() - current > std::chrono::milliseconds(50); }
 
-  /// The time until the next timer is due, rounded up and at most a day; nothing when no timer runs.
-  std::optional<std::chrono::milliseconds> untilNext();
-  /// Calls back every timer that was due at `time`. Relies on the untilNext() of the same turn.
+  /// When the next timer is due, which may be past; nothing when no timer runs.
+  std::optional<Clock::time_point> nextDue();
+  /// Calls back every timer that was due at `time`. Relies on the nextDue() of the same turn.
   void expireDue(Clock::time_point time);
 
  private:

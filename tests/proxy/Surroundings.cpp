@@ -14,6 +14,7 @@
 #include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -103,6 +104,14 @@ extern "C" int epoll_wait(int queue, epoll_event* events, int count, int millise
   static const auto wait = systems<decltype(epoll_wait)>("epoll_wait");
   const auto times = static_cast<int>(speed());
   return wait(queue, events, count, milliseconds <= 0 ? milliseconds : (milliseconds + times - 1) / times);
+}
+
+extern "C" int timerfd_settime(int timer, int flags, const itimerspec* setting, itimerspec* old) {
+  static const auto set = systems<decltype(timerfd_settime)>("timerfd_settime");
+  const long wait =
+      (setting->it_value.tv_sec * nanoseconds + setting->it_value.tv_nsec + speed() - 1) / speed();
+  const itimerspec shorter = {{}, {wait / nanoseconds, wait % nanoseconds}};
+  return set(timer, flags, &shorter, old);
 }
 
 extern "C" int epoll_ctl(int queue, int operation, int descriptor, epoll_event* event) {

@@ -2,7 +2,9 @@
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/timerfd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -29,11 +31,17 @@ Readiness readinessOf(const epoll_event& event) {
 
 }  // namespace
 
-Poller::Poller() : queue(epoll_create1(EPOLL_CLOEXEC)), waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!queue.valid() || !waker.valid()) throw std::system_error(errno, std::generic_category(), "epoll");
+Poller::Poller()
+    : queue(epoll_create1(EPOLL_CLOEXEC)),
+      waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      alarm(timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK)) {
+  if (!queue.valid() || !waker.valid() || !alarm.valid())
+    throw std::system_error(errno, std::generic_category(), "epoll");
   epoll_event event{};
   event.events = EPOLLIN | EPOLLET;
   registerWith(queue, waker.get(), event);
+  event.data.ptr = &alarm;
+  registerWith(queue, alarm.get(), event);
 }
 
 void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
@@ -44,16 +52,34 @@ void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
   registerWith(queue, descriptor, event);
 }
 
+/// With a limit given to epoll_wait(2), the kernel would set and cancel a timer for each wait. An alarm that
+/// is left standing costs nothing: the time limits of a busy relay move later all the time, so it is set anew
+/// only when it has gone off. Limits that are gone leave one early return behind, unless none is left.
+void Poller::setAlarm(std::optional<Clock::time_point> end) noexcept {
+  if (end ? alarmTime && *alarmTime <= *end : !alarmTime) return;
+  itimerspec setting{};
+  if (end) {
+    const auto wait = std::max(*end - Clock::now(), Clock::duration(1));  // zero would mean never
+    setting.it_value.tv_sec = wait / std::chrono::seconds(1);
+    setting.it_value.tv_nsec = wait % std::chrono::seconds(1) / std::chrono::nanoseconds(1);
+  }
+  timerfd_settime(alarm.get(), 0, &setting, nullptr);
+  alarmTime = end;
+}
+
 std::span<Readiness> Poller::wait(std::span<Readiness, maxReports> into,
-                                  std::optional<std::chrono::milliseconds> timeout) noexcept {
+                                  std::optional<Clock::time_point> end) noexcept {
   // Not on the stack, where the build would fill it with zeros each time.
   thread_local std::array<epoll_event, maxReports> events;
-  const int milliseconds = timeout ? static_cast<int>(timeout->count()) : -1;
-  const int count = epoll_wait(queue.get(), events.data(), maxReports, milliseconds);
+  if (end != atOnce) setAlarm(end);
+  const int count = epoll_wait(queue.get(), events.data(), maxReports, end == atOnce ? 0 : -1);
   std::size_t found = 0;
   for (int index = 0; index < count; ++index) {
     const epoll_event& event = events[static_cast<std::size_t>(index)];
-    if (event.data.ptr != nullptr) into[found++] = readinessOf(event);
+    if (event.data.ptr == &alarm)
+      alarmTime.reset();
+    else if (event.data.ptr != nullptr)
+      into[found++] = readinessOf(event);
   }
   return into.first(found);
 }

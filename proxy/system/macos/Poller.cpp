@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/event.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -33,6 +34,16 @@ Readiness readinessOf(const struct kevent& event) {
   return readiness;
 }
 
+/// kevent(2) takes a limit of at least a day.
+timespec timeUntil(Clock::time_point end) {
+  const auto wait =
+      std::clamp<Clock::duration>(end - Clock::now(), Clock::duration(0), std::chrono::hours(24));
+  timespec limit{};
+  limit.tv_sec = wait / std::chrono::seconds(1);
+  limit.tv_nsec = wait % std::chrono::seconds(1) / std::chrono::nanoseconds(1);
+  return limit;
+}
+
 }  // namespace
 
 Poller::Poller() : queue(kqueue()) {
@@ -48,12 +59,12 @@ void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
 }
 
 std::span<Readiness> Poller::wait(std::span<Readiness, maxReports> into,
-                                  std::optional<std::chrono::milliseconds> timeout) noexcept {
+                                  std::optional<Clock::time_point> end) noexcept {
   // Not on the stack, where the build would fill it with zeros each time.
   thread_local std::array<struct kevent, maxReports> events;
   timespec limit{};
-  if (timeout) limit = {timeout->count() / 1000, timeout->count() % 1000 * 1'000'000};
-  const int count = kevent(queue.get(), nullptr, 0, events.data(), maxReports, timeout ? &limit : nullptr);
+  if (end && *end != atOnce) limit = timeUntil(*end);
+  const int count = kevent(queue.get(), nullptr, 0, events.data(), maxReports, end ? &limit : nullptr);
   std::size_t found = 0;
   for (int index = 0; index < count; ++index) {
     const struct kevent& event = events[static_cast<std::size_t>(index)];

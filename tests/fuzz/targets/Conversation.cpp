@@ -104,6 +104,7 @@ class Player {
   bool moveUpstream(std::size_t most);
   bool serve(UpstreamSide& side, std::size_t most);
   void begin(UpstreamSide& side, const Message& request);
+  void rest(std::chrono::milliseconds patience);
   void passTime();
   std::string takeLog();
 
@@ -141,7 +142,10 @@ Outcome Player::play() {
   }
   for (int still = 0, waits = 0; !client.hasLeft || services.connections > 0;) {
     const bool moved = move();
-    loop.turn(still == restful ? patience : std::chrono::milliseconds(0));
+    if (still == restful)
+      rest(patience);
+    else
+      loop.turn(std::chrono::milliseconds(0));
     ++turns;
     still = moved ? 0 : still + 1;
     isPaused = isPaused && still < restful / 2;
@@ -244,11 +248,17 @@ void Player::begin(UpstreamSide& side, const Message& request) {
   outcome.arrivals.emplace_back();
 }
 
+/// A turn that waits for the system. Its clock goes on, though the relay's stands still.
+void Player::rest(std::chrono::milliseconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!loop.turn(patience) && std::chrono::steady_clock::now() < end) continue;
+}
+
 /// Up to the next time limit. It expires in the second turn, as what has arrived counts before.
 void Player::passTime() {
-  const auto next = loop.timers().untilNext();
+  const auto next = loop.timers().nextDue();
   claim(next.has_value(), "something is waited for");
-  scriptedNow += *next;
+  scriptedNow = std::max(scriptedNow, *next);
   outcome.hasWaited = true;
   for (int turn = 0; turn < 2; ++turn) loop.turn(std::chrono::milliseconds(0));
 }
