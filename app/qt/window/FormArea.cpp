@@ -31,6 +31,18 @@ FormArea::FormArea(QWidget* form) {
 
 QSize FormArea::sizeHint() const { return widget()->sizeHint(); }
 
+/// The style sheet's least heights would let a form that scrolls shrink first.
+void FormArea::fitToForm() {
+  widget()->setMinimumHeight(widget()->sizeHint().height());
+  updateGeometry();
+}
+
+/// The form has its style by now, so the window can have its size before anything is drawn.
+void FormArea::showEvent(QShowEvent* event) {
+  fitToForm();
+  QScrollArea::showEvent(event);
+}
+
 /// The scroll bar stands in the form's margin.
 void FormArea::resizeEvent(QResizeEvent* event) {
   QScrollArea::resizeEvent(event);
@@ -42,11 +54,7 @@ void FormArea::resizeEvent(QResizeEvent* event) {
 bool FormArea::eventFilter(QObject* watched, QEvent* event) {
   const bool handled = QScrollArea::eventFilter(watched, event);
   if (watched != widget()) return handled;
-  if (event->type() == QEvent::LayoutRequest) {
-    // The style sheet's least heights would let a form that scrolls shrink first.
-    widget()->setMinimumHeight(widget()->sizeHint().height());
-    updateGeometry();
-  }
+  if (event->type() == QEvent::LayoutRequest) fitToForm();
   if (event->type() == QEvent::Resize && revealed) {
     widget()->layout()->activate();
     ensureWidgetVisible(std::exchange(revealed, nullptr), 0, revealMargin);

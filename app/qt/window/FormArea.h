@@ -18,11 +18,14 @@ class FormArea : public QScrollArea {
   QSize sizeHint() const override;
 
  protected:
+  void showEvent(QShowEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   /// Passes changes of the form's layout on to the layout that this is in.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  void fitToForm();
+
   QWidget* revealed = nullptr;
 };
 
