@@ -16,7 +16,7 @@ constexpr std::int32_t illFormed = -1;
 std::int32_t nextCodePoint(std::string_view text, std::size_t& offset) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   std::int32_t codePoint = illFormed;
-  U8_NEXT(bytes, offset, text.size(), codePoint);
+  U8_NEXT(bytes, offset, text.size(), codePoint);  // NOLINT(bugprone-inc-dec-in-conditions): ICU's macro
   return codePoint < 0 ? illFormed : codePoint;
 }
 

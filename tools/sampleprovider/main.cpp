@@ -42,7 +42,7 @@ void serve(const Options& options) {
   Server server(io, options, readKey(options.keyFile));
   boost::asio::signal_set stop(io, SIGTERM, SIGINT);
   stop.async_wait([&io](boost::system::error_code, int) { io.stop(); });
-  std::cout << "listening on " << server.baseURL() << std::endl;
+  std::cout << "listening on " << server.baseURL() << '\n' << std::flush;
   io.run();
 }
 
