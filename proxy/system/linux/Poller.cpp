@@ -13,6 +13,8 @@
 namespace ferrin::proxy {
 namespace {
 
+constexpr std::chrono::seconds mostEarly{1};
+
 void registerWith(const FileDescriptor& queue, int descriptor, epoll_event event) {
   if (epoll_ctl(queue.get(), EPOLL_CTL_ADD, descriptor, &event) == 0) return;
   if (errno == EEXIST && epoll_ctl(queue.get(), EPOLL_CTL_MOD, descriptor, &event) == 0) return;
@@ -53,10 +55,11 @@ void Poller::add(int descriptor, EventHandler& handler, Interest interest) {
 }
 
 /// With a limit given to epoll_wait(2), the kernel would set and cancel a timer for each wait. An alarm that
-/// is left standing costs nothing: the time limits of a busy relay move later all the time, so it is set anew
-/// only when it has gone off. Limits that are gone leave one early return behind, unless none is left.
+/// is left standing costs nothing. The limits of a busy relay move later all the time, so it may go off a
+/// little early; but not much, as an idle one is to sleep.
 void Poller::setAlarm(std::optional<Clock::time_point> end) noexcept {
-  if (end ? alarmTime && *alarmTime <= *end : !alarmTime) return;
+  const bool serves = end ? alarmTime && *alarmTime <= *end && *end - *alarmTime <= mostEarly : !alarmTime;
+  if (serves) return;
   itimerspec setting{};
   if (end) {
     const auto wait = std::max(*end - Clock::now(), Clock::duration(1));  // zero would mean never
