@@ -14,7 +14,8 @@ import threading
 import time
 
 PORT, STREAMS = 8787, 10
-INTERVAL, SETTLED, PATIENCE = 0.005, 0.5, 20.0  # seconds
+# Seconds. Nobody applies again within a second of a start; runsv would then wait a second itself.
+INTERVAL, SETTLED, PATIENCE = 0.005, 1.2, 20.0
 STAGE = pathlib.Path(__file__).parent
 PROGRAMS = STAGE / "bin"
 HOME = pathlib.Path(os.environ["HOME"])

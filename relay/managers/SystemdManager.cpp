@@ -170,9 +170,9 @@ void SystemdManager::define(const ServiceDefinition& definition) {
 
 CommandResult SystemdManager::bootout(std::string_view label) { return systemctl({"stop", unitName(label)}); }
 
+/// "enable" also has the manager read all units again (systemctl(1)).
 CommandResult SystemdManager::bootstrap(std::string_view label) {
   if (const auto reason = reasonNotExecutable(definedProgram)) return {126, *reason};
-  if (CommandResult reloaded = systemctl({"daemon-reload"}); reloaded.status != 0) return reloaded;
   return systemctl({"enable", "--quiet", unitName(label)});
 }
 
