@@ -1,13 +1,12 @@
 #include "providertest/CurlClient.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
+#include "providertest/Curl.h"
 #include "providertest/CurlTransfer.h"
 #include "providertest/RequestCheck.h"
 
@@ -17,13 +16,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct FreeMulti {
-  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  void operator()(CURLM* multi) const { curl().multi_cleanup(multi); }
 };
 
 /// Once per process, as libcurl requires.
 void setUpLibrary() {
-  static const CURLcode outcome = curl_global_init(CURL_GLOBAL_DEFAULT);
-  if (outcome != CURLE_OK) throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(outcome));
+  static const CURLcode outcome = curl().global_init(CURL_GLOBAL_DEFAULT);
+  if (outcome != CURLE_OK) throw std::runtime_error(std::string("libcurl: ") + curl().easy_strerror(outcome));
 }
 
 }  // namespace
@@ -42,7 +41,7 @@ class CurlClient::Worker {
       const std::lock_guard lock(mutex);
       stopping = true;
     }
-    curl_multi_wakeup(multi.get());
+    curl().multi_wakeup(multi.get());
     thread.join();
   }
 
@@ -51,7 +50,7 @@ class CurlClient::Worker {
       const std::lock_guard lock(mutex);
       incoming.push_back(std::move(transfer));
     }
-    curl_multi_wakeup(multi.get());
+    curl().multi_wakeup(multi.get());
   }
 
  private:
@@ -60,14 +59,14 @@ class CurlClient::Worker {
   void work() {
     while (startIncoming()) {
       int stillRunning = 0;
-      curl_multi_perform(multi.get(), &stillRunning);
+      curl().multi_perform(multi.get(), &stillRunning);
       finishDone();
       giveUpIdle();
-      curl_multi_poll(multi.get(), nullptr, 0, millisecondsToNextDeadline(), nullptr);
+      curl().multi_poll(multi.get(), nullptr, 0, millisecondsToNextDeadline(), nullptr);
     }
     for (const auto& transfer : running) {
-      curl_easy_setopt(transfer->handle(), CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up
-      curl_multi_remove_handle(multi.get(), transfer->handle());
+      curl().easy_setopt(transfer->handle(), CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up
+      curl().multi_remove_handle(multi.get(), transfer->handle());
     }
     running.clear();
   }
@@ -87,7 +86,8 @@ class CurlClient::Worker {
   void start(std::unique_ptr<CurlTransfer> transfer) {
     if (auto refusal = reasonToRefuse(transfer->sentRequest())) return transfer->fail(*std::move(refusal));
     transfer->prepare(trustedCertificates);
-    if (transfer->handle() == nullptr || curl_multi_add_handle(multi.get(), transfer->handle()) != CURLM_OK) {
+    if (transfer->handle() == nullptr ||
+        curl().multi_add_handle(multi.get(), transfer->handle()) != CURLM_OK) {
       return transfer->fail("out of memory");
     }
     running.push_back(std::move(transfer));
@@ -95,7 +95,7 @@ class CurlClient::Worker {
 
   void finishDone() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi.get(), &left)) {
+    while (const CURLMsg* message = curl().multi_info_read(multi.get(), &left)) {
       if (message->msg != CURLMSG_DONE) continue;
       const CURLcode outcome = message->data.result;
       take(message->easy_handle)->finish(outcome);
@@ -119,7 +119,7 @@ class CurlClient::Worker {
                                     [easy](const auto& transfer) { return transfer->handle() == easy; });
     auto transfer = std::move(*found);
     running.erase(found);
-    curl_multi_remove_handle(multi.get(), easy);
+    curl().multi_remove_handle(multi.get(), easy);
     return transfer;
   }
 
@@ -131,7 +131,7 @@ class CurlClient::Worker {
   }
 
   const std::string trustedCertificates;
-  std::unique_ptr<CURLM, FreeMulti> multi{curl_multi_init()};
+  std::unique_ptr<CURLM, FreeMulti> multi{curl().multi_init()};
   Transfers running;
   std::mutex mutex;
   Transfers incoming;     // guarded by mutex
@@ -139,15 +139,28 @@ class CurlClient::Worker {
   std::thread thread;
 };
 
-CurlClient::CurlClient(const std::filesystem::path& trustedCertificates) {
-  setUpLibrary();
-  worker = std::make_unique<Worker>(trustedCertificates.string());
-}
+CurlClient::CurlClient(std::filesystem::path trustedCertificates)
+    : certificates(std::move(trustedCertificates)) {}
 
 CurlClient::~CurlClient() = default;
 
+/// Throws std::runtime_error when libcurl can't be set up, std::system_error when there is no thread.
+CurlClient::Worker& CurlClient::startedWorker() {
+  std::call_once(started, [this] {
+    setUpLibrary();
+    worker = std::make_unique<Worker>(certificates.string());
+  });
+  return *worker;
+}
+
 void CurlClient::send(HttpRequest request, Completion completion) {
-  worker->add(std::make_unique<CurlTransfer>(std::move(request), std::move(completion)));
+  auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(completion));
+  try {
+    Worker& ready = startedWorker();
+    ready.add(std::move(transfer));
+  } catch (const std::exception& error) {
+    if (transfer) transfer->fail(error.what());
+  }
 }
 
 }  // namespace ferrin::providertest

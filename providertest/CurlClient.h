@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
 #include "providertest/HttpClient.h"
 
@@ -15,19 +16,25 @@ namespace ferrin::providertest {
 /// Answers may be of any size and compressed. Requests run at the same time.
 class CurlClient : public HttpClient {
  public:
-  /// `trustedCertificates` is a PEM file that replaces the system's store. Throws std::runtime_error when
-  /// libcurl can't be set up, std::system_error when the thread can't be started.
-  explicit CurlClient(const std::filesystem::path& trustedCertificates = {});
+  /// `trustedCertificates` is a PEM file that replaces the system's store.
+  explicit CurlClient(std::filesystem::path trustedCertificates = {});
   CurlClient(const CurlClient&) = delete;
   CurlClient& operator=(const CurlClient&) = delete;
   /// Aborts the requests under way, without calling their completions; waits for a completion that runs. Not
   /// to be called from a completion.
   ~CurlClient() override;
 
+  /// The first request loads libcurl and starts the thread. Where that fails, the completion is called before
+  /// this returns, with the reason.
   void send(HttpRequest request, Completion completion) override;
 
  private:
   class Worker;
+
+  Worker& startedWorker();
+
+  const std::filesystem::path certificates;
+  std::once_flag started;
   std::unique_ptr<Worker> worker;
 };
 

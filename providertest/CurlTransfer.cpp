@@ -1,12 +1,11 @@
 #include "providertest/CurlTransfer.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string_view>
 
+#include "providertest/Curl.h"
 #include "providertest/SystemProxy.h"
 
 namespace ferrin::providertest {
@@ -39,10 +38,10 @@ std::string withoutProxyAddress(std::string_view reason) {
 
 static_assert(sizeof(std::array<char, 256>) >= CURL_ERROR_SIZE);
 
-void CurlTransfer::FreeEasy::operator()(void* handle) const { curl_easy_cleanup(handle); }
+void CurlTransfer::FreeEasy::operator()(void* handle) const { curl().easy_cleanup(handle); }
 
 void CurlTransfer::FreeHeaders::operator()(void* list) const {
-  curl_slist_free_all(static_cast<curl_slist*>(list));
+  curl().slist_free_all(static_cast<curl_slist*>(list));
 }
 
 CurlTransfer::CurlTransfer(HttpRequest sent, HttpClient::Completion whenDone)
@@ -51,7 +50,7 @@ CurlTransfer::CurlTransfer(HttpRequest sent, HttpClient::Completion whenDone)
 CurlTransfer::~CurlTransfer() = default;
 
 void CurlTransfer::prepare(const std::string& trustedCertificates) {
-  easy.reset(curl_easy_init());
+  easy.reset(curl().easy_init());
   if (easy == nullptr) return;
   setRequest();
   setHeaders();
@@ -62,11 +61,11 @@ void CurlTransfer::prepare(const std::string& trustedCertificates) {
 
 void CurlTransfer::finish(int outcome) {
   if (outcome != CURLE_OK) {
-    const char* general = curl_easy_strerror(static_cast<CURLcode>(outcome));
+    const char* general = curl().easy_strerror(static_cast<CURLcode>(outcome));
     return fail(withoutProxyAddress(reason.front() != '\0' ? reason.data() : general));
   }
   long status = 0;
-  curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+  curl().easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
   completion({.error = std::nullopt, .status = static_cast<int>(status), .body = std::move(body)});
 }
 
@@ -75,34 +74,35 @@ void CurlTransfer::fail(std::string why) {
 }
 
 void CurlTransfer::setRequest() {
-  curl_easy_setopt(easy.get(), CURLOPT_URL, request.url.c_str());
-  curl_easy_setopt(easy.get(), CURLOPT_POST, 1L);
-  curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, request.body.data());
-  curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+  curl().easy_setopt(easy.get(), CURLOPT_URL, request.url.c_str());
+  curl().easy_setopt(easy.get(), CURLOPT_POST, 1L);
+  curl().easy_setopt(easy.get(), CURLOPT_POSTFIELDS, request.body.data());
+  curl().easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
 }
 
 void CurlTransfer::setHeaders() {
   curl_slist* lines =
-      curl_slist_append(nullptr, "Expect:");  // don't wait for "100 Continue" before a long body
+      curl().slist_append(nullptr, "Expect:");  // don't wait for "100 Continue" before a long body
   for (const HttpHeader& header : request.headers) {
-    lines = curl_slist_append(lines, (header.name + ": " + header.value).c_str());
+    lines = curl().slist_append(lines, (header.name + ": " + header.value).c_str());
   }
   headers.reset(lines);
-  curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, lines);
+  curl().easy_setopt(easy.get(), CURLOPT_HTTPHEADER, lines);
 }
 
 void CurlTransfer::setRules(const std::string& trustedCertificates) {
-  curl_easy_setopt(easy.get(), CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy.get(), CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(easy.get(), CURLOPT_MAXREDIRS, 20L);
-  curl_easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can decode
-  curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);         // there are several threads
-  curl_easy_setopt(easy.get(), CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
-  if (!trustedCertificates.empty()) curl_easy_setopt(easy.get(), CURLOPT_CAINFO, trustedCertificates.c_str());
-  curl_easy_setopt(easy.get(), CURLOPT_NOPROXY, proxyExceptions().c_str());
+  curl().easy_setopt(easy.get(), CURLOPT_PROTOCOLS_STR, "http,https");
+  curl().easy_setopt(easy.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl().easy_setopt(easy.get(), CURLOPT_FOLLOWLOCATION, 1L);
+  curl().easy_setopt(easy.get(), CURLOPT_MAXREDIRS, 20L);
+  curl().easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can decode
+  curl().easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);         // there are several threads
+  curl().easy_setopt(easy.get(), CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NATIVE_CA));
+  if (!trustedCertificates.empty())
+    curl().easy_setopt(easy.get(), CURLOPT_CAINFO, trustedCertificates.c_str());
+  curl().easy_setopt(easy.get(), CURLOPT_NOPROXY, proxyExceptions().c_str());
   if (const auto proxy = systemProxy(request.url))
-    curl_easy_setopt(easy.get(), CURLOPT_PROXY, proxy->c_str());
+    curl().easy_setopt(easy.get(), CURLOPT_PROXY, proxy->c_str());
 }
 
 void CurlTransfer::setCallbacks() {
@@ -115,12 +115,12 @@ void CurlTransfer::setCallbacks() {
     static_cast<CurlTransfer*>(transfer)->note(received, sent);
     return 0;
   };
-  curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, reason.data());
-  curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, receive);
-  curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(easy.get(), CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(easy.get(), CURLOPT_XFERINFOFUNCTION, progress);
-  curl_easy_setopt(easy.get(), CURLOPT_XFERINFODATA, this);
+  curl().easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, reason.data());
+  curl().easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, receive);
+  curl().easy_setopt(easy.get(), CURLOPT_WRITEDATA, this);
+  curl().easy_setopt(easy.get(), CURLOPT_NOPROGRESS, 0L);
+  curl().easy_setopt(easy.get(), CURLOPT_XFERINFOFUNCTION, progress);
+  curl().easy_setopt(easy.get(), CURLOPT_XFERINFODATA, this);
 }
 
 /// An exception must not pass through libcurl.

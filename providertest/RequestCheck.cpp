@@ -1,10 +1,9 @@
 #include "providertest/RequestCheck.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <string_view>
 
+#include "providertest/Curl.h"
 #include "providertest/URLComponents.h"
 
 namespace ferrin::providertest {
@@ -15,7 +14,7 @@ bool isWebURL(std::string_view url) {
   const auto components = parseURL(url);
   if (!components || !components->host || components->host->empty()) return false;
   const char* scheme = components->scheme.c_str();
-  return curl_strequal(scheme, "http") != 0 || curl_strequal(scheme, "https") != 0;  // in every locale
+  return curl().strequal(scheme, "http") != 0 || curl().strequal(scheme, "https") != 0;  // in every locale
 }
 
 /// A line break would start another header (RFC 9112, section 11.1).

@@ -1,9 +1,9 @@
 #include "providertest/URLComponents.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <memory>
+
+#include "providertest/Curl.h"
 
 namespace ferrin::providertest {
 namespace {
@@ -29,22 +29,22 @@ Outline outlineOf(std::string_view text) {
 }
 
 struct FreeURL {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-  void operator()(char* text) const { curl_free(text); }
+  void operator()(CURLU* url) const { curl().url_cleanup(url); }
+  void operator()(char* text) const { curl().free(text); }
 };
 using URL = std::unique_ptr<CURLU, FreeURL>;
 
 /// None where libcurl does not take it for a whole URL.
 URL parsed(const std::string& text) {
-  URL url(curl_url());
+  URL url(curl().url());
   const unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_NO_AUTHORITY;
-  const bool taken = url && curl_url_set(url.get(), CURLUPART_URL, text.c_str(), flags) == CURLUE_OK;
+  const bool taken = url && curl().url_set(url.get(), CURLUPART_URL, text.c_str(), flags) == CURLUE_OK;
   return taken ? std::move(url) : nullptr;
 }
 
 std::string hostOf(CURLU* url) {
   char* host = nullptr;
-  curl_url_get(url, CURLUPART_HOST, &host, 0);
+  curl().url_get(url, CURLUPART_HOST, &host, 0);
   const std::unique_ptr<char, FreeURL> owned(host);
   return host == nullptr ? "" : host;
 }

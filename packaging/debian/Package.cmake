@@ -23,8 +23,12 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${FERRIN_WEBSITE})
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# libcurl is loaded when it is first needed, so nothing finds it in the program.
+file(REAL_PATH ${CURL_LIBRARY_RELEASE} library)
+execute_process(COMMAND dpkg-query --search ${library} OUTPUT_VARIABLE curl ERROR_QUIET)
+string(REGEX REPLACE "^([^:,]+).*" "\\1, " curl "${curl}")
 # Some texts are Chinese, and so may be what people enter. The first of the fonts is the smallest of those that have it.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme, \
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "${curl}ca-certificates, hicolor-icon-theme, \
 fonts-droid-fallback | fonts-noto-cjk | fonts-wqy-microhei | fonts-wqy-zenhei")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-cjk, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "gnome-shell-extension-appindicator, runit")
