@@ -46,7 +46,7 @@ def measure_idle(results, folder, seconds):
         proxies = [running.enter_context(kind(folder, provider)) for kind in PROXIES]
         for proxy in proxies:
             wrk(proxy.port, 1, 1)
-        time.sleep(25)  # until connections kept for another request have been let go
+        time.sleep(55)  # until connections kept for another request have been let go: the relay keeps its own for 50 s
         before = [(cpu_seconds(proxy.pid), context_switches(proxy.pid)) for proxy in proxies]
         time.sleep(seconds)
         for proxy, (cpu, switches) in zip(proxies, before):
