@@ -184,5 +184,11 @@ TEST_F(Launchd, refusesARelayWhoseOldOneIsSlowToEndUntilItHasEnded) {
   EXPECT_EQ(apply(), running);
 }
 
+TEST(LaunchdManager, takesNoFailureForARunningRelay) {
+  const tests::TemporaryFolder folder;
+  tests::putProgram(folder / "launchctl", "#!/bin/sh\necho 'state = running'; exit 1\n");
+  EXPECT_FALSE(relay::LaunchdManager(folder / "home", folder / "launchctl").isRunning(label));
+}
+
 }  // namespace
 }  // namespace ferrin::app
