@@ -27,9 +27,9 @@ ip::tcp::endpoint endOf(const char* text) {
   unsigned port = 0;
   if (std::sscanf(text, "%8x:%x", words.data(), &port) == 2)
     return {ip::address_v4(std::bit_cast<ip::address_v4::bytes_type>(words[0])),
-            static_cast<ip::port_type>(port)};
+            static_cast<std::uint16_t>(port)};
   std::sscanf(text, "%8x%8x%8x%8x:%x", &words[0], &words[1], &words[2], &words[3], &port);
-  return {ip::address_v6(std::bit_cast<ip::address_v6::bytes_type>(words)), static_cast<ip::port_type>(port)};
+  return {ip::address_v6(std::bit_cast<ip::address_v6::bytes_type>(words)), static_cast<std::uint16_t>(port)};
 }
 
 /// The process that has this socket open, as far as this user may see.
