@@ -14,7 +14,7 @@ namespace ferrin::providertest {
 
 /// Its functions, each under libcurl's name without "curl_".
 struct Curl {
-#define FERRIN_MEMBER(name) decltype(&curl_##name) name;
+#define FERRIN_MEMBER(name) decltype(&curl_##name) name;  // NOLINT(bugprone-macro-parentheses): declared
   FERRIN_EACH_CURL_FUNCTION(FERRIN_MEMBER)
 #undef FERRIN_MEMBER
 };
