@@ -15,7 +15,7 @@ namespace ferrin::providertest {
 /// Its functions, each under libcurl's name without "curl_".
 struct Curl {
 #define FERRIN_MEMBER(name) decltype(&curl_##name) name;  // NOLINT(bugprone-macro-parentheses): declared
-  FERRIN_EACH_CURL_FUNCTION(FERRIN_MEMBER)  // NOLINT(readability-identifier-naming): theirs
+  FERRIN_EACH_CURL_FUNCTION(FERRIN_MEMBER)                // NOLINT(readability-identifier-naming): theirs
 #undef FERRIN_MEMBER
 };
 
