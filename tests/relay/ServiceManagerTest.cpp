@@ -155,6 +155,7 @@ TEST_F(ServiceManagerTest, runsTheProgramAsToldUntilItIsToldToStopAndAgainAtTheN
   EXPECT_FALSE(isAlive(process) || manager->isRunning(label));
   logInAgain();
   expectAnother("login");
+  install({"after a login, which loads the definition for good"});
   if (!onSystemd) return;
   for (const auto& words : {std::vector{"disable"s, "--now"s, label + ".service"}, {"daemon-reload"s}}) {
     std::vector<std::string> command{"--user"};
