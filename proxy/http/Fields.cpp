@@ -62,6 +62,7 @@ constexpr char lower(char byte) {
 /// Whether `name` means the known field. Many servers take "_" for "-", so a request's credentials stop in
 /// that spelling too; all other rows are about the exact name.
 bool means(std::string_view name, const KnownField& known) {
+  if (lower(name.front()) != lower(known.name.front())) return false;  // as most are told apart
   if (sameIgnoringCase(name, known.name)) return true;
   if (known.passage != Passage::responses || name.size() != known.name.size()) return false;
   return std::equal(name.begin(), name.end(), known.name.begin(), [](char given, char wanted) {

@@ -22,6 +22,7 @@ char takeDecoded(std::string_view& path) {
 /// Whether a segment of the path is "." or "..", however it is written. A backslash counts as a separator, as
 /// some servers take it for one.
 bool hasDotSegment(std::string_view path) {
+  if (path.find('.') == std::string_view::npos && path.find('%') == std::string_view::npos) return false;
   std::size_t dots = 0;
   bool onlyDots = true;
   while (!path.empty()) {

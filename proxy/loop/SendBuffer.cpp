@@ -15,7 +15,7 @@ bool SendBuffer::send(Stream& stream, std::initializer_list<std::string_view> pi
   for (const std::string_view piece : pieces) {
     const std::size_t skipped = std::min(sent, piece.size());
     sent -= skipped;
-    kept.append(piece.substr(skipped));
+    if (skipped < piece.size()) kept.append(piece.substr(skipped));
   }
   return true;
 }
