@@ -10,8 +10,9 @@ Task<AfterResponse> Exchange::run() {
   } catch (const std::exception& exception) {
     state.fail(exception);
   }
+  requestSide.endWatch();
   try {
-    co_await requestSide.endForwarding();
+    if (requestSide.forwardsBeside()) co_await requestSide.endForwarding();
   } catch (const std::exception& exception) {
     state.fail(exception);
   }
@@ -33,7 +34,7 @@ Task<> Exchange::forward() {
   if (!state.failed()) co_await responseSide.forwardHeads();
   if (state.failed()) co_return;
   if (state.phase == Phase::tunnelling) requestSide.startTunnel();
-  co_await responseSide.forwardBody();
+  if (!state.ended()) co_await responseSide.forwardBody();
 }
 
 /// Keeps of the two connections what can serve again.

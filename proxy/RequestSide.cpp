@@ -188,8 +188,6 @@ Task<> RequestSide::forwardDecoded() {
 }
 
 Task<> RequestSide::endForwarding() {
-  clientWatch.pause();
-  if (!forwarding.started()) co_return;
   if (forwarding.running()) {
     state.client.stream.socket().interrupt();
     state.upstream->socket().interrupt();

@@ -27,7 +27,11 @@ class RequestSide {
   void startBody();
   /// Starts to forward everything that the client sends.
   void startTunnel();
-  /// Ends forwarding and the watch of the client; waits until that is done.
+  /// Whether startBody() or startTunnel() has started a coroutine, which endForwarding() has to end.
+  bool forwardsBeside() const { return forwarding.started(); }
+  /// Ends the watch of the client.
+  void endWatch() { clientWatch.pause(); }
+  /// Ends forwarding, and the watch that it may have started; waits until that is done.
   Task<> endForwarding();
 
   /// Whether the whole request has been read from the client.

@@ -126,6 +126,11 @@ void ResponseSide::forward(std::string_view bytes, std::string_view head) {
     send({head, own, step.endsTrailers ? "\r\n" : ""});
   }
   if (!step.valid) state.fail(RelayError::upstreamInvalid, "the response's chunks are malformed");
+  endIfForwarded();
+}
+
+void ResponseSide::endIfForwarded() {
+  if (!state.failed() && body->complete() && state.client.sendBuffer.empty()) state.phase = Phase::over;
 }
 
 void ResponseSide::send(std::initializer_list<std::string_view> pieces) {
@@ -138,12 +143,11 @@ Task<> ResponseSide::flush() {
 }
 
 Task<> ResponseSide::forwardBody() {
-  while (!state.failed()) {
-    if (!state.client.sendBuffer.empty()) co_await flush();
-    if (state.ended()) break;
-    if (body->complete()) {
-      state.phase = Phase::over;
-      break;
+  while (!state.ended()) {
+    if (!state.client.sendBuffer.empty()) {
+      co_await flush();
+      endIfForwarded();
+      continue;
     }
     const IoResult got = co_await readSome(*state.upstream, state.services.block);
     if (got.status == IoStatus::moved) {
@@ -164,6 +168,7 @@ void ResponseSide::upstreamEnded(const IoResult& got) {
   } else if (got.status == IoStatus::end && body->kind() == BodyFraming::Kind::untilClose) {
     body->endHere();
     if (form == BodyForm::chunked) send({lastChunk});
+    endIfForwarded();
   } else {
     state.fail(RelayError::upstreamClosed, got.status == IoStatus::end
                                                ? "closed in mid-response"

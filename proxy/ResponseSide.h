@@ -21,7 +21,8 @@ class ResponseSide {
   explicit ResponseSide(ExchangeState& shared) : state(shared) {}
 
   /// Forwards informational heads, and the final one with the part of the body that came with it: the phase
-  /// `awaitingHead`. Afterwards the phase is `responding` or `tunnelling`, or the exchange has failed.
+  /// `awaitingHead`. Afterwards the phase is `responding` or `tunnelling`, or `over` where that was all, or
+  /// the exchange has failed.
   Task<> forwardHeads();
   /// Forwards the rest of the body, or of the tunnel, at the speed at which the client takes it. Afterwards
   /// the phase is `over`, or the exchange has failed.
@@ -46,6 +47,7 @@ class ResponseSide {
   void forward(std::string_view bytes, std::string_view head);
   void send(std::initializer_list<std::string_view> pieces);
   Task<> flush();
+  void endIfForwarded();
   void upstreamEnded(const IoResult& got);
 
   ExchangeState& state;
