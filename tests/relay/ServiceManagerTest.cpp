@@ -194,7 +194,7 @@ TEST_F(ServiceManagerTest, runsTheRelayBetweenAClientAndAProvider) {
                             "0",   "--upstream",     provider.baseURL(), "--timeout",
                             "60",  "--api-key-file", home / "key"};
   start();
-  // It is started twice: by bootstrap, and afresh by kickstart.
+  // A manager may start it at bootstrap and again at kickstart: the last line counts.
   const std::string ask = R"(curl -s --json '{"model": "m", "input": "word by word"}' \
     "$(sed -n 's/^listening on \([^,]*\),.*/\1/p' "$0" | tail -n 1)/responses" | grep 'word by word')";
   EXPECT_TRUE(tests::eventually([&] {
