@@ -24,7 +24,7 @@ namespace ferrin::proxy {
 enum class Phase {
   connecting,    ///< until RequestSide::begin has handed the request's head to an upstream connection
   awaitingHead,  ///< until ResponseSide::forwardHeads has the head of the final response
-  responding,    ///< until ResponseSide::forwardBody has sent the response's body to the client
+  responding,    ///< until ResponseSide has sent the response's body to the client
   tunnelling,    ///< after a 101: until RequestSide or ResponseSide meets the end of either connection
   over,          ///< everything was forwarded
 };
