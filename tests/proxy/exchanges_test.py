@@ -3,6 +3,7 @@
 import select
 import signal
 import socket
+import threading
 import time
 
 from peers import OK, RELEASED, STREAM, Connection, RelayTest, needs_released, surrounded
@@ -77,6 +78,18 @@ class Exchange(RelayTest):
             self.assertLess(sent, 40 * MEGABYTES)  # what the systems' own buffers hold, and no more
             self.assertLess(self.relay.resident_bytes(), before + 4 * MEGABYTES)
             self.assertTrue((slow if down else side).read(sent) == sent * "x")
+
+    def test_an_answer_ends_wherever_a_slow_reader_keeps_its_end_waiting(self):
+        slow, side = self.relay.joined(self.upstream, room=4096)
+        for size in range(60_000, 5 * MEGABYTES, 60_000):  # the end waits in the systems' buffers, or in the relay
+            answer = OK.replace("2\r\n\r\nok", f"{size}\r\n\r\n{size * 'x'}")
+            sending = threading.Thread(target=side.send, args=(answer,))
+            sending.start()
+            time.sleep(0.02)
+            self.assertTrue(slow.read(len(answer)) == answer)
+            sending.join()
+            slow.send(self.relay.request())
+            side.until()
 
     @needs_released
     def test_a_stream_that_waits_keeps_nothing_of_its_requests_size(self):
