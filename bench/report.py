@@ -14,13 +14,15 @@ from proxies import PROXIES, ROOT
 
 PEERS = [kind.name for kind in PROXIES if kind.name != "relay"]
 NAMES = ["relay", *PEERS, "forwarder", "direct"]
-HOW = """How: the proxy under test has core 0 to itself; the load and the provider, which speaks TLS 1.3 with
+HOW = """How: the proxies share core 0, one of them under load at a time; the load and the provider, which speaks TLS 1.3 with
 TLS_AES_128_GCM_SHA256 to all alike, have core 1, and only the proxy's processor time counts. Latencies are taken with
 everything on core 0. Requests come at a fixed rate, an equal share each millisecond whether or not earlier ones were
 answered: 1,000 a second over 1 connection, 10,000 over 32 and 256. Events come at fixed intervals: every 1, 10 and 50 ms on
-each of 1, 50 and 500 streams. Requests per second are taken at saturation. Cells hold the median of the rounds, and where
-there are several, the least and the greatest in brackets; a ratio is taken within a round. `forwarder` is no proxy: it passes
-bytes on with the fewest calls to the system and to OpenSSL, and so shows the limit, which is named where a goal is below it.
+each of 1, 50 and 500 streams. For both, all proxies run and the load goes from one to the next in slices of a fifth of a
+second, so that what else happens on the machine meets all alike. Requests per second are taken at saturation, with one proxy
+running. Cells hold the median of the rounds, and where there are several, the least and the greatest in brackets; a ratio is
+taken within a round. `forwarder` is no proxy: it passes bytes on with the fewest calls to the system and to OpenSSL, and so
+shows the limit, which is named where a goal is below it.
 [bench/](../bench/) has the rest."""
 
 
