@@ -1,6 +1,7 @@
 """What is to be reached, and whether it was."""
 
 import dataclasses
+import statistics
 
 
 @dataclasses.dataclass
@@ -57,11 +58,12 @@ def reached(values, wanted, higher=False):
 
 
 def leaders(results, goal, peers):
-    """Peers that the relay is not ahead of by the median, and whether it was ahead of all in every round."""
+    """Peers that the relay is not ahead of by the median of the rounds' ratios, and whether it was ahead of all of them
+    in every round."""
     own = results.of(goal.measure, "relay")
     others = {peer: results.of(goal.measure, peer) for peer in peers if results.of(goal.measure, peer)}
     better = [peer for peer in others
-              if not goal.beats(results.median(goal.measure, "relay"), results.median(goal.measure, peer))]
+              if not goal.beats(statistics.median(results.ratios(goal.measure, "relay", peer)), 1)]
     return better, all(goal.beats(*pair) for values in others.values() for pair in zip(own, values))
 
 
