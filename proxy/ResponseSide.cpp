@@ -129,6 +129,7 @@ void ResponseSide::forward(std::string_view bytes, std::string_view head) {
   endIfForwarded();
 }
 
+/// Ends the phase once the client's connection has taken the whole response.
 void ResponseSide::endIfForwarded() {
   if (!state.failed() && body->complete() && state.client.sendBuffer.empty()) state.phase = Phase::over;
 }
